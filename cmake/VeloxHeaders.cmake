@@ -1,0 +1,29 @@
+# The public headers, by directory. Installed they lie together in include/velox; a tree of links in the build folder gives
+# the same view to programs, tests and examples, who write #include <velox/pask.h>.
+set(VELOX_HEADERS
+    manager/velox_types.h
+    manager/velox_manager.h
+    manager/velox_standin.h
+    manager/velox_catalog.h
+    runtime/pask_modules.h
+    runtime/pask_spinlock.h
+    runtime/pask_thread.h
+    text/pask_string.h
+    text/pask_utf8.h
+    text/pask_format.h
+    text/pask_string_accum.h
+    text/pask_number.h
+    collections/pask_utils.h
+    collections/pask_hashtable.h
+    collections/pask_stringmap.h
+    collections/pask_vector.h
+    files/pask.h
+    service/velox_cadenz.h)
+set(VELOX_HEADER_TREE ${CMAKE_BINARY_DIR}/headers)
+file(MAKE_DIRECTORY ${VELOX_HEADER_TREE}/velox)
+foreach(header ${VELOX_HEADERS})
+  get_filename_component(name ${header} NAME)
+  if(EXISTS ${CMAKE_SOURCE_DIR}/${header})
+    file(CREATE_LINK ${CMAKE_SOURCE_DIR}/${header} ${VELOX_HEADER_TREE}/velox/${name} SYMBOLIC)
+  endif()
+endforeach()

@@ -1,0 +1,10 @@
+# Debian's cross compiler for i386. An x86-64 machine runs the programs itself, with libc6-i386 and lib32stdc++6.
+set(CMAKE_SYSTEM_NAME Linux)
+set(CMAKE_SYSTEM_PROCESSOR i386)
+set(CMAKE_C_COMPILER i686-linux-gnu-gcc-12)
+set(CMAKE_CXX_COMPILER i686-linux-gnu-g++-12)
+set(CMAKE_CROSSCOMPILING_EMULATOR env)
+set(CMAKE_FIND_ROOT_PATH /usr/i686-linux-gnu)
+set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
+set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)

@@ -1,0 +1,114 @@
+/* The embedded music catalogue: a database file of tracks, filled by scanning audio files or a tab-separated file, which
+ * answers the lookups of the manager stand-in.
+ *
+ * A catalogue is named by a service URL, "sqlite:/path/to/file.db"; set "velox_queryopt_service_url" of a query to it, or
+ * make it the default of the process. Several processes may use one file: readers see it whole at every moment, and a
+ * writer waits up to five seconds for another one.
+ *
+ * A handle belongs to one thread at a time. Failures give VELOX_STANDIN_ERR_CATALOG or another word of velox_standin.h, and
+ * velox_standin_last_error() holds a sentence that tells what happened and names the file. */
+#ifndef VELOX_CATALOG_H
+#define VELOX_CATALOG_H
+
+#include "velox_standin.h"
+
+VELOX_BEGIN_DECLS
+
+typedef struct velox_catalog* velox_catalog_handle;
+
+#define VELOX_CATALOG_READ 0u   /* the file must exist */
+#define VELOX_CATALOG_CREATE 1u /* read and write; made when missing, together with its folder */
+
+/** Opens a catalogue by its service URL. A file that is no catalogue of ours, or of a newer version, is refused untouched. */
+VELOX_API pask_status velox_catalog_open(const char* url, uint32_t mode, velox_catalog_handle* catalog);
+/** Closes it; null is accepted. Objects got from it stay valid. */
+VELOX_API void velox_catalog_close(velox_catalog_handle catalog);
+/** The catalogue that lookups without a service URL use. The text is copied; null sets none. */
+VELOX_API pask_status velox_catalog_default_set(const char* url);
+
+/* ---- Filling ------------------------------------------------------------------------------------------------------- */
+
+typedef struct velox_catalog_scan_report {
+  uint64_t seen;      /* files, or lines of a tab-separated file, that were looked at */
+  uint64_t added;     /* new in the catalogue */
+  uint64_t updated;   /* changed since the last scan */
+  uint64_t unchanged; /* not read again */
+  uint64_t removed;   /* gone from below the scanned place */
+  uint64_t failed;    /* unreadable or broken; each was told to on_problem */
+} velox_catalog_scan_report;
+
+typedef struct velox_catalog_scan_events {
+  void* context;
+  /** Something that couldn't be taken in, with the path or "file:line" and a sentence; the scan goes on. May be null. */
+  void (*on_problem)(void* context, const char* where, const char* message);
+  /** After each file or some lines; may be null. A result other than 0 ends the scan after the running transaction. */
+  int (*on_progress)(void* context, const velox_catalog_scan_report* so_far, const char* where);
+} velox_catalog_scan_events;
+
+/** Takes in a folder with all below it (FLAC, MP3, Ogg Vorbis, Opus, M4A), one audio file, or a .tsv file.
+ *
+ *  A file whose size and time of change are as they were isn't read again; files gone from below the folder leave the
+ *  catalogue. Changes are written in bounded transactions, so the catalogue is sound at every moment and an interrupted scan
+ *  goes on where it was. A .tsv file has a header line that names its columns: title and artist are required; album,
+ *  album_artist, genre, mood, date, popularity (0 to 1000), path, track_tui, artist_id and duration (seconds) are known, in
+ *  any order; several genres or moods are divided by "; ". Its tracks replace those of an earlier scan of the same file.
+ *
+ *  Returns 0 also when single files failed (report->failed); VELOX_STANDIN_ERR_ABORTED when on_progress ended it. `report`
+ *  is written in every case; `events` may be null. */
+VELOX_API pask_status velox_catalog_scan(velox_catalog_handle catalog, const char* path,
+                                         const velox_catalog_scan_events* events, velox_catalog_scan_report* report);
+
+/* ---- Finding ------------------------------------------------------------------------------------------------------- */
+
+#define VELOX_CATALOG_TRACKS 1u
+#define VELOX_CATALOG_ALBUMS 2u
+#define VELOX_CATALOG_ARTISTS 4u
+
+/** Called with each find, best first; the object is borrowed for the call (velox_standin_mdo_addref keeps it). A result other
+ *  than 0 ends the search. */
+typedef int (*velox_catalog_find_fn)(void* context, velox_mdo_handle found);
+
+/** Finds catalogue items whose names hold all words of the text, word beginnings included, ASCII case and the accents of
+ *  Latin letters ignored; exact names come first. `kinds` joins VELOX_CATALOG_ bits; `limit` is per kind. */
+VELOX_API pask_status velox_catalog_search(velox_catalog_handle catalog, const char* text, uint32_t kinds, uint32_t limit,
+                                           velox_catalog_find_fn on_find, void* context);
+
+/** Called with each element of a list, most tracks first; the element is borrowed for the call. */
+typedef int (*velox_catalog_list_fn)(void* context, velox_list_element_handle element, const char* name, uint64_t tracks);
+
+/** Lists the genres, moods or eras of the catalogue (VELOX_LIST_ texts). */
+VELOX_API pask_status velox_catalog_list(velox_catalog_handle catalog, const char* list_type, velox_catalog_list_fn on_element,
+                                         void* context);
+
+typedef struct velox_catalog_counts {
+  uint64_t tracks, albums, artists, genres, moods, eras;
+  uint8_t invented; /* 1: this is the demonstration catalogue, its artists are invented */
+} velox_catalog_counts;
+
+VELOX_API pask_status velox_catalog_count(velox_catalog_handle catalog, velox_catalog_counts* counts);
+
+/* ---- What the objects hold ------------------------------------------------------------------------------------------ */
+/* Besides what velox_manager.h's callers read ("velox_val_tui", "_sdkmgr_val_artist_id" and so on), a track, album or artist
+ * of the catalogue has these values. A recommendation answer is an object of context "velox_ctx_response" with its tracks,
+ * in order, as "velox_ctx_track!" children. */
+#define VELOX_VAL_TITLE "velox_val_title"             /* track, album */
+#define VELOX_VAL_ARTIST "velox_val_artist"           /* track, album: as shown; artist: its name */
+#define VELOX_VAL_ALBUM "velox_val_album"             /* track */
+#define VELOX_VAL_GENRE "velox_val_genre"             /* track: one value for each genre */
+#define VELOX_VAL_MOOD "velox_val_mood"               /* track: one value for each mood */
+#define VELOX_VAL_ERA "velox_val_era"                 /* track, such as "1990s" */
+#define VELOX_VAL_YEAR "velox_val_year"               /* track */
+#define VELOX_VAL_DURATION "velox_val_duration"       /* track: whole seconds */
+#define VELOX_VAL_POPULARITY "velox_val_popularity"   /* track: 0 to 1000 */
+#define VELOX_VAL_LOCATION "velox_val_location"       /* track: path of the audio file, where there is one */
+/* A track of a recommendation has in addition: why it is there, as one sentence and in parts. */
+#define VELOX_VAL_REASON "velox_val_reason"           /* "same artist as Aurora Lane (seed 1); genre Dream Pop" */
+#define VELOX_VAL_REASON_KIND "velox_val_reason_kind" /* "similar", "artist", "album", "genre", "mood", "era", "popular": the nearest that held */
+#define VELOX_VAL_REASON_SEED "velox_val_reason_seed" /* ordinal of the seed that it is nearest to, from 1 */
+#define VELOX_VAL_SCORE "velox_val_score"             /* 0 to 1000, for comparison inside one answer */
+/* And the answer itself: */
+#define VELOX_VAL_FALLBACK "velox_val_fallback"       /* there only when nothing close was left: the step that gave results, in words */
+
+VELOX_END_DECLS
+
+#endif

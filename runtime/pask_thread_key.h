@@ -1,0 +1,11 @@
+// The process-wide key of the thread store, shared by the libraries of the family through the manager.
+#pragma once
+
+#include "pask_status.h"
+
+// Makes the key unless another library of the family has made it; a step of pask_thread's start.
+uint32_t _thread_key_start();
+// Deletes the key if this library made it; a step of pask_thread's stop.
+uint32_t _thread_key_stop();
+// Maps a POSIX error number to a status word of the thread module.
+uint32_t _thread_map_error(int error);
