@@ -12,12 +12,8 @@ const lines REGISTRATION = {"client_register 181 VELOX Cadenz",
                             "interface_get _velox_lookup_interface",
                             "interface_get _velox_mdo_interface",
                             "interface_get _velox_listmanager_interface"};
-const lines FAREWELL = {"client_unregister",
-                        "interface_release listmanager",
-                        "interface_release mdo",
-                        "interface_release lookup",
-                        "interface_release handlemanager",
-                        "interface_release userinfo",
+const lines FAREWELL = {"client_unregister",          "interface_release listmanager",   "interface_release mdo",
+                        "interface_release lookup",   "interface_release handlemanager", "interface_release userinfo",
                         "interface_release errorinfo"};
 
 class Start : public testing::Test {

@@ -18,12 +18,18 @@ TEST_F(Query, CreationChecksItsArguments) {
 }
 
 TEST_F(Query, KnowsTwelveOptionsInAnyCase) {
-  const char* keys[] = {VELOX_CADENZ_OPTION_ENABLE_CONTENT,   VELOX_CADENZ_OPTION_ENABLE_XIDS,
-                        VELOX_CADENZ_OPTION_ENABLE_SONIC,     VELOX_QUERYOPT_SERVICE_URL,
-                        VELOX_QUERYOPT_NETWORK_INTF,          VELOX_CADENZ_OPTION_RETURN_COUNT,
-                        VELOX_CADENZ_OPTION_FOCUS_POPULARITY, VELOX_CADENZ_OPTION_FOCUS_SIMILARITY,
-                        VELOX_CADENZ_OPTION_MAX_TRACKS_PER_ARTIST, VELOX_CADENZ_OPTION_ROTATION_RADIO,
-                        VELOX_CADENZ_OPTION_STATION_DMCA,     VELOX_CADENZ_OPTION_CATALOG_FILTER};
+  const char* keys[] = {VELOX_CADENZ_OPTION_ENABLE_CONTENT,
+                        VELOX_CADENZ_OPTION_ENABLE_XIDS,
+                        VELOX_CADENZ_OPTION_ENABLE_SONIC,
+                        VELOX_QUERYOPT_SERVICE_URL,
+                        VELOX_QUERYOPT_NETWORK_INTF,
+                        VELOX_CADENZ_OPTION_RETURN_COUNT,
+                        VELOX_CADENZ_OPTION_FOCUS_POPULARITY,
+                        VELOX_CADENZ_OPTION_FOCUS_SIMILARITY,
+                        VELOX_CADENZ_OPTION_MAX_TRACKS_PER_ARTIST,
+                        VELOX_CADENZ_OPTION_ROTATION_RADIO,
+                        VELOX_CADENZ_OPTION_STATION_DMCA,
+                        VELOX_CADENZ_OPTION_CATALOG_FILTER};
   for (const char* key : keys) EXPECT_EQ(set(key, key), 0u) << key;
   const char* value = nullptr;
   for (const char* key : keys) {
@@ -43,7 +49,8 @@ TEST_F(Query, KnowsTwelveOptionsInAnyCase) {
 TEST_F(Query, RefusesBadOptionCalls) {
   velox_standin_log_enable(0xb5, PASK_LOG_ERROR);
   const char* value = nullptr;
-  for (const char* key : {static_cast<const char*>(nullptr), "", "velox_cadenz_option", "velox_queryopt_service_url "}) {
+  for (const char* key :
+       {static_cast<const char*>(nullptr), "", "velox_cadenz_option", "velox_queryopt_service_url "}) {
     EXPECT_EQ(set(key, "1"), CADENZ_ERR_INVALID_ARG);
     EXPECT_EQ(recording::take_errors(), lines{"90b50001 90b50001 velox_cadenz_query_option_set"});
   }
@@ -61,8 +68,8 @@ TEST_F(Query, HoldsSixSeeds) {
   const object track("velox_ctx_track", {});
   for (int i = 0; i < VELOX_CADENZ_MAX_SEEDS; ++i) EXPECT_EQ(seed(track), 0u);
   EXPECT_EQ(seed(track), CADENZ_ERR_TOO_MANY_SEEDS);
-  EXPECT_EQ(recording::take_log(), (lines{"N|velox_cadenz|1|90b50791|(null)",
-                                          "0|velox_cadenz_query_set_mdo|1|90b50791|(null)"}));
+  EXPECT_EQ(recording::take_log(),
+            (lines{"N|velox_cadenz|1|90b50791|(null)", "0|velox_cadenz_query_set_mdo|1|90b50791|(null)"}));
 }
 
 TEST_F(Query, RefusesADeadSeed) {

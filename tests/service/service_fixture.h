@@ -47,10 +47,10 @@ class Service : public testing::Test {
       const object response("velox_ctx_response", {});
       return velox_standin_run_result(run, 0, response);
     };
-    const velox_standin_provider provider = {this, [](void* self, const velox_standin_lookup* lookup,
-                                                      velox_standin_run* run) {
-                                               return static_cast<Service*>(self)->answer(*lookup, run);
-                                             }};
+    const velox_standin_provider provider = {
+        this, [](void* self, const velox_standin_lookup* lookup, velox_standin_run* run) {
+          return static_cast<Service*>(self)->answer(*lookup, run);
+        }};
     velox_standin_provider_set(&provider);
     forget();
   }

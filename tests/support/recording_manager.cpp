@@ -3,12 +3,14 @@
 #include <velox/velox_standin.h>
 
 #include <cstdio>
+#include <mutex>
 
 namespace recording {
 namespace {
 
 const velox_manager_record* s_real;
 velox_manager_record s_record;
+std::mutex s_lock;  // guards all of this
 std::vector<std::string> s_calls, s_errors, s_log;
 std::string s_fail_name;
 int64_t s_fail_in = -1;
@@ -19,6 +21,7 @@ std::string text(const char* value) { return value ? value : "(null)"; }
 
 // Writes a call down and decides whether it fails.
 pask_status call(const std::string& name, const std::string& arguments = "") {
+  const std::lock_guard held(s_lock);
   s_calls.push_back(arguments.empty() ? name : name + " " + arguments);
   if (s_fail_in < 0 || (!s_fail_name.empty() && s_fail_name != name)) return 0;
   if (s_fail_in-- != 0) return 0;
@@ -76,14 +79,18 @@ void wrap_tables() {
   s_errorinfo.mine = {released, [](pask_status word, pask_status source, const char* operation, const char* message) {
                         char words[32];
                         std::snprintf(words, sizeof words, "%08x %08x ", word, source);
-                        s_errors.push_back(words + text(operation) + (message ? " " + text(message) : ""));
+                        {
+                          const std::lock_guard held(s_lock);
+                          s_errors.push_back(words + text(operation) + (message ? " " + text(message) : ""));
+                        }
                         return s_errorinfo.theirs->errorinfo_set(word, source, operation, message);
                       }};
 
   s_handles.theirs = real<velox_handlemanager_interface>(VELOX_INTERFACE_HANDLEMANAGER);
   s_handles.mine = *s_handles.theirs;
   s_handles.mine.interface_release = released;
-  s_handles.mine.handle_add = [](velox_client_ref client, void* object, uint32_t magic, velox_handle_delete_fn destroy) {
+  s_handles.mine.handle_add = [](velox_client_ref client, void* object, uint32_t magic,
+                                 velox_handle_delete_fn destroy) {
     return passed("handle_add", "", [&] { return s_handles.theirs->handle_add(client, object, magic, destroy); });
   };
   s_handles.mine.handle_validate = [](const void* handle, uint32_t magic) {
@@ -116,11 +123,12 @@ void wrap_tables() {
   };
   s_lookups.mine.lookup_add_request = [](velox_lookup_handle lookup, const char* type, const char* request,
                                          const char* radio, uintptr_t one) {
-    return passed("lookup_add_request", text(type) + " " + text(request) + " " + text(radio) + " " + std::to_string(one),
+    return passed("lookup_add_request",
+                  text(type) + " " + text(request) + " " + text(radio) + " " + std::to_string(one),
                   [&] { return s_lookups.theirs->lookup_add_request(lookup, type, request, radio, one); });
   };
-  s_lookups.mine.lookup_add_data = [](velox_lookup_handle lookup, const char* request, const char* key, const char* value,
-                                      uint32_t ordinal) {
+  s_lookups.mine.lookup_add_data = [](velox_lookup_handle lookup, const char* request, const char* key,
+                                      const char* value, uint32_t ordinal) {
     return passed("lookup_add_data",
                   text(request) + " " + text(key) + " " + text(value) + " " + std::to_string(ordinal),
                   [&] { return s_lookups.theirs->lookup_add_data(lookup, request, key, value, ordinal); });
@@ -194,11 +202,13 @@ pask_status table_get(const char* name, uintptr_t, uintptr_t, void** table) {
 void log_line(int32_t line, const char* file, uint32_t level, uint32_t word, const char* format, ...) {
   char numbers[32];
   std::snprintf(numbers, sizeof numbers, "|%u|%08x|", level, word);
+  const std::lock_guard held(s_lock);
   s_log.push_back((line ? "N|" : "0|") + text(file) + numbers + text(format));
 }
 
 std::vector<std::string> taken(std::vector<std::string>* from) {
   std::vector<std::string> all;
+  const std::lock_guard held(s_lock);
   all.swap(*from);
   return all;
 }
