@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <thread>
 
+#include "null_manager.h"
 #include "service_fixture.h"
 
 namespace {
@@ -136,6 +137,21 @@ TEST_F(Recommend, RequestsOfOneQueryWaitForEachOther) {
   ask();
   other.join();
   EXPECT_EQ(most, 1);
+}
+
+// Two vector records and the slots of the kept seeds: nothing else may be allocated.
+TEST(Cost, SixIdentifiedSeedsTakeThreeAllocations) {
+  ASSERT_EQ(velox_cadenz_initialize(&null_manager::g_record), 0u);
+  velox_cadenz_query_handle query = nullptr;
+  ASSERT_EQ(velox_cadenz_query_create(null_manager::any<velox_user_handle>(), nullptr, nullptr, &query), 0u);
+  for (int i = 0; i < VELOX_CADENZ_MAX_SEEDS; ++i)
+    EXPECT_EQ(velox_cadenz_query_set_mdo(query, null_manager::any<velox_mdo_handle>()), 0u);
+  const uint64_t before = velox_standin_memory_allocations();
+  velox_mdo_handle result = nullptr;
+  EXPECT_EQ(velox_cadenz_query_generate_recommendations(query, nullptr, &result), 0u);
+  EXPECT_EQ(velox_standin_memory_allocations() - before, 3u);
+  EXPECT_EQ(velox_cadenz_query_release(query), 0u);
+  EXPECT_EQ(velox_cadenz_shutdown(), 0u);
 }
 
 }  // namespace
