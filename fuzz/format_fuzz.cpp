@@ -15,13 +15,14 @@ void require(bool held) {
 }
 
 // Widths and precisions are cut to three digits, and "*" is left out, whose value would be an address: the engine may be
-// asked for gigabytes, but not here.
+// asked for gigabytes, but not here. Overlong forms go, behind which any letter could hide.
 std::string tamed(const uint8_t* data, size_t size) {
   std::string format(reinterpret_cast<const char*>(data), size);
   int digits = 0;
   for (char& c : format) {
     digits = c >= '0' && c <= '9' ? digits + 1 : 0;
     if (c == '*' || digits > 3) c = '.';
+    if (c == '\xc0' || c == '\xc1' || c == '\xe0') c = '\xc3';
   }
   return format;
 }
@@ -60,7 +61,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   memcpy(&v, data, sizeof v);
   const std::string format = tamed(data + sizeof v, size - sizeof v);
   size_t conversions = 0;
-  for (const char c : format) conversions += c == '%' || static_cast<signed char>(c) < 0;  // an overlong "%" counts
+  for (const char c : format) conversions += c == '%';
   if (conversions > 16) return 0;
   format_words(format);
   format_floats(format, v);
