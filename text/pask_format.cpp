@@ -38,10 +38,9 @@ void emit(pask_string_accum* acc, const conversion& c, const format_text& text) 
 bool is_plain(char c) { return static_cast<signed char>(c) > 0 && c != '%'; }
 
 // True when no byte of the word is a "%" or has its high bit set.
-bool is_plain(size_t word) {
-  constexpr size_t ONES = ~size_t{0} / 0xff, HIGHS = ONES * 0x80;
-  const size_t percent = word ^ ONES * '%';
-  return ((word | ((percent - ONES) & ~percent)) & HIGHS) == 0;
+bool is_plain(text_word word) {
+  const text_word percent = word ^ WORD_ONES * '%';
+  return ((word | ((percent - WORD_ONES) & ~percent)) & WORD_HIGHS) == 0;
 }
 
 // The first byte that is a "%", the terminator or no ASCII: a few bytes singly, then words in blocks.
@@ -52,10 +51,7 @@ const char* skip_plain(const char* at) {
   for (;; at += BLOCK) {
     const size_t size = strnlen(at, BLOCK);
     size_t i = 0;
-    for (size_t word; i + sizeof word <= size; i += sizeof word) {
-      memcpy(&word, at + i, sizeof word);
-      if (!is_plain(word)) break;
-    }
+    while (i + sizeof(text_word) <= size && is_plain(text_load(at + i))) i += sizeof(text_word);
     while (i < size && is_plain(at[i])) ++i;
     if (i < BLOCK) return at + i;
   }
