@@ -74,9 +74,8 @@ std::string line_of(const std::vector<column>& columns, const terminal& where, C
   return fit(line, where.width);
 }
 
-/** Breaks a note at its blanks into indented lines. */
-std::string wrapped(const std::string& note, const terminal& where) {
-  const std::string indent(where.width > 40 ? 4 : 1, ' ');
+/** Breaks a text at its blanks into lines. */
+std::string wrapped(const std::string& note, const std::string& indent, const terminal& where) {
   std::string lines, line;
   size_t at = 0;
   while (at < note.size()) {
@@ -100,7 +99,7 @@ std::string rendered(table shown, const terminal& where) {
   std::string text = styled(line_of(shown.columns, where, [](const column& c) { return c.title; }), "1", where) + '\n';
   for (size_t row = 0; row < rows; ++row) {
     text += line_of(shown.columns, where, [row](const column& c) { return c.cells[row]; }) + '\n';
-    if (row < shown.notes.size()) text += wrapped(shown.notes[row], where);
+    if (row < shown.notes.size()) text += wrapped(shown.notes[row], where.width > 40 ? "    " : " ", where);
   }
   return text;
 }
@@ -144,7 +143,7 @@ std::string table_of(const recommendation& result, bool explain, const terminal&
         {std::to_string(++position), track.title, track.artist, track.album, year_of(track), length_of(track)});
     if (explain) shown.notes.push_back(safe(track.reason));
   }
-  return wrapped(heading(result), where) + rendered(std::move(shown), where);
+  return wrapped(heading(result), "", where) + '\n' + rendered(std::move(shown), where);
 }
 
 std::string table_of(const std::vector<item>& found, const terminal& where) {
