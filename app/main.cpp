@@ -30,6 +30,9 @@ constexpr const char* examples =
     "The catalogue is a file: --catalog, else $CADENZ_CATALOG, else cadenz/catalog.db in $XDG_DATA_HOME or\n"
     "~/.local/share. Exit status: 0 fine, 1 something failed, 2 wrong usage. More: man cadenz";
 
+/** Without the description, which help would repeat. */
+CLI::Validator whole_number(int least, int most) { return CLI::Range(least, most).description(""); }
+
 /** Several occurrences, one value each. */
 CLI::Option* add_repeatable(CLI::App* command, const char* name, std::vector<std::string>& values, const char* help) {
   return command->add_option(name, values, help)
@@ -98,7 +101,7 @@ void add_search(CLI::App& program, command_line& line) {
   command->add_flag("--albums", line.search.albums, "Albums only");
   command->add_flag("--artists", line.search.artists, "Artists only");
   command->add_option("--limit", line.search.limit, "At most so many of each kind (20)")
-      ->check(CLI::Range(1u, 10000u))
+      ->check(whole_number(1, 10000))
       ->type_name("N");
   command->add_flag("--json", line.search.json, "As JSON");
   command->callback([&line] {
@@ -111,7 +114,7 @@ void add_lists(CLI::App& program, command_line& line) {
   CLI::App* command = program.add_subcommand("lists", "Show the genres, moods and eras of the catalogue");
   add_catalog(command, line);
   command->add_option("LIST", line.lists.names, "genres, moods or eras; all of them when none is named")
-      ->check(CLI::IsMember({"genres", "moods", "eras"}))
+      ->check(CLI::IsMember({"genres", "moods", "eras"}).description(""))
       ->type_name("");
   command->add_flag("--json", line.lists.json, "As JSON");
   command->callback(
@@ -146,17 +149,17 @@ void add_recommend(CLI::App& program, command_line& line) {
   add_repeatable(command, "--era", request.eras, "Only this era, such as 1990s, 90s or 1994; repeatable")
       ->group("Filters");
 
-  add_query_option(command, "--count", VELOX_CADENZ_OPTION_RETURN_COUNT, request, "How many tracks")
-      ->check(CLI::Range(1, 1000));
+  add_query_option(command, "--count", VELOX_CADENZ_OPTION_RETURN_COUNT, request, "How many tracks, 1 to 1000")
+      ->check(whole_number(1, 1000));
   add_query_option(command, "--max-per-artist", VELOX_CADENZ_OPTION_MAX_TRACKS_PER_ARTIST, request,
-                   "At most so many tracks of one artist")
-      ->check(CLI::Range(1, 1000));
+                   "At most so many of one artist, 1 to 1000")
+      ->check(whole_number(1, 1000));
   add_query_option(command, "--popularity", VELOX_CADENZ_OPTION_FOCUS_POPULARITY, request,
                    "0: rather the unknown, 1000: rather the well-known")
-      ->check(CLI::Range(0, 1000));
+      ->check(whole_number(0, 1000));
   add_query_option(command, "--similarity", VELOX_CADENZ_OPTION_FOCUS_SIMILARITY, request,
                    "0: rather the surprising, 1000: rather the alike")
-      ->check(CLI::Range(0, 1000));
+      ->check(whole_number(0, 1000));
   command
       ->add_option_function<std::string>(
           "--rotation",
@@ -164,8 +167,8 @@ void add_recommend(CLI::App& program, command_line& line) {
             request.options.emplace_back(VELOX_CADENZ_OPTION_ROTATION_RADIO, value == "radio" ? "1" : "0");
           },
           "radio: artists alternate; none: best first")
-      ->check(CLI::IsMember({"radio", "none"}))
-      ->type_name("radio|none")
+      ->check(CLI::IsMember({"radio", "none"}).description(""))
+      ->type_name("HOW")
       ->group("Choice");
   command
       ->add_option_function<std::string>(
@@ -177,20 +180,22 @@ void add_recommend(CLI::App& program, command_line& line) {
       ->type_name("WHAT")
       ->group("Choice");
   command->add_option("--timeout", request.timeout_seconds, "Give up after so many seconds")
-      ->check(CLI::Range(0.0, 86400.0))
+      ->check(CLI::Range(0.0, 86400.0).description(""))
       ->type_name("SECONDS")
       ->group("Choice");
 
-  CLI::Option_group* forms = command->add_option_group("Output");
   const auto add_form = [&](const char* name, form output, const char* help) {
-    forms->add_flag_callback(
-        name, [&request, output] { request.output = output; }, help);
+    return command
+        ->add_flag_callback(
+            name, [&request, output] { request.output = output; }, help)
+        ->group("Output");
   };
-  add_form("--json", form::json, "As JSON, reasons included");
-  add_form("--m3u", form::m3u, "As an M3U playlist");
-  add_form("--xspf", form::xspf, "As an XSPF playlist");
-  forms->require_option(0, 1);
-  command->add_flag("--explain", request.explain, "Say for every track why it is there");
+  CLI::Option* json = add_form("--json", form::json, "As JSON, reasons included");
+  CLI::Option* m3u = add_form("--m3u", form::m3u, "As an M3U playlist");
+  CLI::Option* xspf = add_form("--xspf", form::xspf, "As an XSPF playlist");
+  json->excludes(m3u, xspf);
+  m3u->excludes(xspf);
+  command->add_flag("--explain", request.explain, "Say for every track why it is there")->group("Output");
 
   command->callback([&line, command] {
     recommend_request& wanted = line.recommend;
@@ -205,18 +210,20 @@ void add_recommend(CLI::App& program, command_line& line) {
 /** Reads the command line; returns an exit status when that was all, -1 when there is something to run. */
 int read_command_line(int argc, char** argv, command_line& line) {
   CLI::App program("cadenz: a radio from your own music", "cadenz");
-  program.require_subcommand(1);
+  program.require_subcommand(0, 1);
   program.set_version_flag("--version", std::string("cadenz ") + velox_cadenz_get_version());
-  program.footer(examples);
   program.get_formatter()->column_width(34);
   add_scan(program, line);
   add_search(program, line);
   add_lists(program, line);
   add_recommend(program, line);
+  program.footer(examples);  // last, so that the commands don't take it over
 
   try {
     program.parse(argc, argv);
-    return -1;
+    if (line.run) return -1;
+    tell("no command given: there are scan, search, lists and recommend", "run: cadenz --help");
+    return exit_usage;
   } catch (const CLI::ParseError& stop) {
     if (stop.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) {
       std::ostringstream text, ignored;
@@ -224,7 +231,8 @@ int read_command_line(int argc, char** argv, command_line& line) {
       write_result(text.str());
       return exit_fine;
     }
-    tell(stop.what(), "run: cadenz --help");
+    const std::vector<CLI::App*> commands = program.get_subcommands();
+    tell(stop.what(), "run: cadenz " + (commands.empty() ? "" : commands.front()->get_name() + ' ') + "--help");
     return exit_usage;
   }
 }

@@ -57,18 +57,17 @@ std::vector<std::string> nearest(const std::string& text, const std::vector<std:
 }
 
 std::vector<std::string> nearest_items(velox_catalog_handle catalog, item_kind kind, const std::string& text) {
-  std::vector<std::string> names;
-  const auto collect = [&](int code_points) {
+  // Long beginnings first: they bring the likely names of a large catalogue under the limit.
+  for (const int code_points : {4, 3, 2}) {
+    std::vector<std::string> names;
     std::istringstream words(text);
     for (std::string word; words >> word;)
       for (const found_object& object : find(catalog, beginning(word, code_points), kind, candidates_per_word))
         names.push_back(kind == item_kind::artist ? object.shown.artist : object.shown.title);
-  };
-  collect(2);
-  std::vector<std::string> near = nearest(text, names);
-  if (!near.empty()) return near;
-  collect(1);
-  return nearest(text, names);
+    std::vector<std::string> near = nearest(text, names);
+    if (!near.empty()) return near;
+  }
+  return {};
 }
 
 std::string suggestion(const std::vector<std::string>& names, const std::string& otherwise) {

@@ -1,7 +1,9 @@
 /* JSON for programs, through nlohmann-json. Fields that a track doesn't have are left out. */
+#include <cstdio>
 #include <nlohmann/json.hpp>
 
 #include "output.h"
+#include "text_safe.h"
 
 namespace app {
 
@@ -9,28 +11,26 @@ namespace {
 
 using json = nlohmann::ordered_json;
 
-/** The text of a document. Invalid UTF-8 becomes U+FFFD. Dumping escapes the controls below blank; DEL and the controls above
- *  it are escaped here, since they stand in strings only. */
+/** The text of a document. Invalid UTF-8 becomes U+FFFD. Dumping escapes the controls below the blank; what else acts on a
+ *  terminal stands in strings only, and is escaped here. */
 std::string dumped(const json& document) {
   const std::string raw = document.dump(2, ' ', false, json::error_handler_t::replace);
   std::string text;
   text.reserve(raw.size() + 1);
-  const auto escape = [&](unsigned char code) {
-    constexpr char digits[] = "0123456789abcdef";
-    text += "\\u00";
-    text += digits[code >> 4];
-    text += digits[code & 0xf];
+  const auto escape = [&](char32_t unit) {
+    char digits[8];
+    std::snprintf(digits, sizeof digits, "\\u%04x", static_cast<unsigned>(unit));
+    text += digits;
   };
-  for (size_t i = 0; i < raw.size(); ++i) {
-    const auto byte = static_cast<unsigned char>(raw[i]);
-    const auto next = static_cast<unsigned char>(i + 1 < raw.size() ? raw[i + 1] : 0);
-    if (byte == 0x7f) {
-      escape(byte);
-    } else if (byte == 0xc2 && next >= 0x80 && next < 0xa0) {
-      escape(next);
-      ++i;
+  for (size_t at = 0; at < raw.size();) {
+    const char32_t code_point = next_code_point(raw, at);
+    if (code_point == '\n' || !acts_on_terminal(code_point)) {
+      append_utf8(text, code_point);
+    } else if (code_point < 0x10000) {
+      escape(code_point);
     } else {
-      text += raw[i];
+      escape(0xd7c0 + (code_point >> 10));  // a pair of surrogates
+      escape(0xdc00 + (code_point & 0x3ff));
     }
   }
   return text + '\n';

@@ -66,10 +66,10 @@ outcome Program::run(const std::vector<std::string>& arguments, const std::strin
   return result;
 }
 
-outcome Program::run_on_terminal(const std::vector<std::string>& arguments, unsigned short columns,
+outcome Program::run_on_terminal(const std::vector<std::string>& arguments, unsigned columns,
                                  const std::function<void(const std::string&, int)>& watch) const {
   winsize size = {};
-  size.ws_col = columns;
+  size.ws_col = static_cast<unsigned short>(columns);
   size.ws_row = 24;
   int terminal = -1;
   const pid_t process = forkpty(&terminal, nullptr, nullptr, &size);

@@ -25,7 +25,7 @@ class Program : public testing::Test {
   outcome run(const std::vector<std::string>& arguments, const std::string& output = "") const;
   /** Standard output and error on one terminal of so many columns. `watch` is called with all that was shown so far, and
    *  the process, whenever there is more. */
-  outcome run_on_terminal(const std::vector<std::string>& arguments, unsigned short columns,
+  outcome run_on_terminal(const std::vector<std::string>& arguments, unsigned columns,
                           const std::function<void(const std::string&, int)>& watch = {}) const;
 
   std::string path(const std::string& name) const { return (home / name).string(); }
