@@ -15,8 +15,8 @@ std::atomic<uint32_t> s_starts{0};
 std::atomic<int64_t> s_live_blocks{0};
 std::atomic<uint64_t> s_allocations{0};
 
-std::atomic<bool> s_counting{false};            // a refusal is armed
-std::atomic<int64_t> s_until_refusal{NEVER};    // allocations still granted
+std::atomic<bool> s_counting{false};          // a refusal is armed
+std::atomic<int64_t> s_until_refusal{NEVER};  // allocations still granted
 std::atomic<bool> s_refuse_all_after{false};
 std::atomic<bool> s_refused{false};
 

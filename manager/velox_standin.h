@@ -20,7 +20,8 @@ VELOX_BEGIN_DECLS
 #define VELOX_STANDIN_ERR_NOT_INITED 0x90010007u
 #define VELOX_STANDIN_ERR_UNSUPPORTED 0x9001000bu /* a lookup type or a service URL that the provider doesn't serve */
 #define VELOX_STANDIN_ERR_ABORTED 0x90010010u     /* a lookup callback set the abort byte */
-#define VELOX_STANDIN_ERR_IN_USE 0x90010011u      /* the client still holds handles */
+#define VELOX_STANDIN_ERR_IN_USE 0x90010011u      /* the client still holds handles, the object is part of another one or of
+                                                   * an answer and takes nothing more, or the lookup is running */
 #define VELOX_STANDIN_ERR_HANDLE 0x90010321u      /* a handle that isn't alive or is of another kind */
 #define VELOX_STANDIN_ERR_CATALOG 0x90010400u     /* the catalogue's database can't be used; the message tells why */
 
@@ -29,8 +30,10 @@ VELOX_BEGIN_DECLS
 /** Starts the manager, or counts a further start. `record` receives the record for velox_cadenz_initialize(), valid until
  *  the last stop. Returns 0, or 0x90010001 for a null out-parameter. */
 VELOX_API pask_status velox_standin_start(const velox_manager_record** record);
-/** Ends one start. The last one calls the shutdown function of a client that is still registered, frees what was left in
- *  the handle registry through its delete functions, and closes catalogues. Returns 0; 0x90010007 when not started. */
+/** Ends one start. The last one frees what was left in the handle registry through its delete functions, newest first and
+ *  while the clients are still up, calls the shutdown function of each client that is still registered, and closes
+ *  catalogues. Users, metadata objects, list elements and lookups live on until they are released. Not to be called from
+ *  inside a delete or shutdown function. Returns 0; 0x90010007 when not started. */
 VELOX_API pask_status velox_standin_stop(void);
 
 /* ---- Last error and log -------------------------------------------------------------------------------------------- */
@@ -44,7 +47,9 @@ typedef struct velox_standin_error {
 } velox_standin_error;
 
 VELOX_API void velox_standin_last_error(velox_standin_error* error);
-/** Records a message for the last error: what a provider tells of a failure. Null texts are allowed. */
+/** Records a message for the last error: what a provider tells of a failure, right before it returns the word. An
+ *  errorinfo_set without a message whose source is that word keeps the message, so that the application reads it behind the
+ *  failed operation of the service. Null texts are allowed. */
 VELOX_API void velox_standin_error_set(pask_status word, const char* operation, const char* message);
 
 /** Sets the log hook; null drops every line. Not to be changed while another thread may log. */
@@ -54,8 +59,9 @@ VELOX_API void velox_standin_log_enable(uint32_t package, uint32_t levels);
 
 /* ---- Users --------------------------------------------------------------------------------------------------------- */
 
-/** Makes a user, with one reference. `name` tells users apart where a provider keeps state for them. */
+/** Makes a user, with one reference. `name`, which isn't empty, tells users apart where a provider keeps state for them. */
 VELOX_API pask_status velox_standin_user_create(const char* name, velox_user_handle* user);
+VELOX_API pask_status velox_standin_user_addref(velox_user_handle user);
 /** Drops a reference; null is accepted. */
 VELOX_API void velox_standin_user_release(velox_user_handle user);
 /** The user's name, valid as long as the user; null for a dead handle. */
@@ -63,17 +69,19 @@ VELOX_API const char* velox_standin_user_name(velox_user_handle user);
 
 /* ---- Metadata objects ---------------------------------------------------------------------------------------------- */
 /* A metadata object has a context text, values under keys, and children under child keys; ordinals count from 1. It is
- * built by one thread, and read by any number once it has been handed out. */
+ * built by one thread, and read by any number once it has been handed out. Build from the leaves: an object that has been
+ * added to another one, or given as an answer, takes no further value or child (0x90010011). */
 
-/** Makes an object, with one reference. */
+/** Makes an object, with one reference. The context may be empty. */
 VELOX_API pask_status velox_standin_mdo_create(const char* context, velox_mdo_handle* mdo);
-/** Adds a value behind those of the same key; both texts are copied. A null value adds nothing and is a success. */
+/** Adds a value behind those of the same key; both texts are copied. A null value adds nothing and is a success; an empty
+ *  one is a value. */
 VELOX_API pask_status velox_standin_mdo_value_add(velox_mdo_handle mdo, const char* key, const char* value);
 /** Adds a child behind those of the same key. The object takes a reference of its own. */
 VELOX_API pask_status velox_standin_mdo_child_add(velox_mdo_handle mdo, const char* key, velox_mdo_handle child);
 VELOX_API pask_status velox_standin_mdo_addref(velox_mdo_handle mdo);
 VELOX_API void velox_standin_mdo_release(velox_mdo_handle mdo); /* null is accepted */
-/** The context text; null for null. Valid as long as the object, like the texts of the next two. */
+/** The context text; null for a dead handle. Valid as long as the object, like the texts of the next two. */
 VELOX_API const char* velox_standin_mdo_context(velox_mdo_handle mdo);
 /** A value, or null when there is none. */
 VELOX_API const char* velox_standin_mdo_value(velox_mdo_handle mdo, const char* key, uint32_t ordinal);
@@ -87,10 +95,12 @@ VELOX_API velox_mdo_handle velox_standin_mdo_child(velox_mdo_handle mdo, const c
 #define VELOX_LIST_MOODS "velox_list_type_moods"
 #define VELOX_LIST_ERAS "velox_list_type_eras"
 
-/** Makes an element of a list, with one reference: its list's type text, its number there, and a name to show. */
+/** Makes an element of a list, with one reference: its list's type text, its number there, and a name to show or null. */
 VELOX_API pask_status velox_standin_list_element_create(const char* type, int32_t id, const char* name,
                                                         velox_list_element_handle* element);
+VELOX_API pask_status velox_standin_list_element_addref(velox_list_element_handle element);
 VELOX_API void velox_standin_list_element_release(velox_list_element_handle element); /* null is accepted */
+/** The name, valid as long as the element; null for an element without one and for a dead handle. */
 VELOX_API const char* velox_standin_list_element_name(velox_list_element_handle element);
 
 /* ---- Providers ----------------------------------------------------------------------------------------------------- */
@@ -113,7 +123,8 @@ typedef struct velox_standin_request {
   uint32_t data_count;
 } velox_standin_request;
 
-/** A lookup as its provider sees it; valid during execute only. */
+/** A lookup as its provider sees it; valid during execute only, as is the run. The lookup takes nothing more meanwhile, and
+ *  gives no result. */
 typedef struct velox_standin_lookup {
   velox_user_handle user;
   const velox_standin_item* options; /* of the whole lookup */
@@ -128,17 +139,18 @@ typedef struct velox_standin_run velox_standin_run;
 typedef struct velox_standin_provider {
   void* context;
   /** Answers all requests of a lookup, on the calling thread. Non-zero fails the whole lookup; a request without a result
-   *  gives 0x90010003 at lookup_get_result. Several threads may be inside at once. */
+   *  gives 0x90010003 at lookup_get_result. Several threads may be inside at once. After an abort the lookup ends with
+   *  0x90010010, whatever this returns. */
   pask_status (*execute)(void* context, const velox_standin_lookup* lookup, velox_standin_run* run);
 } velox_standin_provider;
 
 /** Sets the provider of lookups that are executed from now on; null puts the default back. The table is copied. */
 VELOX_API void velox_standin_provider_set(const velox_standin_provider* provider);
-/** Sends a progress record to the lookup callback. Returns 0, or 0x90010010 once the abort byte was set, which the provider
- *  hands back at once. */
+/** Sends a progress record to the lookup callback; on the thread of execute. Returns 0, or 0x90010010 once the abort byte was
+ *  set, which the provider hands back at once; no further callback is made then. */
 VELOX_API pask_status velox_standin_run_progress(velox_standin_run* run, uint32_t kind, int32_t state, uint32_t count,
                                                  const char* message);
-/** Gives the answer to the request at an index, from 0; takes a reference of its own. */
+/** Gives the answer to the request at an index, from 0, in place of an earlier one; takes a reference of its own. */
 VELOX_API pask_status velox_standin_run_result(velox_standin_run* run, uint32_t request, velox_mdo_handle result);
 
 /* ---- For tests: the memory service ---------------------------------------------------------------------------------- */
