@@ -1,6 +1,6 @@
 // The last error of each thread. A thread's record is made at its first error information and goes with the thread; the
 // texts are copied into buffers that are kept, so that the frequent success costs two words and a short copy.
-#include <optional>
+#include <new>
 #include <string>
 
 #include "standin.h"
@@ -9,14 +9,14 @@ namespace standin {
 
 namespace {
 
-// A text that may be null, in a buffer that outlives it.
+// A text that may be null, in a buffer that outlives it. One for which there is no memory is left out.
 struct kept_text {
   std::string buffer;
   bool present = false;
 
-  void set(const char* text) {
-    present = text != nullptr;
-    if (present) buffer.assign(text);
+  void set(const char* text) noexcept {
+    present = false;
+    if (text) present = guarded([&]() -> pask_status { return buffer.assign(text), 0; }) == 0;
   }
   const char* get() const { return present ? buffer.c_str() : nullptr; }
 };
@@ -41,31 +41,25 @@ struct at_thread_end {
   }
 };
 
-error_record* first_record() {
+[[gnu::cold]] error_record* first_record() {
   if (t_ended) return nullptr;
   thread_local at_thread_end reaper;
   (void)reaper;
-  return t_error = new error_record;
+  return t_error = new (std::nothrow) error_record;
 }
-
-error_record* record() { return t_error ? t_error : first_record(); }
 
 pask_status record_error(pask_status word, pask_status source, const char* operation, const char* message,
                          bool from_provider) {
-  return guarded([&]() -> pask_status {
-    error_record* error = record();
-    if (!error) return 0;
-    // The service tells of a failed lookup without a message: the provider's stays with the word that caused it.
-    const bool explains = error->from_provider && !message && source != 0 && source == error->source;
-    error->word = word;
-    error->source = source;
-    error->from_provider = from_provider || explains;
-    error->operation.present = false;
-    if (!explains) error->message.present = false;
-    error->operation.set(operation);
-    if (!explains) error->message.set(message);
-    return 0;
-  });
+  error_record* error = t_error ? t_error : first_record();
+  if (!error) return VELOX_STANDIN_ERR_NO_MEMORY;
+  // The service tells of a failed lookup without a message: the provider's stays with the word that caused it.
+  const bool explained = error->from_provider && !message && source != 0 && source == error->source;
+  error->word = word;
+  error->source = source;
+  error->from_provider = from_provider || explained;
+  error->operation.set(operation);
+  if (!explained) error->message.set(message);
+  return 0;
 }
 
 pask_status errorinfo_set(pask_status word, pask_status source, const char* operation, const char* message) {

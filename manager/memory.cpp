@@ -1,24 +1,83 @@
-// The memory service of the stand-in: libc's allocator with a count of live blocks and refusals on demand.
+// The memory service of the stand-in: libc's allocator with counts and refusals on demand.
+//
+// Each thread counts in a cell of its own, so that an allocation costs no locked instruction and threads don't meet; a reader
+// adds the cells up. Cells are never freed: a thread that ends leaves its counts behind and its cell to a later thread.
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 
 #include "velox_manager.h"
 #include "velox_standin.h"
 
 namespace {
 
-constexpr pask_status MEMORY_NOT_INITED = 0x90010007;
-constexpr int64_t NEVER = -1;
-
 std::atomic<uint32_t> s_starts{0};
-std::atomic<int64_t> s_live_blocks{0};
-std::atomic<uint64_t> s_allocations{0};
 
-std::atomic<bool> s_counting{false};          // a refusal is armed
-std::atomic<int64_t> s_until_refusal{NEVER};  // allocations still granted
+std::atomic<bool> s_counting{false};      // a refusal is armed
+std::atomic<int64_t> s_until_refusal{0};  // allocations still granted
 std::atomic<bool> s_refuse_all_after{false};
 std::atomic<bool> s_refused{false};
+
+using counter = std::atomic<uint64_t>;
+
+struct alignas(64) count_cell {
+  counter allocated{0};
+  counter reallocated{0};
+  counter freed{0};
+  std::atomic<bool> taken{true};
+  count_cell* next = nullptr;
+};
+
+constinit count_cell s_shared_cell;  // of threads that are ending, and the end of the list
+constinit std::atomic<count_cell*> s_cells{&s_shared_cell};
+constinit thread_local count_cell* t_cell = nullptr;
+constinit thread_local bool t_ended = false;
+
+struct at_thread_end {
+  ~at_thread_end() {
+    t_ended = true;
+    if (t_cell) t_cell->taken.store(false, std::memory_order_release);
+    t_cell = nullptr;
+  }
+};
+
+count_cell* take_cell() {
+  for (count_cell* at = s_cells.load(std::memory_order_acquire); at; at = at->next)
+    if (!at->taken.load(std::memory_order_relaxed) && !at->taken.exchange(true, std::memory_order_acquire)) return at;
+  auto* made = new (std::nothrow) count_cell;
+  if (!made) return nullptr;
+  made->next = s_cells.load(std::memory_order_relaxed);
+  while (!s_cells.compare_exchange_weak(made->next, made, std::memory_order_release, std::memory_order_relaxed)) {
+  }
+  return made;
+}
+
+[[gnu::cold, gnu::noinline]] void count_first(counter count_cell::*which) {
+  if (!t_ended) {
+    thread_local at_thread_end reaper;
+    (void)reaper;
+    t_cell = take_cell();
+  }
+  count_cell* cell = t_cell ? t_cell : &s_shared_cell;
+  (cell->*which).fetch_add(1, std::memory_order_relaxed);
+}
+
+void count(counter count_cell::*which) {
+  if (count_cell* mine = t_cell) [[likely]] {
+    counter& own = mine->*which;  // written by this thread alone
+    own.store(own.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+  } else {
+    count_first(which);
+  }
+}
+
+uint64_t total(counter count_cell::*which) {
+  uint64_t sum = 0;
+  for (const count_cell* at = s_cells.load(std::memory_order_acquire); at; at = at->next)
+    sum += (at->*which).load(std::memory_order_relaxed);
+  return sum;
+}
 
 // Decides about one allocation while a refusal is armed.
 bool refuse_this_one() {
@@ -29,11 +88,6 @@ bool refuse_this_one() {
 }
 
 bool refused() { return s_counting.load(std::memory_order_relaxed) && refuse_this_one(); }
-
-void count(int64_t blocks) {
-  s_live_blocks.fetch_add(blocks, std::memory_order_relaxed);
-  s_allocations.fetch_add(1, std::memory_order_relaxed);
-}
 
 }  // namespace
 
@@ -46,26 +100,26 @@ pask_status pask_memory_shutdown() {
   uint32_t starts = s_starts.load();
   while (starts != 0)
     if (s_starts.compare_exchange_weak(starts, starts - 1)) return 0;
-  return MEMORY_NOT_INITED;
+  return VELOX_STANDIN_ERR_NOT_INITED;
 }
 
 void* pask_memory_alloc(uint32_t size) {
   if (refused()) return nullptr;
   void* block = std::malloc(size ? size : 1);
-  if (block) count(1);
+  if (block) count(&count_cell::allocated);
   return block;
 }
 
 void* pask_memory_realloc(void* block, uint32_t size) {
   if (refused()) return nullptr;
   void* moved = std::realloc(block, size ? size : 1);
-  if (moved) count(block ? 0 : 1);
+  if (moved) count(block ? &count_cell::reallocated : &count_cell::allocated);
   return moved;
 }
 
 void pask_memory_free(void* block) {
   if (!block) return;
-  s_live_blocks.fetch_sub(1, std::memory_order_relaxed);
+  count(&count_cell::freed);
   std::free(block);
 }
 
@@ -75,8 +129,15 @@ void pask_memory_memmove(void* to, const void* from, uint32_t size) { std::memmo
 int32_t pask_memory_memcmp(const void* a, const void* b, uint32_t size) { return std::memcmp(a, b, size); }
 
 uint32_t velox_standin_memory_starts(void) { return s_starts.load(); }
-int64_t velox_standin_memory_live_blocks(void) { return s_live_blocks.load(); }
-uint64_t velox_standin_memory_allocations(void) { return s_allocations.load(); }
+
+int64_t velox_standin_memory_live_blocks(void) {
+  const uint64_t freed = total(&count_cell::freed);  // first, so that a count taken beside other threads isn't negative
+  return static_cast<int64_t>(total(&count_cell::allocated) - freed);
+}
+
+uint64_t velox_standin_memory_allocations(void) {
+  return total(&count_cell::allocated) + total(&count_cell::reallocated);
+}
 
 void velox_standin_memory_refuse(uint32_t granted, uint8_t all_after) {
   s_refused = false;
@@ -87,6 +148,5 @@ void velox_standin_memory_refuse(uint32_t granted, uint8_t all_after) {
 
 uint8_t velox_standin_memory_refuse_end(void) {
   s_counting = false;
-  s_until_refusal = NEVER;
   return s_refused ? 1 : 0;
 }

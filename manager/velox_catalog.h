@@ -101,6 +101,7 @@ VELOX_API pask_status velox_catalog_count(velox_catalog_handle catalog, velox_ca
 #define VELOX_VAL_DURATION "velox_val_duration"       /* track: whole seconds */
 #define VELOX_VAL_POPULARITY "velox_val_popularity"   /* track: 0 to 1000 */
 #define VELOX_VAL_LOCATION "velox_val_location"       /* track: path of the audio file, where there is one */
+#define VELOX_VAL_XID "velox_val_xid"                 /* track, artist: identifier that came with the music; on request only */
 /* A track of a recommendation has in addition: why it is there, as one sentence and in parts. */
 #define VELOX_VAL_REASON "velox_val_reason"           /* "same artist as Aurora Lane (seed 1); genre Dream Pop" */
 #define VELOX_VAL_REASON_KIND "velox_val_reason_kind" /* "similar", "artist", "album", "genre", "mood", "era", "popular": the nearest that held */

@@ -1,0 +1,164 @@
+// The operations of velox_catalog.h on an open catalogue. Each checks its arguments and hands over; reading happens inside
+// one transaction, so that what is told fits together.
+#include "velox_catalog.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <vector>
+
+#include "guard.h"
+#include "objects.h"
+#include "scan.h"
+#include "search.h"
+#include "tags.h"
+
+using namespace velox::catalog;
+
+struct velox_catalog {
+  std::unique_ptr<database> db;
+  attributes attrs{*db};
+};
+
+namespace {
+
+/** The full path; a trailing slash and links on the way are gone. */
+std::string resolved(const char* path) {
+  char* whole = ::realpath(path, nullptr);
+  if (whole == nullptr)
+    throw failure{errno == ENOENT ? VELOX_STANDIN_ERR_NOT_FOUND : VELOX_STANDIN_ERR_INVALID_ARG,
+                  std::string("\"") + path + "\" can't be scanned: " + std::strerror(errno)};
+  std::string result = whole;
+  std::free(whole);
+  return result;
+}
+
+bool ends_in(const std::string& path, std::string_view ending) {
+  return path.size() > ending.size() && path.compare(path.size() - ending.size(), ending.size(), ending) == 0;
+}
+
+struct list_row {
+  int64_t id;
+  const attribute_info* info;
+};
+
+int kind_of_list(const char* list_type) {
+  for (const int kind : {k_genre, k_mood, k_era}) {
+    if (std::strcmp(list_type, k_list_types[kind]) == 0) return kind;
+  }
+  throw failure{VELOX_STANDIN_ERR_NOT_FOUND, std::string("there is no list \"") + list_type + "\""};
+}
+
+/** The attributes of a kind that have tracks; attributes number by the thousand at most, unlike tracks. */
+std::vector<list_row> listed(database& db, attributes& attrs, int kind) {
+  std::vector<list_row> rows;
+  statement row = db.prepared("SELECT id FROM attribute WHERE kind=?");
+  row.bind(kind);
+  while (row.step()) {
+    const attribute_info& info = attrs.at(row.integer(0));
+    if (info.tracks > 0) rows.push_back({row.integer(0), &info});
+  }
+  std::sort(rows.begin(), rows.end(), [](const list_row& a, const list_row& b) {
+    return a.info->tracks != b.info->tracks ? a.info->tracks > b.info->tracks : a.info->name < b.info->name;
+  });
+  return rows;
+}
+
+}  // namespace
+
+pask_status velox_catalog_open(const char* url, uint32_t mode, velox_catalog_handle* catalog) {
+  return guarded(__func__, [&] {
+    require(url && *url && catalog && mode <= VELOX_CATALOG_CREATE,
+            "a URL, a known mode and an out-parameter are needed");
+    *catalog = new velox_catalog{database::open(url, mode)};
+  });
+}
+
+void velox_catalog_close(velox_catalog_handle catalog) { delete catalog; }
+
+pask_status velox_catalog_scan(velox_catalog_handle catalog, const char* path, const velox_catalog_scan_events* events,
+                               velox_catalog_scan_report* report) {
+  if (report) *report = {};
+  return guarded(__func__, [&] {
+    require(catalog && path && *path && report, "a catalogue, a path and a report are needed");
+    if (!catalog->db->writable())
+      throw failure{VELOX_STANDIN_ERR_INVALID_ARG,
+                    "catalogue \"" + catalog->db->path() + "\" is open for reading only"};
+    const std::string whole = resolved(path);
+    struct stat status = {};
+    const bool folder = ::stat(whole.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+    const velox_catalog_scan_events nobody = {};
+    scan_run run{*catalog->db, events ? *events : nobody, *report, writer(*catalog->db)};
+    if (!folder && ends_in(whole, ".tsv")) {
+      scan_tsv(run, whole);
+    } else if (folder || is_audio(whole)) {
+      scan_files(run, whole, folder);
+    } else {
+      throw failure{VELOX_STANDIN_ERR_INVALID_ARG,
+                    "\"" + whole + "\" is neither a folder nor an audio file nor a .tsv file"};
+    }
+  });
+}
+
+pask_status velox_catalog_search(velox_catalog_handle catalog, const char* text, uint32_t kinds, uint32_t limit,
+                                 velox_catalog_find_fn on_find, void* context) {
+  return guarded(__func__, [&] {
+    require(catalog && text && on_find, "a catalogue, a text and a function are needed");
+    const transaction view(*catalog->db, false);
+    catalog->attrs.refresh();
+    object_maker make(*catalog->db, catalog->attrs);
+    for (const uint32_t kind : {VELOX_CATALOG_TRACKS, VELOX_CATALOG_ALBUMS, VELOX_CATALOG_ARTISTS}) {
+      if (!(kinds & kind)) continue;
+      for (const int64_t id : search(*catalog->db, text, kind, limit)) {
+        const standin::mdo_ref found = kind == VELOX_CATALOG_TRACKS   ? make.track(id)
+                                       : kind == VELOX_CATALOG_ALBUMS ? make.album(id)
+                                                                      : make.artist(id);
+        if (on_find(context, found.get()) != 0) return;
+      }
+    }
+  });
+}
+
+pask_status velox_catalog_list(velox_catalog_handle catalog, const char* list_type, velox_catalog_list_fn on_element,
+                               void* context) {
+  return guarded(__func__, [&] {
+    require(catalog && list_type && on_element, "a catalogue, a list type and a function are needed");
+    const int kind = kind_of_list(list_type);
+    const transaction view(*catalog->db, false);
+    catalog->attrs.refresh();
+    for (const list_row& row : listed(*catalog->db, catalog->attrs, kind)) {
+      velox_list_element_handle element = nullptr;
+      const pask_status status =
+          velox_standin_list_element_create(list_type, static_cast<int32_t>(row.id), row.info->name.c_str(), &element);
+      if (velox_failed(status)) throw failure{status, "a list element can't be made"};
+      const std::unique_ptr<velox_list_element, void (*)(velox_list_element_handle)> held(
+          element, velox_standin_list_element_release);
+      if (on_element(context, element, row.info->name.c_str(), static_cast<uint64_t>(row.info->tracks)) != 0) return;
+    }
+  });
+}
+
+pask_status velox_catalog_count(velox_catalog_handle catalog, velox_catalog_counts* counts) {
+  return guarded(__func__, [&] {
+    require(catalog && counts, "a catalogue and an out-parameter are needed");
+    const transaction view(*catalog->db, false);
+    catalog->attrs.refresh();
+    velox_catalog_counts told = {};
+    const auto total = [&](const char* name) {
+      statement row = catalog->db->prepared("SELECT amount FROM total WHERE name=?");
+      return row.bind(std::string_view(name)).step() ? static_cast<uint64_t>(row.integer(0)) : 0;
+    };
+    told.tracks = total("tracks");
+    told.albums = total("albums");
+    told.artists = total("artists");
+    told.genres = listed(*catalog->db, catalog->attrs, k_genre).size();
+    told.moods = listed(*catalog->db, catalog->attrs, k_mood).size();
+    told.eras = listed(*catalog->db, catalog->attrs, k_era).size();
+    statement row = catalog->db->prepared("SELECT ifnull(sum(tracks), 0) FROM source WHERE invented=1");
+    told.invented = row.step() && told.tracks > 0 && static_cast<uint64_t>(row.integer(0)) == told.tracks;
+    *counts = told;
+  });
+}

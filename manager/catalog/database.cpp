@@ -1,0 +1,229 @@
+// Opening a catalogue, and its schema. A file is looked at before SQLite may touch it: only the identifier in the header
+// decides whether it is ours.
+#include "database.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+
+namespace velox::catalog {
+namespace {
+
+constexpr uint32_t k_application_id = 0x56437a31;  // "VCz1"
+constexpr uint32_t k_version = 1;
+constexpr int k_busy_ms = 5000;
+
+// track.attrs lists the attributes as numbers divided by spaces: genres first, the leading one in front. `stamp` is a file's
+// time of change in nanoseconds, or the digest of a line. Tracks of audio files have source 0.
+//
+// track_attribute is the index that recommendations read: for each attribute (0: every track) and level of popularity the
+// tracks in order of their numbers. Windows of it are taken at many places, so what is read depends on the windows alone.
+// Counts are kept with the rows that they count, in the same transaction; nothing ever counts a table.
+constexpr const char k_schema[] = R"sql(
+CREATE TABLE total(name TEXT PRIMARY KEY, amount INTEGER NOT NULL) WITHOUT ROWID;
+INSERT INTO total VALUES ('tracks', 0), ('albums', 0), ('artists', 0);
+CREATE TABLE source(id INTEGER PRIMARY KEY, path TEXT NOT NULL UNIQUE, invented INTEGER NOT NULL, tracks INTEGER NOT NULL);
+CREATE TABLE artist(id INTEGER PRIMARY KEY, uid TEXT NOT NULL, name TEXT NOT NULL, name_key INTEGER NOT NULL,
+                    tracks INTEGER NOT NULL);
+CREATE UNIQUE INDEX artist_uid ON artist(uid);
+CREATE INDEX artist_name ON artist(name_key);
+CREATE TABLE album(id INTEGER PRIMARY KEY, artist_id INTEGER NOT NULL, title TEXT NOT NULL, title_key INTEGER NOT NULL,
+                   tracks INTEGER NOT NULL);
+CREATE UNIQUE INDEX album_title ON album(title_key, artist_id);
+CREATE INDEX album_artist ON album(artist_id);
+CREATE TABLE track(id INTEGER PRIMARY KEY, artist_id INTEGER NOT NULL, album_id INTEGER, popularity INTEGER NOT NULL,
+                   year INTEGER NOT NULL, attrs TEXT NOT NULL, title_key INTEGER NOT NULL, source INTEGER NOT NULL,
+                   size INTEGER NOT NULL, stamp INTEGER NOT NULL, number INTEGER NOT NULL, duration INTEGER NOT NULL,
+                   tag INTEGER NOT NULL, tui TEXT NOT NULL, title TEXT NOT NULL, credit TEXT, path TEXT);
+CREATE INDEX track_tui ON track(tui);
+CREATE INDEX track_title ON track(title_key, artist_id);
+CREATE INDEX track_artist ON track(artist_id, popularity);
+CREATE INDEX track_album ON track(album_id, number) WHERE album_id IS NOT NULL;
+CREATE INDEX track_path ON track(path) WHERE path IS NOT NULL;
+CREATE INDEX track_source ON track(source) WHERE source <> 0;
+CREATE TABLE attribute(id INTEGER PRIMARY KEY AUTOINCREMENT, kind INTEGER NOT NULL, name_key INTEGER NOT NULL,
+                       name TEXT NOT NULL, UNIQUE(kind, name_key));
+CREATE TABLE attribute_level(attribute INTEGER, level INTEGER, tracks INTEGER NOT NULL, PRIMARY KEY(attribute, level))
+    WITHOUT ROWID;
+CREATE TABLE track_attribute(attribute INTEGER, level INTEGER, track INTEGER, PRIMARY KEY(attribute, level, track))
+    WITHOUT ROWID;
+CREATE TABLE artist_attribute(artist INTEGER, attribute INTEGER, tracks INTEGER NOT NULL, PRIMARY KEY(artist, attribute))
+    WITHOUT ROWID;
+CREATE VIRTUAL TABLE track_words USING fts5(name, by, content='', columnsize=0, tokenize="unicode61 remove_diacritics 2");
+CREATE VIRTUAL TABLE album_words USING fts5(name, by, content='', columnsize=0, tokenize="unicode61 remove_diacritics 2");
+CREATE VIRTUAL TABLE artist_words USING fts5(name, by, content='', columnsize=0, tokenize="unicode61 remove_diacritics 2");
+)sql";
+
+std::string named(const std::string& path) { return "catalogue \"" + path + "\""; }
+
+[[noreturn]] void refuse(const std::string& path, const std::string& why) {
+  throw failure{VELOX_STANDIN_ERR_CATALOG, named(path) + " " + why};
+}
+
+/** Tells what SQLite told last, in words for the cases that a person can do something about. */
+[[noreturn]] void fail_with(sqlite3* db, const std::string& path) {
+  switch (sqlite3_errcode(db) & 0xff) {
+    case SQLITE_BUSY:
+      refuse(path, "is in use: another program has been writing to it for more than five seconds");
+    case SQLITE_FULL:
+      refuse(path, "can't grow: the disk is full");
+    case SQLITE_READONLY:
+      refuse(path, "can't be written: the file or its folder is read-only");
+    case SQLITE_CORRUPT:
+    case SQLITE_NOTADB:
+      refuse(path, std::string("is damaged: ") + sqlite3_errmsg(db));
+    case SQLITE_NOMEM:
+      throw failure{VELOX_STANDIN_ERR_NO_MEMORY, "no memory for " + named(path)};
+    default:
+      refuse(path, std::string("can't be used: ") + sqlite3_errmsg(db));
+  }
+}
+
+std::string path_of(std::string_view url) {
+  constexpr std::string_view scheme = "sqlite:";
+  if (url.substr(0, scheme.size()) != scheme)
+    throw failure{VELOX_STANDIN_ERR_UNSUPPORTED, "service URL \"" + std::string(url) +
+                                                     "\" isn't served here: sqlite:/path/to/file.db names a catalogue"};
+  url.remove_prefix(scheme.size());
+  if (url.substr(0, 3) == "///") url.remove_prefix(2);
+  if (url.empty()) throw failure{VELOX_STANDIN_ERR_INVALID_ARG, "service URL \"sqlite:\" names no file"};
+  return std::string(url);
+}
+
+uint32_t big_endian(const uint8_t* at) {
+  return static_cast<uint32_t>(at[0]) << 24 | static_cast<uint32_t>(at[1]) << 16 | static_cast<uint32_t>(at[2]) << 8 |
+         at[3];
+}
+
+enum class found { nothing, empty, ours };
+
+/** Looks at the file's header without SQLite, which could write beside a stranger's database. */
+found inspect(const std::string& path) {
+  const int file = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (file < 0 && errno == ENOENT) return found::nothing;
+  if (file < 0) refuse(path, std::string("can't be opened: ") + std::strerror(errno));
+  struct stat status = {};
+  uint8_t header[100] = {};
+  const bool regular = ::fstat(file, &status) == 0 && S_ISREG(status.st_mode);
+  const ssize_t size = regular ? ::read(file, header, sizeof header) : 0;
+  ::close(file);
+  if (!regular) refuse(path, "isn't a file");
+  if (size == 0) return found::empty;
+  if (size != sizeof header || std::memcmp(header, "SQLite format 3", 16) != 0 ||
+      big_endian(header + 68) != k_application_id)
+    refuse(path, "isn't a music catalogue: the file belongs to something else and stays as it is");
+  if (big_endian(header + 60) > k_version)
+    refuse(path, "was written by a newer version of this program and stays as it is");
+  return found::ours;
+}
+
+}  // namespace
+
+bool statement::step() {
+  const int result = sqlite3_step(prepared_);
+  if (result == SQLITE_ROW) return true;
+  if (result == SQLITE_DONE) return false;
+  sqlite3* db = sqlite3_db_handle(prepared_);
+  const char* name = sqlite3_db_filename(db, "main");
+  fail_with(db, name ? name : "");
+}
+
+void statement::run() {
+  while (step()) continue;
+  sqlite3_reset(prepared_);
+  bound_ = 0;
+}
+
+std::string_view statement::text(int column) const {
+  const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(prepared_, column));
+  return text ? std::string_view(text, static_cast<size_t>(sqlite3_column_bytes(prepared_, column)))
+              : std::string_view();
+}
+
+std::unique_ptr<database> database::open(std::string_view url, uint32_t mode) {
+  std::string path = path_of(url);
+  const bool create = mode == VELOX_CATALOG_CREATE;
+  const found state = inspect(path);
+  if (state != found::ours && !create)
+    refuse(path, state == found::empty ? "is empty" : "doesn't exist: scan some music into it first");
+  if (state == found::nothing) {
+    std::error_code error;
+    const std::filesystem::path folder = std::filesystem::path(path).parent_path();
+    if (!folder.empty()) std::filesystem::create_directories(folder, error);
+    if (error) refuse(path, "can't be made: " + error.message());
+  }
+  std::unique_ptr<database> made(new database(std::move(path), create));
+  made->connect(create);
+  return made;
+}
+
+database::~database() {
+  for (const auto& [sql, prepared] : statements_) sqlite3_finalize(prepared);
+  sqlite3_close_v2(raw_);
+}
+
+void database::fail() const { fail_with(raw_, path_); }
+
+void database::connect(bool create) {
+  const int flags = SQLITE_OPEN_NOMUTEX | (create ? SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE : SQLITE_OPEN_READWRITE);
+  int result = sqlite3_open_v2(path_.c_str(), &raw_, flags, nullptr);
+  if (raw_ == nullptr) throw failure{VELOX_STANDIN_ERR_NO_MEMORY, "no memory for " + named(path_)};
+  if (result != SQLITE_OK) fail();
+  sqlite3_extended_result_codes(raw_, 1);
+  sqlite3_busy_timeout(raw_, k_busy_ms);
+  uint32_t version = 0;
+  {
+    statement row = prepared("PRAGMA user_version");
+    if (row.step()) version = static_cast<uint32_t>(row.integer(0));
+  }
+  if (version > k_version) refuse(path_, "was written by a newer version of this program and stays as it is");
+  if (version == 0) create_schema();
+  // The place where older versions are brought up to k_version, step by step, each in a transaction.
+  execute(create ? "PRAGMA synchronous=NORMAL; PRAGMA cache_size=-131072; PRAGMA temp_store=MEMORY;"
+                   "PRAGMA wal_autocheckpoint=8192"
+                 : "PRAGMA query_only=1; PRAGMA cache_size=-32768");
+#if UINTPTR_MAX > 0xffffffffu
+  execute("PRAGMA mmap_size=4294967296");
+#endif
+  struct stat status = {};
+  if (::stat(path_.c_str(), &status) == 0) {
+    device_ = status.st_dev;
+    inode_ = status.st_ino;
+  }
+}
+
+void database::create_schema() {
+  execute("BEGIN EXCLUSIVE");
+  statement row = prepared("PRAGMA user_version");
+  const bool fresh = row.step() && row.integer(0) == 0;  // another process may have been first
+  if (fresh) {
+    execute(k_schema);
+    execute(("PRAGMA application_id=" + std::to_string(k_application_id) +
+             ";PRAGMA user_version=" + std::to_string(k_version))
+                .c_str());
+  }
+  row.run();
+  execute("COMMIT");
+  execute("PRAGMA journal_mode=WAL");
+}
+
+statement database::prepared(const char* sql) {
+  sqlite3_stmt*& kept = statements_[sql];
+  if (!kept && sqlite3_prepare_v3(raw_, sql, -1, SQLITE_PREPARE_PERSISTENT, &kept, nullptr) != SQLITE_OK) fail();
+  return statement(kept);
+}
+
+void database::execute(const char* sql) {
+  if (sqlite3_exec(raw_, sql, nullptr, nullptr, nullptr) != SQLITE_OK) fail();
+}
+
+bool database::current() const {
+  struct stat status = {};
+  return ::stat(path_.c_str(), &status) == 0 && status.st_dev == device_ && status.st_ino == inode_;
+}
+
+}  // namespace velox::catalog

@@ -1,0 +1,71 @@
+// Rows of the catalogue as metadata objects and list elements.
+#ifndef VELOX_CATALOG_OBJECTS_H
+#define VELOX_CATALOG_OBJECTS_H
+
+#include <unordered_map>
+
+#include "database.h"
+#include "standin.h"
+
+namespace velox::catalog {
+
+/** Why a track is in an answer. */
+struct reason {
+  std::string sentence;
+  const char* kind;
+  uint32_t seed; /* 0: none */
+  int score;
+};
+
+struct attribute_info {
+  int kind = 0; /* 0: no such attribute */
+  int64_t tracks = 0;
+  int64_t levels[k_levels] = {};
+  std::string name;
+};
+
+/** The attributes that were looked at, kept as long as nobody else writes to the catalogue. */
+class attributes {
+ public:
+  explicit attributes(database& db) : db_(db) {}
+  const attribute_info& at(int64_t id);
+  /** The attribute of a name; 0 for none. */
+  int64_t find(attribute_kind kind, std::string_view name);
+  /** Forgets what may have changed; at the head of each view. */
+  void refresh();
+
+ private:
+  database& db_;
+  std::unordered_map<int64_t, attribute_info> known_;
+  int64_t version_ = -1;
+};
+
+/** Makes objects inside one view of the catalogue; artists are made once. */
+class object_maker {
+ public:
+  object_maker(database& db, attributes& attrs, bool xids = false) : db_(db), attrs_(attrs), xids_(xids) {}
+  standin::mdo_ref track(int64_t id, const reason* why = nullptr);
+  /** With its tracks as children, unless it only stands for its artist: the request that takes it as a seed then has the
+   *  artist alone. */
+  standin::mdo_ref album(int64_t id, bool with_tracks = true);
+  standin::mdo_ref artist(int64_t id);
+  /** An album's place for a track that belongs to none. */
+  standin::mdo_ref lone_album(int64_t track);
+
+ private:
+  struct made_artist {
+    standin::mdo_ref whole;
+    std::string uid, name;
+    int64_t genre = 0; /* 0: none */
+  };
+  const made_artist& artist_of(int64_t id);
+  void frame(standin::mdo_builder& album, std::string_view title, int64_t artist);
+  database& db_;
+  attributes& attrs_;
+  bool xids_;
+  std::unordered_map<int64_t, made_artist> artists_;
+};
+
+}  // namespace velox::catalog
+
+#endif

@@ -1,0 +1,23 @@
+// The catalogue's operations in a build without it: the names link, and say that there is nothing behind them.
+#include "velox_catalog.h"
+
+static pask_status unsupported(const char* operation) {
+  velox_standin_error_set(VELOX_STANDIN_ERR_UNSUPPORTED, operation, "this build has no embedded music catalogue");
+  return VELOX_STANDIN_ERR_UNSUPPORTED;
+}
+
+pask_status velox_catalog_open(const char*, uint32_t, velox_catalog_handle*) { return unsupported(__func__); }
+void velox_catalog_close(velox_catalog_handle) {}
+pask_status velox_catalog_default_set(const char*) { return unsupported(__func__); }
+pask_status velox_catalog_scan(velox_catalog_handle, const char*, const velox_catalog_scan_events*,
+                               velox_catalog_scan_report* report) {
+  if (report) *report = {};
+  return unsupported(__func__);
+}
+pask_status velox_catalog_search(velox_catalog_handle, const char*, uint32_t, uint32_t, velox_catalog_find_fn, void*) {
+  return unsupported(__func__);
+}
+pask_status velox_catalog_list(velox_catalog_handle, const char*, velox_catalog_list_fn, void*) {
+  return unsupported(__func__);
+}
+pask_status velox_catalog_count(velox_catalog_handle, velox_catalog_counts*) { return unsupported(__func__); }
