@@ -42,6 +42,14 @@ inline text_word word_letters(text_word w, char first) {
   return (from ^ behind) & ~w & WORD_HIGHS;
 }
 
+// Whether two words are the same but for the case of letters: only bit 0x20 may differ, and only in a letter.
+inline bool words_same_nocase(text_word a, text_word b) {
+  const text_word difference = a ^ b;
+  if (difference == 0) return true;
+  if (difference & ~(WORD_ONES * 0x20)) return false;
+  return ((difference << 2) & ~word_letters(a | WORD_ONES * 0x20, 'a')) == 0;
+}
+
 inline text_word word_tolower(text_word w) { return w | word_letters(w, 'A') >> 2; }
 inline text_word word_toupper(text_word w) { return w ^ word_letters(w, 'a') >> 2; }
 
@@ -127,11 +135,8 @@ uint32_t _utf8_step_back(const char** pp, size_t before, uint32_t* c);
 // 1 when the n bytes at a and b are the same letters in any ASCII case.
 inline bool text_same_nocase(const char* a, const char* b, size_t n) {
   size_t i = 0;
-  for (; n - i >= sizeof(text_word); i += sizeof(text_word)) {
-    const text_word wa = text_load(a + i);
-    const text_word wb = text_load(b + i);
-    if (wa != wb && word_tolower(wa) != word_tolower(wb)) return false;
-  }
+  for (; n - i >= sizeof(text_word); i += sizeof(text_word))
+    if (!words_same_nocase(text_load(a + i), text_load(b + i))) return false;
   for (; i < n; ++i)
     if (byte_tolower(text_byte(a + i)) != byte_tolower(text_byte(b + i))) return false;
   return true;
