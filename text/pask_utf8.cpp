@@ -94,11 +94,14 @@ static uint32_t ascii_agreement(const char* a, const char* b, uint32_t max_chars
     const size_t ahead = text_min(TEXT_WINDOW, max_chars - done);
     const size_t window = strnlen(b + done, strnlen(a + done, ahead));
     const uint32_t end = done + static_cast<uint32_t>(window);
-    for (; end - done >= WORD; done += WORD) {
-      const text_word wa = text_load(a + done);
-      const text_word wb = text_load(b + done);
-      if ((wa | wb) & WORD_HIGHS) return done;
-      if (exact ? wa != wb : !words_same_nocase(wa, wb)) return done;
+    if (exact) {
+      for (; end - done >= WORD; done += WORD) {
+        const text_word word = text_load(a + done);
+        if (word != text_load(b + done) || (word & WORD_HIGHS)) return done;
+      }
+    } else {
+      for (; end - done >= sizeof(text_block); done += static_cast<uint32_t>(sizeof(text_block)))
+        if (!blocks_same_nocase<true>(a + done, b + done)) return done;
     }
     if (window < TEXT_WINDOW) return done;
   }
