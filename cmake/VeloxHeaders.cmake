@@ -17,6 +17,7 @@ set(VELOX_HEADERS
     collections/pask_hashtable.h
     collections/pask_stringmap.h
     collections/pask_vector.h
+    files/pask_fs.h
     files/pask.h
     service/velox_cadenz.h)
 set(VELOX_HEADER_TREE ${CMAKE_BINARY_DIR}/headers)

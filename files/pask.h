@@ -3,6 +3,7 @@
 #define PASK_H
 
 #include "pask_format.h"
+#include "pask_fs.h"
 #include "pask_hashtable.h"
 #include "pask_modules.h"
 #include "pask_number.h"

@@ -3,6 +3,8 @@
 
 #include <pthread.h>
 
+#include "pask_thread_error.h"
+
 static_assert(sizeof(pthread_key_t) == sizeof(g_pask_thread_store_key));
 
 static bool sb_my_thread_store_key;  // this library made the key; guarded by the thread module's lock

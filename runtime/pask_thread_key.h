@@ -7,5 +7,3 @@
 uint32_t _thread_key_start();
 // Deletes the key if this library made it; a step of pask_thread's stop.
 uint32_t _thread_key_stop();
-// Maps a POSIX error number to a status word of the thread module.
-uint32_t _thread_map_error(int error);

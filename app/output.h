@@ -1,0 +1,31 @@
+/* The forms in which results are given: tables for people, JSON for programs, M3U and XSPF for players. Each is a whole text,
+ * ready for standard output. */
+#ifndef CADENZ_APP_OUTPUT_H
+#define CADENZ_APP_OUTPUT_H
+
+#include "item.h"
+#include "terminal.h"
+
+namespace app {
+
+std::string table_of(const recommendation& result, bool explain, const terminal& where);
+std::string table_of(const std::vector<item>& found, const terminal& where);
+std::string table_of(const std::vector<named_list>& lists, const terminal& where);
+
+/* UTF-8, invalid bytes replaced; what could act on a terminal is escaped. Reasons are always there. */
+std::string json_of(const recommendation& result);
+std::string json_of(const std::vector<item>& found);
+std::string json_of(const std::vector<named_list>& lists);
+
+/** Extended M3U. A track without a path, or with one that no line can hold, gets a comment. For a terminal the paths are
+ *  made safe; otherwise they are byte for byte those of the files. */
+std::string m3u_of(const recommendation& result, bool for_terminal);
+/** XSPF 1, well-formed XML 1.0 whatever the tags hold. */
+std::string xspf_of(const recommendation& result, bool explain);
+
+/** The file URI of an absolute path, percent-encoded; another text is taken for a URI or a relative path. Empty for none. */
+std::string uri_of(const std::string& location);
+
+}  // namespace app
+
+#endif

@@ -1,0 +1,112 @@
+// The event: a state under a mutex, with automatic or manual reset, and a wait that is timed by the wall clock.
+#include <errno.h>
+#include <pthread.h>
+#include <time.h>
+
+#include "pask_thread.h"
+#include "pask_thread_error.h"
+
+struct pask_event {
+  uint8_t signalled;     // beside its neighbour, so that one load serves a test of both
+  uint8_t manual_reset;  // stays signalled until it is reset, and a signal wakes all
+  pthread_mutex_t mutex;
+  pthread_cond_t cond;
+};
+
+static int event_setup(pask_event* ev) {
+  *ev = {};
+  int error = pthread_mutex_init(&ev->mutex, nullptr);
+  if (error) return error;
+  error = pthread_cond_init(&ev->cond, nullptr);
+  if (error) pthread_mutex_destroy(&ev->mutex);
+  return error;
+}
+
+uint32_t pask_thread_event_create(pask_event** event, uint8_t signalled, uint8_t manual_reset) {
+  if (!event) return THREAD_ERR_INVALID_ARG;
+  auto* ev = static_cast<pask_event*>(pask_memory_alloc(sizeof(pask_event)));
+  if (!ev) return THREAD_ERR_NO_MEMORY;
+  if (const int error = event_setup(ev)) {
+    pask_memory_free(ev);
+    return _thread_map_error(error);
+  }
+  ev->signalled = signalled;
+  ev->manual_reset = manual_reset;
+  *event = ev;
+  return 0;
+}
+
+uint32_t pask_thread_event_delete(pask_event* ev) {
+  if (!ev) return 0;
+  pthread_mutex_destroy(&ev->mutex);
+  pthread_cond_destroy(&ev->cond);
+  pask_memory_free(ev);
+  return 0;
+}
+
+static timespec deadline_in(uint32_t timeout_ms) {
+  timespec at;
+  clock_gettime(CLOCK_REALTIME, &at);
+  at.tv_sec += timeout_ms / 1000;
+  at.tv_nsec += static_cast<long>(timeout_ms % 1000) * 1000000;
+  if (at.tv_nsec > 999999999) {
+    at.tv_nsec -= 1000000000;
+    ++at.tv_sec;
+  }
+  return at;
+}
+
+static bool has_passed(const timespec& deadline) {
+  timespec now;
+  clock_gettime(CLOCK_REALTIME, &now);
+  return now.tv_sec != deadline.tv_sec ? now.tv_sec > deadline.tv_sec : now.tv_nsec >= deadline.tv_nsec;
+}
+
+// One wait under the mutex; a null deadline is no limit. A timeout counts once the clock has really reached the deadline.
+static int wait_once(pask_event* ev, const timespec* deadline) {
+  if (!deadline) return pthread_cond_wait(&ev->cond, &ev->mutex);
+  int error = 0;
+  do {
+    error = pthread_cond_timedwait(&ev->cond, &ev->mutex, deadline);
+  } while (error == ETIMEDOUT && !ev->signalled && !has_passed(*deadline));
+  return error;
+}
+
+// Waits until signalled; the caller has the mutex. With manual reset any wake is a signal, though the event may have been
+// reset since; with automatic reset a wake without the state was spurious or served another waiter.
+static int wait_signalled(pask_event* ev, uint32_t timeout_ms) {
+  timespec deadline = {};
+  const bool limited = timeout_ms != PASK_THREAD_NO_LIMIT;
+  if (limited) deadline = deadline_in(timeout_ms);
+  int error = 0;
+  do {
+    error = wait_once(ev, limited ? &deadline : nullptr);
+  } while (!error && !ev->signalled && !ev->manual_reset);
+  return ev->signalled ? 0 : error;
+}
+
+uint32_t pask_thread_event_wait(pask_event* ev, uint32_t timeout_ms) {
+  if (!ev) return THREAD_ERR_INVALID_ARG;
+  if (const int error = pthread_mutex_lock(&ev->mutex)) return _thread_map_error(error);
+  const int error = ev->signalled ? 0 : wait_signalled(ev, timeout_ms);
+  if (!ev->manual_reset) ev->signalled = 0;
+  pthread_mutex_unlock(&ev->mutex);
+  return thread_status(error);
+}
+
+uint32_t pask_thread_event_signal(pask_event* ev) {
+  if (!ev) return THREAD_ERR_INVALID_ARG;
+  if (const int error = pthread_mutex_lock(&ev->mutex)) return _thread_map_error(error);
+  ev->signalled = 1;
+  const int error = ev->manual_reset ? pthread_cond_broadcast(&ev->cond) : pthread_cond_signal(&ev->cond);
+  pthread_mutex_unlock(&ev->mutex);
+  return thread_status(error);
+}
+
+uint32_t pask_thread_event_reset(pask_event* ev) {
+  if (!ev) return THREAD_ERR_INVALID_ARG;
+  if (pthread_mutex_lock(&ev->mutex)) return 0;
+  ev->signalled = 0;
+  pthread_mutex_unlock(&ev->mutex);
+  return 0;
+}

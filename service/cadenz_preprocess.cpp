@@ -1,0 +1,242 @@
+// Seed preprocessing: seeds that carry only names and titles are resolved by one album lookup, and the query's seed list is
+// replaced as a whole or not at all. Runs under the query's lock, held by the caller across the exchange.
+#include "cadenz_service.h"
+#include "pask_format.h"
+#include "pask_string.h"
+
+static uint32_t failed(uint32_t status, int32_t line = __builtin_LINE()) {
+  pask_report(status, "cadenz_preprocess", line);
+  return status;
+}
+
+static bool context_is(const char* context, const char* wanted) { return pask_string_equal(context, wanted, 1) != 0; }
+
+// ---- Names and titles, borrowed from the object; null when there is none ---------------------------------------------------
+
+static void display_get(velox_mdo_handle object, const char* child_key, const char** text) {
+  *text = nullptr;
+  velox_mdo_handle child = nullptr;
+  if (cadenz_mdo_child(object, child_key, &child)) return;
+  const char* display = nullptr;
+  if (cadenz_mdo_value(child, "velox_val_display", &display) == 0) *text = display;
+  g_cadenz_mdo_interface->mdo_release(child);
+}
+
+static void _cadenz_preprocess_get_name(velox_mdo_handle object, const char** name) {
+  display_get(object, "velox_ctx_name!off", name);
+}
+
+static void _cadenz_preprocess_get_title(velox_mdo_handle object, const char** title) {
+  display_get(object, "velox_ctx_title!off", title);
+}
+
+static void _cadenz_preprocess_get_artist_name(velox_mdo_handle object, const char** name) {
+  *name = nullptr;
+  velox_mdo_handle artist = nullptr;
+  if (cadenz_mdo_child(object, CADENZ_CHILD_ARTIST, &artist)) return;
+  _cadenz_preprocess_get_name(artist, name);
+  g_cadenz_mdo_interface->mdo_release(artist);
+}
+
+// ---- Sorting: does a seed carry an identifier? --------------------------------------------------------------------------------
+
+static uint32_t pair_test(velox_mdo_handle track) {
+  const char* value = nullptr;
+  PASK_TRY(cadenz_mdo_value(track, CADENZ_VAL_TUI, &value));
+  return cadenz_mdo_value(track, CADENZ_VAL_TUI_TAG, &value);
+}
+
+// 0 when the seed is a track, or an album whose first track, with the identifier pair.
+static uint32_t track_test(velox_mdo_handle seed) {
+  const char* context = nullptr;
+  PASK_TRY(g_cadenz_mdo_interface->mdo_get_context(seed, &context));
+  if (context_is(context, CADENZ_CTX_TRACK)) return pair_test(seed);
+  if (!context_is(context, CADENZ_CTX_ALBUM)) return CADENZ_INFO_NOT_FOUND;
+  velox_mdo_handle track = nullptr;
+  PASK_TRY(cadenz_mdo_child(seed, CADENZ_CHILD_TRACK, &track));
+  const uint32_t status = pair_test(track);
+  g_cadenz_mdo_interface->mdo_release(track);
+  return status;
+}
+
+// 0 when the seed has an artist identifier of its own.
+static uint32_t artist_test(velox_mdo_handle seed) {
+  const char* context = nullptr;
+  PASK_TRY(g_cadenz_mdo_interface->mdo_get_context(seed, &context));
+  if (!context_is(context, CADENZ_CTX_ARTIST) && !context_is(context, CADENZ_CTX_CONTRIBUTOR) &&
+      !context_is(context, CADENZ_CTX_TRACK) && !context_is(context, CADENZ_CTX_ALBUM))
+    return CADENZ_INFO_NOT_FOUND;
+  const char* value = nullptr;
+  return cadenz_mdo_value(seed, CADENZ_VAL_ARTIST_ID, &value);
+}
+
+namespace {
+
+// One run's lists and lookup.
+struct preprocess_run {
+  cadenz_query* query;
+  pask_vector_handle kept;        // seeds that need no lookup, then the resolved objects
+  pask_vector_handle unresolved;  // in the order of the query's list
+  velox_lookup_handle lookup;
+};
+
+}  // namespace
+
+static uint32_t list_create(pask_vector_handle* list) {
+  return pask_vector_create(list, 0, nullptr, cadenz_seed_release);
+}
+
+// Adds an object with its reference, which is dropped if there is no room.
+static uint32_t list_take(pask_vector_handle list, velox_mdo_handle object) {
+  const uint32_t status = cadenz_seed_add(list, object);
+  if (status) g_cadenz_mdo_interface->mdo_release(object);
+  return status;
+}
+
+static uint32_t sort_seed(preprocess_run* run, uint32_t index) {
+  velox_mdo_handle seed = nullptr;
+  PASK_TRY(cadenz_seed_get(run->query->seeds, index, &seed));
+  PASK_TRY(g_cadenz_mdo_interface->mdo_addref(seed));
+  const bool usable = failed(track_test(seed)) == 0 || failed(artist_test(seed)) == 0;
+  return list_take(usable ? run->kept : run->unresolved, seed);
+}
+
+// ---- The lookup ------------------------------------------------------------------------------------------------------------------
+
+namespace {
+
+struct request_name {
+  char text[16];
+  explicit request_name(uint32_t index) {
+    pask_string_snprintf(text, sizeof text, "CAD_PRE_%d", static_cast<int>(index));
+  }
+};
+
+// The texts that describe a seed, all borrowed from it.
+struct seed_texts {
+  const char* tui;
+  const char* tui_tag;
+  const char* album_artist;
+  const char* album_title;
+  const char* track_artist;
+  const char* track_title;
+};
+
+}  // namespace
+
+// An identifier counts only with its tag, and only if it isn't empty.
+static void identifier_get(velox_mdo_handle seed, seed_texts* texts) {
+  const char* tui = nullptr;
+  if (cadenz_mdo_value(seed, CADENZ_VAL_TUI, &tui)) return;
+  if (cadenz_mdo_value(seed, CADENZ_VAL_TUI_TAG, &texts->tui_tag) == 0 && !pask_string_isempty(tui)) texts->tui = tui;
+}
+
+static uint32_t seed_texts_get(velox_mdo_handle seed, seed_texts* texts) {
+  const char* context = nullptr;
+  PASK_TRY(g_cadenz_mdo_interface->mdo_get_context(seed, &context));
+  const bool track = context_is(context, CADENZ_CTX_TRACK);
+  const bool album = context_is(context, CADENZ_CTX_ALBUM);
+  if (!track && !album) {
+    _cadenz_preprocess_get_name(seed, &texts->track_artist);
+  } else {
+    identifier_get(seed, texts);
+    if (texts->tui) return 0;
+    _cadenz_preprocess_get_artist_name(seed, track ? &texts->track_artist : &texts->album_artist);
+    _cadenz_preprocess_get_title(seed, track ? &texts->track_title : &texts->album_title);
+  }
+  const bool nothing = pask_string_isempty(texts->album_artist) && pask_string_isempty(texts->album_title) &&
+                       pask_string_isempty(texts->track_artist) && pask_string_isempty(texts->track_title);
+  return nothing ? CADENZ_ERR_BAD_SEED : 0;
+}
+
+static uint32_t data_add(velox_lookup_handle lookup, const request_name& name, const char* key, const char* value) {
+  return g_cadenz_lookup_interface->lookup_add_data(lookup, name.text, key, value, 1);
+}
+
+static uint32_t data_add_if_any(velox_lookup_handle lookup, const request_name& name, const char* key,
+                                const char* value) {
+  return pask_string_isempty(value) ? 0 : data_add(lookup, name, key, value);
+}
+
+static uint32_t request_data_add(velox_lookup_handle lookup, const request_name& name, const seed_texts& texts) {
+  if (texts.tui) {
+    PASK_TRY(data_add(lookup, name, "velox_lookup_data_tui", texts.tui));
+    return data_add(lookup, name, "velox_lookup_data_tui_tag", texts.tui_tag);
+  }
+  PASK_TRY(data_add(lookup, name, "velox_lookup_data_result_range_start", "1"));
+  PASK_TRY(data_add(lookup, name, "velox_lookup_data_result_range_end", "1"));
+  PASK_TRY(data_add_if_any(lookup, name, "velox_lookup_data_album_artist", texts.album_artist));
+  PASK_TRY(data_add_if_any(lookup, name, "velox_lookup_data_album_title", texts.album_title));
+  PASK_TRY(data_add_if_any(lookup, name, "velox_lookup_data_track_artist", texts.track_artist));
+  return data_add_if_any(lookup, name, "velox_lookup_data_track_title", texts.track_title);
+}
+
+static uint32_t request_add(preprocess_run* run, uint32_t index) {
+  velox_mdo_handle seed = nullptr;
+  PASK_TRY(cadenz_seed_get(run->unresolved, index, &seed));
+  seed_texts texts = {};
+  PASK_TRY(seed_texts_get(seed, &texts));
+  const request_name name(index);
+  PASK_TRY(g_cadenz_lookup_interface->lookup_add_request(run->lookup, CADENZ_TYPE_ALBUM, name.text, "radio", 1));
+  return request_data_add(run->lookup, name, texts);
+}
+
+// The matched track of the answer's album, or the album itself where no track matched.
+static uint32_t answer_read(velox_mdo_handle answer, velox_mdo_handle* resolved) {
+  velox_mdo_handle album = nullptr;
+  const uint32_t status = cadenz_mdo_child(answer, "velox_ctx_album!", &album);
+  velox_mdo_handle track = nullptr;
+  const bool matched = !status && cadenz_mdo_child(album, "velox_ctx_track!matching", &track) == 0;
+  g_cadenz_mdo_interface->mdo_release(answer);
+  if (status) return status;
+  if (matched) g_cadenz_mdo_interface->mdo_release(album);
+  *resolved = matched ? track : album;
+  return 0;
+}
+
+static uint32_t result_take(preprocess_run* run, uint32_t index) {
+  velox_mdo_handle answer = nullptr;
+  PASK_TRY(g_cadenz_lookup_interface->lookup_get_result(run->lookup, request_name(index).text, &answer));
+  velox_mdo_handle resolved = nullptr;
+  PASK_TRY(answer_read(answer, &resolved));
+  return list_take(run->kept, resolved);
+}
+
+// All requests travel in one lookup: one exchange, however many seeds need it.
+static uint32_t resolve(preprocess_run* run, uint32_t count) {
+  PASK_TRY(g_cadenz_lookup_interface->lookup_create(g_cadenz_lookup_interface, cadenz_lookup_callback, run->query,
+                                                    &run->lookup));
+  PASK_TRY(cadenz_lookup_endpoint(run->query, run->lookup));
+  for (uint32_t i = 0; i < count; ++i) PASK_TRY(request_add(run, i));
+  PASK_TRY(g_cadenz_lookup_interface->lookup_execute(run->lookup, run->query->user, nullptr));
+  for (uint32_t i = 0; i < count; ++i) PASK_TRY(result_take(run, i));
+  return 0;
+}
+
+// ---- The run -----------------------------------------------------------------------------------------------------------------------
+
+static uint32_t run_all(preprocess_run* run, uint32_t seeds) {
+  PASK_TRY(list_create(&run->kept));
+  PASK_TRY(list_create(&run->unresolved));
+  for (uint32_t i = 0; i < seeds; ++i) PASK_TRY(sort_seed(run, i));
+  uint32_t unresolved = 0;
+  PASK_TRY(pask_vector_count(run->unresolved, &unresolved));
+  return unresolved ? resolve(run, unresolved) : 0;
+}
+
+uint32_t cadenz_preprocess_seeds(cadenz_query* query) {
+  uint32_t seeds = 0;
+  if (const uint32_t status = pask_vector_count(query->seeds, &seeds)) return failed(status);
+  if (seeds == 0) return failed(CADENZ_ERR_NO_SEEDS);
+  preprocess_run run = {query, nullptr, nullptr, nullptr};
+  const uint32_t status = run_all(&run, seeds);
+  if (run.lookup) g_cadenz_lookup_interface->lookup_release(run.lookup);
+  if (!status) {  // the list that isn't the query's any more is the one to delete
+    const pask_vector_handle old = query->seeds;
+    query->seeds = run.kept;
+    run.kept = old;
+  }
+  pask_vector_delete(run.kept);
+  pask_vector_delete(run.unresolved);
+  return failed(status);
+}

@@ -1,0 +1,152 @@
+/* velox_cadenz: recommendations from seeds, narrowed by filters.
+ *
+ * An application starts its manager library, hands the manager's record to velox_cadenz_initialize(), makes queries and
+ * filters, asks for recommendations, releases what it made and calls velox_cadenz_shutdown().
+ *
+ * Status words. 0 is success; a word with bit 31 set is an error. All words given here are of package 0xb5: what fails below
+ * the service keeps its low 16 bits and is moved into that package (0x900d0002 arrives as 0x90b50002), unless an operation
+ * says otherwise. What an operation says of its words is in addition to these:
+ *   0x90b50001  a null handle, or a bad argument         0x90b50007  the service isn't started
+ *   0x90b5nnnn  the manager refused the handle: the low half of the manager's own word
+ * The manager's error information holds the last outcome, with the word that caused it and a message.
+ *
+ * Out-parameters are written on success only. Texts are zero-terminated UTF-8; option keys compare without regard to ASCII
+ * case. Handles stay valid until their release.
+ *
+ * Threads. Operations on one query wait for each other, also for a whole velox_cadenz_query_generate_recommendations(); the
+ * callback of a running request may use the options and seeds of its own query. A filter takes no lock: keep uses of one
+ * filter apart. Nothing protects an operation against a velox_cadenz_shutdown() on another thread. */
+#ifndef VELOX_CADENZ_H
+#define VELOX_CADENZ_H
+
+#include "velox_manager.h"
+
+VELOX_BEGIN_DECLS
+
+#define CADENZ_ERR_INVALID_ARG    0x90b50001u
+#define CADENZ_ERR_NO_MEMORY      0x90b50002u
+#define CADENZ_ERR_NOT_FOUND      0x90b50003u
+#define CADENZ_ERR_NOT_INITED     0x90b50007u
+#define CADENZ_ERR_INIT_FAILED    0x90b5000au
+#define CADENZ_ERR_UNSUPPORTED    0x90b5000bu
+#define CADENZ_ERR_BAD_RECORD     0x90b50320u
+#define CADENZ_ERR_WRONG_VERSION  0x90b50321u
+#define CADENZ_ERR_NO_SEEDS       0x90b50600u
+#define CADENZ_ERR_BAD_SEED       0x90b50790u
+#define CADENZ_ERR_TOO_MANY_SEEDS 0x90b50791u
+
+/** A query holds at most this many seeds. */
+#define VELOX_CADENZ_MAX_SEEDS 6
+
+typedef struct cadenz_query* velox_cadenz_query_handle;
+typedef struct cadenz_filter* velox_cadenz_filter_handle;
+
+/* ---- Start and stop ------------------------------------------------------------------------------------------------- */
+
+/** Starts the service with the manager's record, or counts a further start.
+ *  Returns 0; 0x90b50001 for a null record; 0x90b50320 for a record with a wrong magic word; 0x90b50321 for a manager of
+ *  another version; 0x90b5000a when the first start failed, with everything let go again. Any thread, one at a time. */
+VELOX_API pask_status velox_cadenz_initialize(const velox_manager_record* manager);
+/** Ends one start; the last one stops the service. Release queries and filters before it.
+ *  Returns 0; 0x90b50007 when not started; the manager's refusal, moved into package 0xb5, while the client still holds
+ *  something: the service then stays up and the call may be repeated. Sets no error information. */
+VELOX_API pask_status velox_cadenz_shutdown(void);
+/** The number of starts not yet ended; non-zero means started. */
+VELOX_API int32_t velox_cadenz_initchecks(void);
+/** Static text, "3.10.1". Works at any time. */
+VELOX_API const char* velox_cadenz_get_version(void);
+/** Static text, "YYYY-MM-DD HH:MM-ZZZZ". Works at any time. */
+VELOX_API const char* velox_cadenz_get_build_date(void);
+
+/* ---- Queries -------------------------------------------------------------------------------------------------------- */
+
+/* What a callback is told of a running request. */
+#define VELOX_CADENZ_STATUS_ERROR      4u /* the service reported an error, which is now the last error information */
+#define VELOX_CADENZ_STATUS_BEGIN      5u /* manager's progress state 8 */
+#define VELOX_CADENZ_STATUS_PROGRESS_1 6u /* state 10: total 1 may have grown */
+#define VELOX_CADENZ_STATUS_PROGRESS_2 7u /* state 11: total 2 may have grown */
+#define VELOX_CADENZ_STATUS_END        8u /* state 12 */
+
+/** Follows the requests of a query.
+ *  data     the application's word from the query's creation
+ *  status   one of the words above
+ *  zero     0
+ *  total_1, total_2  amounts added up over the whole life of the query
+ *  abort    may be null; write 1 to ask that the request stops: the running operation then fails with the manager's word
+ *  Runs inside the query's lock, usually on the thread of the request. It may set and read options and add seeds, which take
+ *  effect with the next request; it must not release its query. */
+typedef void (*velox_cadenz_callback_fn)(void* data, uint32_t status, uint32_t zero, uint32_t total_1, uint32_t total_2,
+                                         uint8_t* abort);
+
+/** Makes a query for a user.
+ *  user      a live user; the query holds a reference for its whole life
+ *  callback  may be null; `data` is handed back to it
+ *  query     out
+ *  Returns 0; 0x90b50001 for a null out-parameter or user; 0x90b50002 without memory. */
+VELOX_API pask_status velox_cadenz_query_create(velox_user_handle user, velox_cadenz_callback_fn callback, void* data,
+                                                velox_cadenz_query_handle* query);
+/** Ends a query with its options and seeds. Null is a success. */
+VELOX_API pask_status velox_cadenz_query_release(velox_cadenz_query_handle query);
+
+/* Options. A value is a text, copied; null is stored as null. There are no defaults here: an option that isn't set isn't
+ * sent. A boolean text is true when it reads "y", "yes", "t"+"rue", "on" (any case) or a number other than 0. */
+#define VELOX_CADENZ_OPTION_ENABLE_CONTENT   "velox_cadenz_option_enable_content" /* boolean: content data wanted */
+#define VELOX_CADENZ_OPTION_ENABLE_XIDS      "velox_cadenz_option_enable_xids" /* boolean: external identifiers wanted */
+#define VELOX_CADENZ_OPTION_ENABLE_SONIC     "velox_cadenz_option_enable_sonic"     /* boolean: sonic data wanted */
+#define VELOX_QUERYOPT_SERVICE_URL           "velox_queryopt_service_url"           /* endpoint of the service */
+#define VELOX_QUERYOPT_NETWORK_INTF          "velox_queryopt_network_intf"          /* network interface */
+#define VELOX_CADENZ_OPTION_RETURN_COUNT     "velox_cadenz_option_return_count"     /* number of results */
+#define VELOX_CADENZ_OPTION_FOCUS_POPULARITY "velox_cadenz_option_focus_popularity" /* number */
+#define VELOX_CADENZ_OPTION_FOCUS_SIMILARITY "velox_cadenz_option_focus_similarity" /* number */
+#define VELOX_CADENZ_OPTION_MAX_TRACKS_PER_ARTIST \
+  "velox_cadenz_option_recommendation_max_tracks_per_artist" /* number; recommendations only */
+#define VELOX_CADENZ_OPTION_ROTATION_RADIO \
+  "velox_cadenz_option_recommendation_rotation_radio"                           /* boolean; recommendations only */
+#define VELOX_CADENZ_OPTION_STATION_DMCA   "velox_cadenz_option_station_dmca"   /* boolean; stations only */
+#define VELOX_CADENZ_OPTION_CATALOG_FILTER "velox_cadenz_option_catalog_filter" /* text for the service */
+
+/** Sets one of the twelve options above, in place of its former value.
+ *  Returns 0; 0x90b50001 for an empty or unknown key; 0x90b50002 without memory, the former value then stays. */
+VELOX_API pask_status velox_cadenz_query_option_set(velox_cadenz_query_handle query, const char* key,
+                                                    const char* value);
+/** Reads an option. `value` receives a text of the query's own, which may be null, stays valid until the query's release,
+ *  also when the option is set again, and isn't freed by the caller.
+ *  Returns 0; 0x90b50001 for a null key or out-parameter, without error information; 0x90b50003 when never set. */
+VELOX_API pask_status velox_cadenz_query_option_get(velox_cadenz_query_handle query, const char* key,
+                                                    const char** value);
+/** Adds a seed: a track, album, artist or contributor object. The query takes a reference. The same object may be added
+ *  twice. Returns 0; 0x90b50791 for the seventh seed; the manager's refusal of a bad object. */
+VELOX_API pask_status velox_cadenz_query_set_mdo(velox_cadenz_query_handle query, velox_mdo_handle seed);
+
+/** Asks for recommendations and blocks until they are there.
+ *  Seeds that carry only names are first resolved in one lookup of their own, and the resolved objects then take their
+ *  places in the query, behind the others. A filter goes with every seed, or stands alone where the query has none.
+ *  filter  may be null; it must be a live filter until the operation returns
+ *  result  out: an object whose reference is the caller's, to be released through the manager
+ *  Returns 0; 0x90b50001 for a null out-parameter, without error information; 0x90b50600 with neither seed nor filter;
+ *  0x90b50790 for a seed that offers neither identifier nor name; otherwise what the lookup gave, also after an abort. On
+ *  every failure the query may be used again. */
+VELOX_API pask_status velox_cadenz_query_generate_recommendations(velox_cadenz_query_handle query,
+                                                                  velox_cadenz_filter_handle filter,
+                                                                  velox_mdo_handle* result);
+
+/* ---- Filters -------------------------------------------------------------------------------------------------------- */
+/* A filter collects moods, genres and eras and serves any number of requests. Failures from below the filter come back as
+ * they are, in their own package; the error information holds them moved into package 0xb5. */
+
+/** Makes an empty filter. Returns 0; 0x90b50001 for a null out-parameter; 0x90b50002 without memory. */
+VELOX_API pask_status velox_cadenz_filter_create(velox_cadenz_filter_handle* filter);
+/** Adds a list element's value; one that is there already is a success. The element is only read.
+ *  Returns 0; 0x90b50001 for a null argument, without error information and also when the service isn't started;
+ *  0x90b5000b for an element of another list than genres, moods and eras. On failure the filter is as it was. */
+VELOX_API pask_status velox_cadenz_filter_set(velox_cadenz_filter_handle filter, velox_list_element_handle element);
+/** Ends a filter. Null is a success. */
+VELOX_API pask_status velox_cadenz_filter_release(velox_cadenz_filter_handle filter);
+
+/* For the manager's registry: both free a filter's record and its values. */
+VELOX_API void _cadenz_filter_delete(velox_cadenz_filter_handle filter);
+VELOX_API void _cadenz_filter_handle_delete(void* filter);
+
+VELOX_END_DECLS
+
+#endif

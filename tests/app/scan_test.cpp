@@ -1,0 +1,169 @@
+/* Scanning: audio files of all five formats made on the spot, odd and broken ones among them, and tab-separated files. */
+#include <signal.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <nlohmann/json.hpp>
+
+#include "program.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using nlohmann::json;
+
+bool holds(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
+
+class Scan : public Program {
+ protected:
+  json search(const std::string& words) const {
+    const outcome found = run({"search", words, "--tracks", "--json", "--limit", "1000"});
+    return json::parse(found.out, nullptr, false);
+  }
+};
+
+TEST_F(Scan, TakesInWhatIsSoundOfATabSeparatedFile) {
+  write("some.tsv",
+        "title\tartist\tgenre\tyear_of_the_cat\n"
+        "Good One\tSomebody\tJazz\tx\n"
+        "no artist in this line\n"
+        "\tNobody\tJazz\t\n"
+        "Good Two\tSomebody\tJazz; Pop\t\n");
+  const outcome scanned = run({"scan", path("some.tsv")});
+  EXPECT_EQ(scanned.status, 1);
+  EXPECT_TRUE(holds(scanned.error, "some.tsv:3")) << scanned.error;
+  EXPECT_TRUE(holds(scanned.error, "some.tsv:4")) << scanned.error;
+  EXPECT_TRUE(holds(scanned.out, "2 new") && holds(scanned.out, "2 failed")) << scanned.out;
+  EXPECT_EQ(search("Good").size(), 2u);
+
+  write("some.tsv", "title\tartist\nGood Three\tSomebody\n");
+  EXPECT_EQ(run({"scan", path("some.tsv")}).status, 0);
+  EXPECT_EQ(search("Good").size(), 1u);
+
+  for (const char* text : {"", "name\tband\nA\tB\n", "\xff\xfe\x00\x01"}) {
+    write("bad.tsv", text);
+    const outcome bad = run({"scan", path("bad.tsv")});
+    EXPECT_EQ(bad.status, 1) << text;
+    EXPECT_TRUE(holds(bad.error, "bad.tsv")) << bad.error;
+  }
+  EXPECT_EQ(search("Good").size(), 1u);
+  EXPECT_EQ(run({"scan", path("not there")}).status, 1);
+}
+
+class ScanAudio : public Scan {
+ protected:
+  void SetUp() override {
+    if (std::system("ffmpeg -version >/dev/null 2>&1") != 0)
+      GTEST_SKIP() << "ffmpeg makes the audio files, and isn't here";
+    fs::create_directories(path("music/deep/er"));
+  }
+
+  /** A second of sound with tags, given as key=value. */
+  void make(const std::string& name, const std::vector<std::string>& tags) const {
+    std::string command = "ffmpeg -loglevel error -y -f lavfi -i sine=duration=1 -map_metadata -1";
+    for (const std::string& tag : tags) command += " -metadata '" + tag + "'";
+    if (name.ends_with(".opus")) command += " -c:a libopus";
+    if (name.ends_with(".ogg")) command += " -c:a libvorbis";
+    ASSERT_EQ(std::system((command + " '" + path("music/" + name) + "'").c_str()), 0) << name;
+  }
+};
+
+/** An ID3v2.3 tag with one title and one artist, whose bytes are no UTF-8 though the tag says so. */
+std::string bad_id3(const std::string& title, const std::string& artist) {
+  const auto frame = [](const std::string& id, const std::string& text) {
+    return id + std::string(3, '\0') + static_cast<char>(text.size() + 1) + std::string(2, '\0') + '\x03' + text;
+  };
+  const std::string frames = frame("TIT2", title) + frame("TPE1", artist);
+  return "ID3\x04" + std::string(5, '\0') + static_cast<char>(frames.size()) + frames;
+}
+
+TEST_F(ScanAudio, ReadsFiveFormatsAndOnlyWhatChanged) {
+  for (const std::string name : {"a.flac", "b.mp3", "c.ogg", "deep/d.opus", "deep/er/e.m4a"})
+    make(name, {"title=Tune " + name, "artist=Solist", "album=Disc", "genre=Dream Pop", "date=1994"});
+  const outcome first = run({"scan", path("music")});
+  EXPECT_EQ(first.status, 0) << first.error;
+  EXPECT_TRUE(holds(first.out, "5 new")) << first.out;
+  for (const std::string name : {"a.flac", "b.mp3", "c.ogg", "deep/d.opus", "deep/er/e.m4a"}) {
+    const json found = search("Tune " + name);
+    ASSERT_GE(found.size(), 1u) << name;
+    EXPECT_EQ(found[0]["title"], "Tune " + name);
+    EXPECT_EQ(found[0]["artist"], "Solist");
+    EXPECT_EQ(found[0]["album"], "Disc");
+    EXPECT_EQ(found[0]["year"], 1994);
+    EXPECT_EQ(found[0]["genres"], json::array({"Dream Pop"}));
+    EXPECT_EQ(found[0]["duration"], 1);
+    EXPECT_EQ(found[0]["path"], fs::canonical(path("music/" + name)).string());
+  }
+  EXPECT_TRUE(holds(run({"scan", path("music")}).out, "0 new, 0 changed, 5 unchanged"));
+
+  make("b.mp3", {"title=Tune renamed", "artist=Solist"});
+  fs::last_write_time(path("music/b.mp3"), fs::file_time_type::clock::now() + std::chrono::seconds(5));
+  fs::remove(path("music/c.ogg"));
+  const outcome again = run({"scan", path("music")});
+  EXPECT_TRUE(holds(again.out, "0 new, 1 changed, 3 unchanged, 1 gone")) << again.out;
+  EXPECT_EQ(search("renamed").size(), 1u);
+}
+
+TEST_F(ScanAudio, ToldOfBrokenFilesAndGoesOn) {
+  make("whole.flac", {"title=Whole", "artist=Solist"});
+  make("bare.mp3", {});
+  make("odd.ogg", {"title=Odd \x1b[31mred\x07 " + std::string(20000, 'y'), "artist=\xe2\x80\xaeSolist"});
+  make("raw.mp3", {});
+  {  // the sound of one file behind a tag of bad bytes
+    std::string sound(fs::file_size(path("music/raw.mp3")), '\0');
+    FILE* file = std::fopen(path("music/raw.mp3").c_str(), "rb");
+    ASSERT_EQ(std::fread(sound.data(), 1, sound.size(), file), sound.size());
+    std::fclose(file);
+    write("music/raw.mp3", bad_id3("Rawtitle \xff\xfe\xc3", "Rawartist \xed\xa0\x80") + sound);
+  }
+  make("cut.flac", {"title=Cut", "artist=Solist"});
+  fs::resize_file(path("music/cut.flac"), 30);
+  write("music/not audio.mp3", std::string(5000, 'z'));
+  write("music/empty.m4a", "");
+  write("music/readme.txt", "not music, and not looked at");
+  make("closed.flac", {"title=Closed", "artist=Solist"});
+  fs::permissions(path("music/closed.flac"), fs::perms::none);
+  const bool may_read_all = access(path("music/closed.flac").c_str(), R_OK) == 0;
+
+  const outcome scanned = run({"scan", path("music")});
+  EXPECT_EQ(scanned.status, 1);
+  for (const std::string name : {"cut.flac", "not audio.mp3", "empty.m4a"})
+    EXPECT_TRUE(holds(scanned.error, name)) << name << " isn't told of in: " << scanned.error;
+  EXPECT_EQ(holds(scanned.error, "closed.flac"), !may_read_all) << scanned.error;
+  EXPECT_FALSE(holds(scanned.error, "readme.txt")) << scanned.error;
+  EXPECT_TRUE(holds(scanned.out, may_read_all ? "5 new" : "4 new")) << scanned.out;
+
+  for (const char* word : {"Whole", "Odd", "Rawtitle", "bare"}) {
+    const json found = search(word);
+    ASSERT_FALSE(found.is_discarded()) << word;
+    EXPECT_EQ(found.size(), 1u) << word;
+  }
+  const outcome shown = run_on_terminal({"search", "Odd"}, 80);
+  EXPECT_FALSE(holds(shown.out, "\x1b[31m") || holds(shown.out, "\x07")) << shown.out;
+  EXPECT_EQ(run({"recommend", "--track", "Rawtitle"}).status, 0);
+}
+
+TEST_F(ScanAudio, StopsSoundlyOnCtrlCAndGoesOnNextTime) {
+  constexpr size_t files = 4000;
+  make("0.flac", {"title=Tune", "artist=Solist"});
+  for (size_t i = 1; i < files; ++i)
+    fs::create_hard_link(path("music/0.flac"), path("music/" + std::to_string(i) + ".flac"));
+
+  bool stopped = false;
+  const outcome broken_off = run_on_terminal({"scan", path("music")}, 80, [&](const std::string& shown, int process) {
+    if (!stopped && holds(shown, "scanning: ")) stopped = kill(process, SIGINT) == 0;
+  });
+  ASSERT_TRUE(stopped) << broken_off.out;
+  EXPECT_EQ(broken_off.status, 1);
+  EXPECT_TRUE(holds(broken_off.out, "interrupted") && holds(broken_off.out, "goes on")) << broken_off.out;
+
+  const outcome rest = run({"scan", path("music")});
+  EXPECT_EQ(rest.status, 0) << rest.error;
+  EXPECT_FALSE(holds(rest.out, ": 0 new") || holds(rest.out, ": 4000 new"))
+      << "nothing was kept, or nothing left: " << rest.out;
+  EXPECT_TRUE(holds(rest.out, "holds 4000 tracks")) << rest.out;
+  EXPECT_EQ(rest.error, "") << "progress without a terminal";
+}
+
+}  // namespace

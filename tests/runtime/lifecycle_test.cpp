@@ -1,0 +1,244 @@
+// The module graph: counts, order of failure, reports, and starts from many threads. This program's own memory service start
+// stands in front of the manager's, so that any one of them can be made to fail.
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+#include <pthread.h>
+#include <velox/pask_fs.h>
+#include <velox/pask_modules.h>
+#include <velox/pask_spinlock.h>
+#include <velox/velox_standin.h>
+
+#include <atomic>
+#include <latch>
+#include <map>
+#include <thread>
+
+#include "report_log.h"
+
+static constexpr pask_status MEMORY_REFUSES = 0x9001000bu;
+static std::atomic<int> s_starts_granted{-1};  // negative: all
+
+pask_status pask_memory_initialize() {
+  if (s_starts_granted >= 0 && s_starts_granted-- == 0) return MEMORY_REFUSES;
+  static const auto real = reinterpret_cast<pask_status (*)()>(dlsym(RTLD_NEXT, "pask_memory_initialize"));
+  return real();
+}
+
+namespace {
+
+using counts = std::map<std::string, int32_t>;
+
+struct module_row {
+  const char* name;
+  int32_t (*initchecks)();
+  pask_status (*initialize)();
+  pask_status (*shutdown)();
+  const char* (*version)();
+  const char* (*build_date)();
+  const char* date;
+  bool reports;   // a start that fails
+  counts raised;  // by the first start, besides its own count
+};
+
+#define MODULE(m, ...)                                                                             \
+  {                                                                                                \
+#m, pask_##m##_initchecks, pask_##m##_initialize, pask_##m##_shutdown, pask_##m##_get_version, \
+        pask_##m##_get_build_date, __VA_ARGS__                                                     \
+  }
+
+const counts k_under_fs = {{"memory", 4}, {"thread", 1}, {"string", 1}, {"iostream", 1}};
+
+const module_row k_modules[] = {
+    MODULE(thread, "2016-08-22 10:20-0700", false, {{"memory", 1}}),
+    MODULE(fs, "2016-08-22 10:19-0700", false, k_under_fs),
+    MODULE(string, "2016-08-22 10:20-0700", false, {{"memory", 1}}),
+    MODULE(md5, "2016-08-22 10:19-0700", false, {{"memory", 2}, {"string", 1}}),
+    MODULE(datatypes, "2016-08-22 10:19-0700", true,
+           {{"memory", 5}, {"thread", 2}, {"string", 2}, {"iostream", 1}, {"fs", 1}, {"random", 1}}),
+    MODULE(utils, "2016-08-22 10:19-0700", true,
+           {{"memory", 6}, {"thread", 1}, {"string", 3}, {"iostream", 1}, {"fs", 1}, {"random", 1}, {"md5", 1}}),
+    MODULE(time, "2016-08-22 10:19-0700", false, {{"memory", 2}, {"string", 1}}),
+    MODULE(iostream, "2016-08-22 10:20-0700", false, {{"memory", 1}}),
+    MODULE(random, "2016-08-22 10:19-0700", false,
+           {{"memory", 4}, {"thread", 1}, {"string", 1}, {"iostream", 1}, {"fs", 1}}),
+    MODULE(hdo, "2016-08-22 10:18-0700", true,
+           {{"memory", 8},
+            {"thread", 3},
+            {"string", 5},
+            {"datatypes", 1},
+            {"xml", 1},
+            {"random", 1},
+            {"fs", 1},
+            {"iostream", 1},
+            {"time", 1}}),
+    MODULE(xml, "2016-08-22 10:19-0700", true, {{"memory", 3}, {"string", 2}, {"time", 1}}),
+};
+
+counts all_counts() {
+  counts now;
+  for (const module_row& row : k_modules)
+    if (const int32_t count = row.initchecks()) now[row.name] = count;
+  if (const uint32_t starts = velox_standin_memory_starts()) now["memory"] = static_cast<int32_t>(starts);
+  return now;
+}
+
+class Lifecycle : public testing::TestWithParam<module_row> {
+ protected:
+  void TearDown() override {
+    s_starts_granted = -1;
+    EXPECT_EQ(all_counts(), counts{});
+    EXPECT_EQ(velox_standin_memory_live_blocks(), 0);
+  }
+};
+
+TEST_P(Lifecycle, CountsAndTells) {
+  const module_row& row = GetParam();
+  EXPECT_STREQ(row.version(), "3.10.1");
+  EXPECT_STREQ(row.build_date(), row.date);
+  EXPECT_EQ(row.shutdown(), 7u);
+
+  counts up = row.raised;
+  for (int32_t count = 1; count <= 3; ++count) {
+    ASSERT_EQ(row.initialize(), 0u);
+    up[row.name] = count;
+    EXPECT_EQ(all_counts(), up);
+  }
+  for (int32_t count = 2; count >= 1; --count) {
+    EXPECT_EQ(row.shutdown(), 0u);
+    up[row.name] = count;
+    EXPECT_EQ(all_counts(), up);
+  }
+  EXPECT_EQ(row.shutdown(), 0u);
+  EXPECT_EQ(all_counts(), counts{});
+  EXPECT_EQ(row.shutdown(), 7u);
+}
+
+// Only the random numbers' start forgives, and the modules above it come up without files.
+TEST_P(Lifecycle, LetsGoOfEverythingWhicheverStartOfMemoryFails) {
+  const module_row& row = GetParam();
+  std::vector<std::string> own;  // the failure of the first step, which is memory's or, unreported, that of the files
+  if (row.reports) own.push_back("pask_" + std::string(row.name) + " 9001000b");
+  report_log log;
+  for (int granted = 0;; ++granted) {
+    s_starts_granted = granted;
+    const pask_status status = row.initialize();
+    const bool met = s_starts_granted < 0;
+    s_starts_granted = -1;
+    const auto reports = log.taken();
+    if (granted == 0) {
+      EXPECT_EQ(reports, own);
+    }
+    if (status == 0) {
+      const bool whole = row.raised.count("fs") == 0 || pask_fs_initchecks() == 1;
+      EXPECT_EQ(whole, !met) << granted;
+      EXPECT_EQ(row.initchecks(), 1);
+      EXPECT_EQ(row.shutdown(), 0u);
+    } else {
+      EXPECT_EQ(status, 10u);
+      EXPECT_TRUE(met);
+    }
+    ASSERT_EQ(all_counts(), counts{}) << granted;
+    if (!met) return;
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Modules, Lifecycle, testing::ValuesIn(k_modules),
+                         [](const auto& module) { return std::string(module.param.name); });
+
+using LifecycleOnce = Lifecycle;
+
+// Two blocks: the pool's section and its event.
+TEST_F(LifecycleOnce, FilesDontStartWithoutTheirPoolAndRandomNumbersDo) {
+  for (const uint32_t granted : {0u, 1u}) {
+    velox_standin_memory_refuse(granted, 0);
+    EXPECT_EQ(pask_fs_initialize(), 10u);
+    EXPECT_EQ(velox_standin_memory_refuse_end(), 1);
+    EXPECT_EQ(all_counts(), counts{});
+    EXPECT_EQ(velox_standin_memory_live_blocks(), 0);
+  }
+  velox_standin_memory_refuse(0, 0);
+  EXPECT_EQ(pask_random_initialize(), 0u);
+  velox_standin_memory_refuse_end();
+  EXPECT_EQ(all_counts(), (counts{{"random", 1}}));
+  EXPECT_EQ(pask_random_shutdown(), 0u);
+  EXPECT_EQ(g_fs_max_file_handles + g_fs_num_file_handles, 0u);
+}
+
+TEST_F(LifecycleOnce, ThreadStoreKeyBelongsToWhoeverMadeIt) {
+  ASSERT_EQ(pask_thread_initialize(), 0u);
+  EXPECT_NE(g_pask_thread_store_key, 0u);
+  EXPECT_EQ(pask_thread_shutdown(), 0u);
+  EXPECT_EQ(g_pask_thread_store_key, 0u);
+
+  g_pask_thread_store_key = 77;  // another library of the family has been here
+  ASSERT_EQ(pask_thread_initialize(), 0u);
+  EXPECT_EQ(pask_thread_shutdown(), 0u);
+  EXPECT_EQ(std::exchange(g_pask_thread_store_key, 0u), 77u);
+
+  std::vector<pthread_key_t> keys;
+  for (pthread_key_t key; pthread_key_create(&key, nullptr) == 0;) keys.push_back(key);
+  EXPECT_EQ(pask_hdo_initialize(), 10u);
+  for (const pthread_key_t key : keys) pthread_key_delete(key);
+  EXPECT_EQ(all_counts(), counts{});
+}
+
+TEST_F(LifecycleOnce, StartsAndStopsFromManyThreads) {
+  constexpr int THREADS = 4;
+  constexpr int ROUNDS = 200;
+  std::atomic<int> wrong{0};
+  std::latch all_there(THREADS);
+  std::vector<std::thread> threads;
+  for (int t = 0; t < THREADS; ++t)
+    threads.emplace_back([&, t] {
+      all_there.arrive_and_wait();
+      for (int i = 0; i < ROUNDS; ++i) {
+        const module_row& row = k_modules[(i + t) % std::size(k_modules)];
+        if (row.initialize() != 0 || row.initchecks() < 1) ++wrong;
+        for (const auto& [name, count] : row.raised)
+          for (const module_row& below : k_modules)
+            if (name == below.name && below.initchecks() < 1) ++wrong;
+        if (row.shutdown() != 0) ++wrong;
+      }
+    });
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(wrong, 0);
+}
+
+TEST_F(LifecycleOnce, AtomicsCountWithoutTheOthers) {
+  EXPECT_EQ(pask_atomic_shutdown(), 7u);
+  EXPECT_EQ(pask_atomic_initialize(), 0u);
+  EXPECT_EQ(pask_atomic_initialize(), 0u);
+  EXPECT_EQ(pask_atomic_initchecks(), 2);
+  EXPECT_EQ(pask_atomic_shutdown(), 0u);
+  EXPECT_EQ(pask_atomic_shutdown(), 0u);
+  EXPECT_EQ(pask_atomic_initchecks(), 0);
+}
+
+pask_spinlock s_zeroed;
+
+TEST(Spinlock, GuardsFromZeroedStorageAndRefusesNull) {
+  EXPECT_EQ(pask_spinlock_init(nullptr), 0x901f0001u);
+  EXPECT_EQ(pask_spinlock_lock(nullptr), 0x901f0001u);
+  EXPECT_EQ(pask_spinlock_unlock(nullptr), 0x901f0001u);
+  EXPECT_EQ(pask_spinlock_delete(nullptr), 0u);
+
+  pask_spinlock made;
+  ASSERT_EQ(pask_spinlock_init(&made), 0u);
+  for (pask_spinlock* lock : {&s_zeroed, &made}) {
+    int sum = 0;
+    const auto add = [&] {
+      for (int i = 0; i < 20000; ++i) {
+        pask_spinlock_lock(lock);
+        ++sum;
+        pask_spinlock_unlock(lock);
+      }
+    };
+    std::thread other(add);
+    add();
+    other.join();
+    EXPECT_EQ(sum, 40000);
+  }
+  EXPECT_EQ(pask_spinlock_delete(&made), 0u);
+}
+
+}  // namespace

@@ -1,0 +1,123 @@
+// Queries and filters as objects: creation, options, seeds, values.
+#include "service_fixture.h"
+
+namespace {
+
+class Query : public Service {};
+
+TEST_F(Query, CreationChecksItsArguments) {
+  velox_cadenz_query_handle other = nullptr;
+  EXPECT_EQ(velox_cadenz_query_create(user, nullptr, nullptr, nullptr), CADENZ_ERR_INVALID_ARG);
+  EXPECT_EQ(recording::take_errors(),
+            lines{"90b50001 90b50001 velox_cadenz_query_create Missing [out] parameter p_cadenz_query_handle."});
+  EXPECT_EQ(velox_cadenz_query_create(nullptr, nullptr, nullptr, &other), CADENZ_ERR_INVALID_ARG);
+  recording::fail("handle_validate_user", 0);
+  EXPECT_EQ(velox_cadenz_query_create(user, nullptr, nullptr, &other), 0x90b50077u);
+  recording::fail_end();
+  EXPECT_EQ(other, nullptr);
+}
+
+TEST_F(Query, KnowsTwelveOptionsInAnyCase) {
+  const char* keys[] = {VELOX_CADENZ_OPTION_ENABLE_CONTENT,
+                        VELOX_CADENZ_OPTION_ENABLE_XIDS,
+                        VELOX_CADENZ_OPTION_ENABLE_SONIC,
+                        VELOX_QUERYOPT_SERVICE_URL,
+                        VELOX_QUERYOPT_NETWORK_INTF,
+                        VELOX_CADENZ_OPTION_RETURN_COUNT,
+                        VELOX_CADENZ_OPTION_FOCUS_POPULARITY,
+                        VELOX_CADENZ_OPTION_FOCUS_SIMILARITY,
+                        VELOX_CADENZ_OPTION_MAX_TRACKS_PER_ARTIST,
+                        VELOX_CADENZ_OPTION_ROTATION_RADIO,
+                        VELOX_CADENZ_OPTION_STATION_DMCA,
+                        VELOX_CADENZ_OPTION_CATALOG_FILTER};
+  for (const char* key : keys) EXPECT_EQ(set(key, key), 0u) << key;
+  const char* value = nullptr;
+  for (const char* key : keys) {
+    EXPECT_EQ(velox_cadenz_query_option_get(query, key, &value), 0u);
+    EXPECT_STREQ(value, key);
+  }
+  EXPECT_EQ(set("VELOX_cadenz_OPTION_return_count", "7"), 0u);
+  EXPECT_EQ(velox_cadenz_query_option_get(query, VELOX_CADENZ_OPTION_RETURN_COUNT, &value), 0u);
+  EXPECT_STREQ(value, "7");
+  const char* seven = value;
+  EXPECT_EQ(set(VELOX_CADENZ_OPTION_RETURN_COUNT, nullptr), 0u);
+  EXPECT_STREQ(seven, "7") << "a text that was read outlives its replacement";
+  EXPECT_EQ(velox_cadenz_query_option_get(query, VELOX_CADENZ_OPTION_RETURN_COUNT, &value), 0u);
+  EXPECT_EQ(value, nullptr);
+}
+
+TEST_F(Query, RefusesBadOptionCalls) {
+  velox_standin_log_enable(0xb5, PASK_LOG_ERROR);
+  const char* value = nullptr;
+  for (const char* key :
+       {static_cast<const char*>(nullptr), "", "velox_cadenz_option", "velox_queryopt_service_url "}) {
+    EXPECT_EQ(set(key, "1"), CADENZ_ERR_INVALID_ARG);
+    EXPECT_EQ(recording::take_errors(), lines{"90b50001 90b50001 velox_cadenz_query_option_set"});
+  }
+  recording::take_log();
+  EXPECT_EQ(velox_cadenz_query_option_get(query, nullptr, &value), CADENZ_ERR_INVALID_ARG);
+  EXPECT_EQ(velox_cadenz_query_option_get(query, VELOX_QUERYOPT_SERVICE_URL, nullptr), CADENZ_ERR_INVALID_ARG);
+  EXPECT_EQ(recording::take_errors(), lines{});
+  EXPECT_EQ(recording::take_log().size(), 2u);
+  EXPECT_EQ(velox_cadenz_query_option_get(query, VELOX_QUERYOPT_SERVICE_URL, &value), CADENZ_ERR_NOT_FOUND);
+  EXPECT_EQ(recording::take_errors(), lines{"90b50003 100d0003 velox_cadenz_query_option_get"});
+}
+
+TEST_F(Query, HoldsSixSeeds) {
+  velox_standin_log_enable(0xb5, PASK_LOG_ERROR);
+  const object track("velox_ctx_track", {});
+  for (int i = 0; i < VELOX_CADENZ_MAX_SEEDS; ++i) EXPECT_EQ(seed(track), 0u);
+  EXPECT_EQ(seed(track), CADENZ_ERR_TOO_MANY_SEEDS);
+  EXPECT_EQ(recording::take_log(),
+            (lines{"N|velox_cadenz|1|90b50791|(null)", "0|velox_cadenz_query_set_mdo|1|90b50791|(null)"}));
+}
+
+TEST_F(Query, RefusesADeadSeed) {
+  EXPECT_EQ(seed(nullptr) >> 16, 0x90b5u);
+  const object track("velox_ctx_track", {});
+  recording::fail("mdo_addref", 0);
+  EXPECT_EQ(seed(track), 0x90b50077u);
+  recording::fail_end();
+}
+
+class Filter : public Service {};
+
+TEST_F(Filter, TakesThreeListsWithoutDuplicates) {
+  filter_of filter = {{VELOX_LIST_GENRES, 7}, {VELOX_LIST_GENRES, 7}, {VELOX_LIST_GENRES, -8}, {VELOX_LIST_ERAS, 7}};
+  EXPECT_EQ(filter.add("velox_list_type_languages", 1), CADENZ_ERR_UNSUPPORTED);
+  EXPECT_EQ(filter.add("VELOX_LIST_TYPE_GENRES", 1), CADENZ_ERR_UNSUPPORTED) << "list types compare exactly";
+  recording::take();
+  EXPECT_EQ(generate(filter), 0u);
+  EXPECT_EQ(recording::take("lookup_add_data"),
+            (lines{"lookup_add_data cadenzreq1 velox_lookup_data_radio_seed ATTRIBUTE 1",
+                   "lookup_add_data cadenzreq1 velox_lookup_data_radio_seed_attribute_genre 7 1",
+                   "lookup_add_data cadenzreq1 velox_lookup_data_radio_seed_attribute_genre -8 1",
+                   "lookup_add_data cadenzreq1 velox_lookup_data_radio_seed_attribute_era 7 1"}));
+}
+
+TEST_F(Filter, ReturnsFailuresFromBelowUnfolded) {
+  velox_standin_log_enable(0xb5, PASK_LOG_ERROR);
+  EXPECT_EQ(velox_cadenz_filter_create(nullptr), CADENZ_ERR_INVALID_ARG);
+  EXPECT_EQ(recording::take_errors(),
+            lines{"90b50001 90b50001 velox_cadenz_filter_create Parameter p_cadenz_filter_handle is null."});
+  velox_cadenz_filter_handle none = nullptr;
+  recording::fail("handle_add", 0);
+  EXPECT_EQ(velox_cadenz_filter_create(&none), recording::FAILURE);
+  EXPECT_EQ(none, nullptr);
+  filter_of filter = {};
+  for (const char* call : {"list_element_get_type", "list_element_get_id"}) {
+    forget();
+    recording::fail(call, 0);
+    EXPECT_EQ(filter.add(VELOX_LIST_MOODS, 3), recording::FAILURE);
+    EXPECT_TRUE(recording::fail_end());
+    EXPECT_EQ(recording::take_errors(), lines{"90b50077 90440077 velox_cadenz_filter_set"});
+    EXPECT_EQ(recording::take_log(), lines{"0|velox_cadenz_filter_set|1|90b50077|(null)"});
+  }
+  velox_cadenz_filter_handle released = nullptr;
+  EXPECT_EQ(velox_cadenz_filter_create(&released), 0u);
+  recording::fail("handle_release", 0);
+  EXPECT_EQ(velox_cadenz_filter_release(released), recording::FAILURE);
+  recording::fail_end();
+}
+
+}  // namespace
