@@ -65,20 +65,22 @@ class recommendation {
     choose_near();
     struct step {
       void (recommendation::*gather)();
+      nearness furthest;
       const char* name;
     };
-    static constexpr step k_steps[] = {{&recommendation::gather_artists, "more tracks of the seeds' artists"},
-                                       {&recommendation::gather_genres, "other tracks of the same genres and moods"},
-                                       {&recommendation::gather_eras, "other tracks of the same era"},
-                                       {&recommendation::gather_popular, "popular tracks"}};
+    static constexpr step k_steps[] = {
+        {&recommendation::gather_artists, nearness::artist, "more tracks of the seeds' artists"},
+        {&recommendation::gather_genres, nearness::attribute, "other tracks of the same genres and moods"},
+        {&recommendation::gather_eras, nearness::era, "other tracks of the same era"},
+        {&recommendation::gather_popular, nearness::none, "popular tracks"}};
     for (const step& wider : k_steps) {
       if (picked_.full()) break;
       (this->*wider.gather)();
-      if (choose_wider(wider.gather == &recommendation::gather_popular)) fallback_ = wider.name;
+      if (choose_wider(wider.furthest)) fallback_ = wider.name;
     }
     if (!picked_.full() && is_filtered() && !tracks_.filter_is_exhausted()) {
       tracks_.take_all_filtered(picked_.missing() * 4);
-      if (choose_wider(true)) fallback_ = "whatever the filter lets through";
+      if (choose_wider(nearness::none)) fallback_ = "whatever the filter lets through";
     }
     if (picked_.chosen.empty())
       fallback_ = is_filtered() ? "no track of the catalogue passes the filter" : "no other track is in the catalogue";
@@ -147,26 +149,23 @@ class recommendation {
           const int64_t own = asked_.seeds[best.seed].artist;
           if (own != 0 && own == best.track->artist && asked_.where.artist == 0)
             limit = std::min(limit == 0 ? k_seed_artist_near : limit, k_seed_artist_near);
-          added = add(best, limit, false);
+          added = add(best, limit);
         }
         more = more || added;
       }
     }
   }
 
-  bool choose_wider(bool popular) {
+  bool choose_wider(nearness furthest) {
     const size_t before = picked_.chosen.size();
     for (const rated& each : rate_all()) {
       if (picked_.full()) break;
-      if (!popular && each.similarity <= 0) continue;
-      add(each, asked_.per_artist, popular && each.similarity <= 0);
+      if (judge_.nearness_of(tracks_, each) <= furthest) add(each, asked_.per_artist);
     }
     return picked_.chosen.size() > before;
   }
 
-  bool add(const rated& what, uint32_t limit, bool popular) {
-    return picked_.add(what, judge_.explain(tracks_, what, popular), limit);
-  }
+  bool add(const rated& what, uint32_t limit) { return picked_.add(what, judge_.explain(tracks_, what), limit); }
 
   void gather_artists() {
     for (const seed& each : asked_.seeds) {

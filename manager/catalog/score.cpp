@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <iterator>
 
 #include "text.h"
 
@@ -14,7 +15,8 @@ namespace {
 constexpr float k_attributes_share = 0.78f, k_era_share = 0.22f, k_artist_bonus = 0.10f, k_album_bonus = 0.06f;
 constexpr float k_mood_weight = 0.6f; /* against a genre */
 constexpr float k_years_apart = 25;   /* where the nearness of years has ended */
-constexpr float k_chance = 0.03f;     /* sets apart what is equally good, differently for each request */
+constexpr int k_named_of_kind = 2;
+constexpr float k_chance = 0.03f; /* sets apart what is equally good, differently for each request */
 
 }  // namespace
 
@@ -82,54 +84,67 @@ rated judge::rate(const pool& from, const candidate& track) {
   return made;
 }
 
-/** What a track has in common with a seed, the rarest first, as "genre Dream Pop, mood Calm, 1990s". */
-std::string judge::shared(const pool& from, const candidate& track, const seed& with, int (&kinds)[4]) {
+/** What a track has in common with a seed, the rarest first. */
+std::vector<int64_t> judge::shared(const pool& from, const candidate& track, const seed& with) {
   const int64_t* attrs = from.attrs_of(track);
   std::vector<int64_t> common;
-  for (uint32_t i = 0; i < track.attrs_count; ++i) {
-    const bool both = std::any_of(with.profile.begin(), with.profile.end(),
-                                  [&](const weighted& part) { return part.attribute == attrs[i]; }) ||
-                      std::find(with.eras.begin(), with.eras.end(), attrs[i]) != with.eras.end();
-    if (both) common.push_back(attrs[i]);
-  }
+  std::copy_if(attrs, attrs + track.attrs_count, std::back_inserter(common), [&](int64_t id) {
+    return std::any_of(with.profile.begin(), with.profile.end(),
+                       [&](const weighted& part) { return part.attribute == id; }) ||
+           std::find(with.eras.begin(), with.eras.end(), id) != with.eras.end();
+  });
   std::stable_sort(common.begin(), common.end(), [&](int64_t a, int64_t b) { return weight_of(a) > weight_of(b); });
+  return common;
+}
+
+/** "genre Dream Pop, mood Calm, 1990s", and how many of each kind there are. */
+std::string judge::names_of(const std::vector<int64_t>& attributes, int (&kinds)[4]) {
   std::string result;
-  for (const int64_t id : common) {
+  for (const int64_t id : attributes) {
     const attribute_info& info = from_.attrs.at(id);
-    if (++kinds[info.kind] > 2) continue;
+    if (++kinds[info.kind] > k_named_of_kind) continue;
     result += result.empty() ? "" : ", ";
     result += (info.kind == k_genre ? "genre " : info.kind == k_mood ? "mood " : "") + info.name;
   }
   return result;
 }
 
-reason judge::explain(const pool& from, const rated& what, bool popular) {
+nearness judge::nearness_of(const pool& from, const rated& what) {
+  if (asked_.seeds.empty()) return nearness::none;
+  const seed& with = asked_.seeds[what.seed];
+  const candidate& track = *what.track;
+  if (with.album != 0 && with.album == track.album) return nearness::album;
+  if (with.artist != 0 && with.artist == track.artist) return nearness::artist;
+  const std::vector<int64_t> common = shared(from, track, with);
+  if (!common.empty()) return weight_of(common.front()) > 0 ? nearness::attribute : nearness::era;
+  return what.similarity > 0 ? nearness::era : nearness::none;
+}
+
+reason judge::explain(const pool& from, const rated& what) {
   reason made{"popular in this catalogue", "popular", 0,
               std::clamp(static_cast<int>(what.score * 1000 + 0.5f), 0, 1000)};
-  if (asked_.seeds.empty() || popular) return made;
-  const candidate& track = *what.track;
+  const nearness near = nearness_of(from, what);
+  if (near == nearness::none) return made;
   const seed& with = asked_.seeds[what.seed];
   int kinds[4] = {};
-  const std::string common = shared(from, track, with, kinds);
-  const std::string of = "(seed " + std::to_string(with.ordinal) + ")";
+  const std::string common = names_of(shared(from, *what.track, with), kinds);
+  const std::string of = " (seed " + std::to_string(with.ordinal) + ")";
   const std::string tail = common.empty() ? "" : "; " + common;
   made.seed = with.ordinal;
-  if (with.album != 0 && with.album == track.album) {
+  if (near == nearness::album) {
     made.kind = "album";
-    made.sentence = "same album as " + with.label + " " + of + tail;
-  } else if (with.artist != 0 && with.artist == track.artist) {
+    made.sentence = "same album as " + with.label + of + tail;
+  } else if (near == nearness::artist) {
     made.kind = "artist";
-    made.sentence = "same artist as " + with.artist_name + " " + of + tail;
-  } else if (!common.empty()) {
-    const bool several = (kinds[k_genre] > 0) + (kinds[k_mood] > 0) + (kinds[k_era] > 0) > 1;
-    made.kind = several ? "similar" : kinds[k_genre] ? "genre" : kinds[k_mood] ? "mood" : "era";
-    made.sentence = common + (with.label.empty() ? ", as asked for" : ", like " + with.label + " " + of);
-  } else if (what.similarity > 0) {
+    made.sentence = "same artist as " + with.artist_name + of + tail;
+  } else if (common.empty()) {
     made.kind = "era";
     made.sentence =
-        "from about the same years as " + (with.label.empty() ? std::string("those asked for") : with.label + " " + of);
+        "from about the same years as " + (with.label.empty() ? std::string("those asked for") : with.label + of);
   } else {
-    made.seed = 0;
+    const bool several = (kinds[k_genre] > 0) + (kinds[k_mood] > 0) + (kinds[k_era] > 0) > 1;
+    made.kind = several ? "similar" : kinds[k_genre] ? "genre" : kinds[k_mood] ? "mood" : "era";
+    made.sentence = common + (with.label.empty() ? ", as asked for" : ", like " + with.label + of);
   }
   return made;
 }
