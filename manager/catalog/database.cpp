@@ -134,6 +134,10 @@ bool statement::step() {
 
 void statement::run() {
   while (step()) continue;
+  rewind();
+}
+
+void statement::rewind() {
   sqlite3_reset(prepared_);
   bound_ = 0;
 }
@@ -187,7 +191,8 @@ void database::connect(bool create) {
                    "PRAGMA wal_autocheckpoint=8192"
                  : "PRAGMA query_only=1; PRAGMA cache_size=-32768");
 #if UINTPTR_MAX > 0xffffffffu
-  execute("PRAGMA mmap_size=4294967296");
+  // Readers jump about in a large file: mapped, it costs no copies.
+  if (!create) execute("PRAGMA mmap_size=4294967296");
 #endif
   struct stat status = {};
   if (::stat(path_.c_str(), &status) == 0) {

@@ -91,6 +91,21 @@ uint32_t lower(uint32_t code) {
   return code >= 0x400 && code <= 0x40f ? code + 80 : code;
 }
 
+/** Takes the rest of a terminal's escape sequence off the text, behind its introducer. */
+void take_escape(std::string_view& text, bool introduced) {
+  const auto drop_while = [&](auto condition) {
+    while (!text.empty() && condition(text[0])) text.remove_prefix(1);
+  };
+  if (!introduced && !text.empty() && text[0] == ']') {  // a title or a link: up to BEL or the next escape
+    drop_while([](char c) { return c != '\a' && c != '\x1b'; });
+    return;
+  }
+  if (!introduced && (text.empty() || text[0] != '[')) return;
+  if (!introduced) text.remove_prefix(1);
+  drop_while([](char c) { return c >= ' ' && c <= '?'; });
+  if (!text.empty() && text[0] >= '@' && text[0] <= '~') text.remove_prefix(1);
+}
+
 bool is_punctuation(uint32_t code) {
   return (code >= 0xa0 && code < 0xc0) || (code >= 0x2000 && code < 0x2070) || (code >= 0x3000 && code < 0x3004);
 }
@@ -109,6 +124,7 @@ std::string clean(std::string_view text, size_t limit) {
     } else {
       code = take(text);
     }
+    if (code == 0x1b || code == 0x9b) take_escape(text, code == 0x9b);
     if (code == ' ' || is_control(code)) {
       space = !result.empty();
       continue;

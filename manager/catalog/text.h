@@ -11,7 +11,7 @@
 namespace velox::catalog {
 
 /** Valid UTF-8 without control characters, in one line without outer spaces: a text that isn't UTF-8 is read as Latin-1,
- *  controls (terminal escapes and direction marks too) become spaces, runs of spaces one space. Cut at `limit` bytes. */
+ *  terminal escapes go, controls and direction marks become spaces, runs of spaces one space. Cut at `limit` bytes. */
 std::string clean(std::string_view text, size_t limit = 500);
 
 /** Lower case without the accents of Latin letters, punctuation as single spaces. A name of punctuation alone stays. */

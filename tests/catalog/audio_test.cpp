@@ -1,0 +1,113 @@
+// Real audio files, made by ffmpeg: the five formats, odd and broken ones, and what changes between two scans.
+#include <sys/stat.h>
+#include <utime.h>
+
+#include "catalogue.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+class Audio : public Catalogue {
+ protected:
+  void SetUp() override {
+    Catalogue::SetUp();
+    if (std::system("command -v ffmpeg >/dev/null 2>&1") != 0)
+      GTEST_SKIP() << "ffmpeg isn't there to make audio files with";
+    fs::create_directory(path("music"));
+  }
+  /** Makes a second of sound with tags, given as "KEY=text" each. */
+  std::string make(const std::string& name, const std::vector<std::string>& tags, const std::string& codec = "") {
+    std::string command = "ffmpeg -nostdin -v error -y -f lavfi -i sine=duration=1 " + codec;
+    for (const std::string& tag : tags) command += " -metadata '" + tag + "'";
+    const std::string file = path("music/" + name);
+    EXPECT_EQ(std::system((command + " '" + file + "'").c_str()), 0) << command;
+    return file;
+  }
+  std::string scan_music(pask_status expected = 0) { return scan(path("music"), expected); }
+};
+
+TEST_F(Audio, AllFormatsTellTheSame) {
+  struct {
+    const char* name;
+    const char* codec;
+  } const k_formats[] = {{"a.flac", ""}, {"b.mp3", ""}, {"c.ogg", "-c:a libvorbis"}, {"d.opus", ""}, {"e.m4a", ""}};
+  for (const auto& format : k_formats) {
+    make(format.name,
+         {std::string("title=Été ") + format.name, "artist=Sigrún", "album=Nótt", "album_artist=Sigrún",
+          "genre=Dream Pop;Ambient", "date=1994-05-01", "track=3/9"},
+         format.codec);
+  }
+  EXPECT_EQ(scan_music(), "5 5 0 0 0 0");
+  for (const auto& format : k_formats) {
+    const std::vector<Item> found = search(std::string("ete ") + format.name);
+    ASSERT_EQ(found.size(), 1u) << format.name;
+    const Item& track = found[0];
+    EXPECT_EQ(track.artist() + "|" + track.at(VELOX_VAL_ALBUM) + "|" + track.at(VELOX_VAL_GENRE) + "|" +
+                  track.at(VELOX_VAL_YEAR) + "|" + track.at(VELOX_VAL_DURATION),
+              "Sigrún|Nótt|Dream Pop|1994|1")
+        << format.name;
+    EXPECT_EQ(track.at(VELOX_VAL_LOCATION), path(std::string("music/") + format.name));
+  }
+  EXPECT_EQ(counts().albums, 1u);
+  EXPECT_EQ(counts().genres, 2u);
+  expect_sound();
+}
+
+TEST_F(Audio, IdentifiersAndMoodsAreRead) {
+  make("x.flac", {"TITLE=One", "ARTIST=Moss feat. Guest", "MOOD=Calm; Warm", "MUSICBRAINZ_TRACKID=0f0f-1",
+                  "MUSICBRAINZ_ARTISTID=aaaa-2", "DATE=2005", "ORIGINALDATE=1979-01-01"});
+  make("y.flac", {"TITLE=Two", "ARTIST=Moss", "MUSICBRAINZ_ARTISTID=aaaa-2"});
+  make("z.flac", {});
+  EXPECT_EQ(scan_music(), "3 3 0 0 0 0");
+  const Item one = search("one").at(0);
+  EXPECT_EQ(one.at("velox_val_tui") + "|" + one.at("_sdkmgr_val_artist_id") + "|" + one.at(VELOX_VAL_MOOD) + "|" +
+                one.at(VELOX_VAL_ERA) + "|" + one.artist(),
+            "0f0f-1|aaaa-2|Calm|1970s|Moss feat. Guest");
+  EXPECT_EQ(counts().artists, 2u) << "the guest makes no artist; what is untagged has one of its own";
+  EXPECT_EQ(search("z").at(0).artist(), "Unknown Artist");
+}
+
+TEST_F(Audio, OnlyWhatChangedIsReadAgain) {
+  const std::string kept = make("kept.mp3", {"title=Kept", "artist=A"});
+  const std::string changed = make("changed.ogg", {"title=Before", "artist=A"});
+  const std::string gone = make("gone.flac", {"title=Gone", "artist=Only"});
+  EXPECT_EQ(scan_music(), "3 3 0 0 0 0");
+  EXPECT_EQ(scan_music(), "3 0 0 3 0 0");
+  make("changed.ogg", {"title=After", "artist=A"});
+  fs::remove(gone);
+  EXPECT_EQ(scan_music(), "2 0 1 1 1 0");
+  EXPECT_EQ(search("after").size() + search("before").size() + search("gone").size(), 1u);
+  EXPECT_EQ(counts().artists, 1u);
+  utimbuf earlier = {1000, 1000};
+  utime(kept.c_str(), &earlier);
+  EXPECT_EQ(scan(kept), "1 0 1 0 0 0") << "a single file can be taken in by itself";
+  fs::rename(path("music"), path("moved"));
+  scan_music(VELOX_STANDIN_ERR_NOT_FOUND);
+  EXPECT_EQ(counts().tracks, 2u) << "a place that is away takes nothing with it";
+  fs::rename(path("moved"), path("music"));
+  EXPECT_EQ(scan_music(), "2 0 0 2 0 0");
+  expect_sound();
+}
+
+TEST_F(Audio, BrokenFilesAreToldAndTheRestGoesOn) {
+  const std::string good = make("good.flac", {"title=Good", "artist=A"});
+  make("cut.flac", {"title=Cut", "artist=A"});
+  fs::resize_file(path("music/cut.flac"), 20);
+  write("music/text.mp3", "this is no sound at all");
+  write("music/empty.m4a", "");
+  write("music/noise.ogg", std::string(5000, '\x80'));
+  fs::create_symlink(path("nowhere"), path("music/dangling.opus"));
+  fs::create_directory(path("music/folder.mp3"));
+  write("music/cover.jpg", "x");
+  EXPECT_EQ(scan_music(), "6 1 0 0 0 5");
+  EXPECT_EQ(problems.size(), 5u);
+  for (const char* name : {"cut.flac", "text.mp3", "empty.m4a", "noise.ogg", "dangling.opus"}) {
+    EXPECT_TRUE(std::any_of(problems.begin(), problems.end(), [&](const std::string& told) {
+      return told.find(name) != std::string::npos;
+    })) << name;
+  }
+  EXPECT_EQ(search("good").size(), 1u);
+}
+
+}  // namespace

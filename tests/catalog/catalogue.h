@@ -1,0 +1,160 @@
+// A catalogue in a folder of its own, and the ways in which the tests fill it, look into it and ask it.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <sqlite3.h>
+#include <velox/velox_catalog.h>
+
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+/** A found or recommended item, as far as the tests look at it. */
+struct Item {
+  std::map<std::string, std::string> values;
+  const std::string& at(const std::string& key) const {
+    static const std::string none;
+    const auto found = values.find(key);
+    return found == values.end() ? none : found->second;
+  }
+  const std::string& title() const { return at(VELOX_VAL_TITLE); }
+  const std::string& artist() const { return at(VELOX_VAL_ARTIST); }
+  int number(const std::string& key) const { return std::atoi(at(key).c_str()); }
+};
+
+inline Item item_of(velox_mdo_handle mdo) {
+  Item made;
+  for (const char* key : {"velox_val_tui",
+                          "velox_val_tui_tag",
+                          "_sdkmgr_val_artist_id",
+                          "_sdkmgr_val_list_genre_id",
+                          "_sdkmgr_val_list_mood_id",
+                          VELOX_VAL_TITLE,
+                          VELOX_VAL_ARTIST,
+                          VELOX_VAL_ALBUM,
+                          VELOX_VAL_GENRE,
+                          VELOX_VAL_MOOD,
+                          VELOX_VAL_ERA,
+                          VELOX_VAL_YEAR,
+                          VELOX_VAL_DURATION,
+                          VELOX_VAL_POPULARITY,
+                          VELOX_VAL_LOCATION,
+                          VELOX_VAL_XID,
+                          VELOX_VAL_REASON,
+                          VELOX_VAL_REASON_KIND,
+                          VELOX_VAL_REASON_SEED,
+                          VELOX_VAL_SCORE}) {
+    if (const char* value = velox_standin_mdo_value(mdo, key, 1)) made.values[key] = value;
+  }
+  return made;
+}
+
+class Catalogue : public testing::Test {
+ protected:
+  using Problems = std::vector<std::string>;
+
+  void SetUp() override {
+    char name[] = "/tmp/velox_catalog_XXXXXX";
+    folder = mkdtemp(name);
+    url = "sqlite:" + path("catalogue.db");
+    live_before = velox_standin_live_objects();
+    ASSERT_EQ(velox_standin_start(&record), 0u);
+    open();
+  }
+  void TearDown() override {
+    close();
+    EXPECT_EQ(velox_standin_stop(), 0u);
+    EXPECT_EQ(velox_standin_live_objects(), live_before);
+    std::filesystem::remove_all(folder);
+  }
+  void open() { ASSERT_EQ(velox_catalog_open(url.c_str(), VELOX_CATALOG_CREATE, &catalog), 0u) << message(); }
+  void close() {
+    velox_catalog_close(catalog);
+    catalog = nullptr;
+  }
+  std::string path(const std::string& name) const { return folder + "/" + name; }
+  std::string write(const std::string& name, const std::string& text) const {
+    std::ofstream(path(name), std::ios::binary) << text;
+    return path(name);
+  }
+  static std::string message() {
+    velox_standin_error error = {};
+    velox_standin_last_error(&error);
+    return error.message ? error.message : "";
+  }
+  /** Scans and gives "seen added updated unchanged removed failed". */
+  std::string scan(const std::string& what, pask_status expected = 0) {
+    velox_catalog_scan_report report = {};
+    problems.clear();
+    const velox_catalog_scan_events events = {
+        this,
+        [](void* self, const char* where, const char* why) {
+          static_cast<Catalogue*>(self)->problems.push_back(std::string(where) + ": " + why);
+        },
+        [](void* self, const velox_catalog_scan_report* so_far, const char*) {
+          auto& each = static_cast<Catalogue*>(self)->on_step;
+          return each ? each(*so_far) : 0;
+        }};
+    EXPECT_EQ(velox_catalog_scan(catalog, what.c_str(), &events, &report), expected) << message();
+    std::string told;
+    for (const uint64_t count :
+         {report.seen, report.added, report.updated, report.unchanged, report.removed, report.failed})
+      told += (told.empty() ? "" : " ") + std::to_string(count);
+    return told;
+  }
+  velox_catalog_counts counts() {
+    velox_catalog_counts told = {};
+    EXPECT_EQ(velox_catalog_count(catalog, &told), 0u) << message();
+    return told;
+  }
+  std::vector<Item> search(const std::string& text, uint32_t kinds = VELOX_CATALOG_TRACKS, uint32_t limit = 50) {
+    std::vector<Item> found;
+    EXPECT_EQ(velox_catalog_search(
+                  catalog, text.c_str(), kinds, limit,
+                  [](void* to, velox_mdo_handle each) {
+                    static_cast<std::vector<Item>*>(to)->push_back(item_of(each));
+                    return 0;
+                  },
+                  &found),
+              0u)
+        << message();
+    return found;
+  }
+  /** The first number that a query of the database's own gives. */
+  int64_t query(const char* sql) const {
+    sqlite3* db = nullptr;
+    sqlite3_stmt* row = nullptr;
+    sqlite3_open_v2(path("catalogue.db").c_str(), &db, SQLITE_OPEN_READWRITE, nullptr);
+    EXPECT_EQ(sqlite3_prepare_v2(db, sql, -1, &row, nullptr), SQLITE_OK) << sqlite3_errmsg(db);
+    const int64_t result = sqlite3_step(row) == SQLITE_ROW ? sqlite3_column_int64(row, 0) : -1;
+    sqlite3_finalize(row);
+    sqlite3_close(db);
+    return result;
+  }
+  /** What is stored twice agrees, and nothing is left of what is gone. */
+  void expect_sound() const {
+    const char* const k_none_of[] = {
+        "SELECT count(*) FROM pragma_integrity_check WHERE integrity_check<>'ok'",
+        "SELECT (SELECT count(*) FROM track) - amount FROM total WHERE name='tracks'",
+        "SELECT (SELECT count(*) FROM album) - amount FROM total WHERE name='albums'",
+        "SELECT (SELECT count(*) FROM artist) - amount FROM total WHERE name='artists'",
+        "SELECT count(*) FROM artist WHERE tracks<>(SELECT count(*) FROM track WHERE artist_id=artist.id)",
+        "SELECT count(*) FROM album WHERE tracks<>(SELECT count(*) FROM track WHERE album_id=album.id) OR tracks=0",
+        "SELECT count(*) FROM attribute_level l WHERE tracks<>(SELECT count(*) FROM track_attribute t WHERE "
+        "t.attribute=l.attribute AND t.level=l.level)",
+        "SELECT (SELECT count(*) FROM track_attribute WHERE attribute=0) - (SELECT count(*) FROM track)",
+        "SELECT count(*) FROM track_attribute WHERE track NOT IN (SELECT id FROM track)",
+    };
+    for (const char* sql : k_none_of) EXPECT_EQ(query(sql), 0) << sql;
+  }
+
+  std::string folder, url;
+  velox_catalog_handle catalog = nullptr;
+  const velox_manager_record* record = nullptr;
+  Problems problems;
+  std::function<int(const velox_catalog_scan_report&)> on_step;
+  int64_t live_before = 0;
+};

@@ -1,0 +1,403 @@
+// Recommendations and album lookups, asked for through the lookup table as the service does.
+#include <algorithm>
+#include <atomic>
+#include <set>
+#include <thread>
+
+#include "catalogue.h"
+
+namespace {
+
+constexpr const char* k_kind = "velox_lookup_data_radio_seed";
+constexpr const char* k_tui = "velox_lookup_data_radio_seed_track_tui";
+constexpr const char* k_tag = "velox_lookup_data_radio_seed_track_tui_tag";
+constexpr const char* k_artist = "velox_lookup_data_radio_seed_artist_id";
+constexpr const char* k_genre = "velox_lookup_data_radio_seed_attribute_genre";
+constexpr const char* k_era = "velox_lookup_data_radio_seed_attribute_era";
+constexpr const char* k_mood = "velox_lookup_data_radio_seed_attrbute_mood";
+
+struct Datum {
+  uint32_t ordinal;
+  std::string key, value;
+};
+using Data = std::vector<Datum>;
+using Options = std::vector<std::pair<std::string, std::string>>;
+
+Data operator+(Data a, const Data& b) {
+  a.insert(a.end(), b.begin(), b.end());
+  return a;
+}
+
+struct Answer {
+  pask_status status = 0;
+  std::vector<Item> tracks;
+  std::string fallback;
+  std::string titles() const {
+    std::string told;
+    for (const Item& each : tracks) told += each.title() + "|";
+    return told;
+  }
+  int most_of_one_artist() const {
+    std::map<std::string, int> of;
+    int most = 0;
+    for (const Item& each : tracks) most = std::max(most, ++of[each.artist()]);
+    return most;
+  }
+  double mean(const char* key) const {
+    double sum = 0;
+    for (const Item& each : tracks) sum += each.number(key);
+    return tracks.empty() ? 0 : sum / static_cast<double>(tracks.size());
+  }
+};
+
+class Recommend : public Catalogue {
+ protected:
+  void SetUp() override {
+    Catalogue::SetUp();
+    void* table = nullptr;
+    ASSERT_EQ(record->interface_get(VELOX_INTERFACE_LOOKUP, 0, 0, &table), 0u);
+    lookups = static_cast<velox_lookup_interface*>(table);
+    ASSERT_EQ(velox_standin_user_create("listener", &user), 0u);
+    ASSERT_EQ(velox_catalog_default_set(url.c_str()), 0u);
+  }
+  void TearDown() override {
+    velox_catalog_default_set(nullptr);
+    velox_standin_user_release(user);
+    Catalogue::TearDown();
+  }
+  /** Runs one request; the result is handed to `read`. */
+  pask_status look_up(const char* type, const Data& data, const Options& options,
+                      const std::function<void(velox_mdo_handle)>& read) {
+    velox_lookup_handle lookup = nullptr;
+    const auto told = [](void* self, const velox_progress* progress, uint8_t* abort) {
+      auto& each = static_cast<Recommend*>(self)->on_progress;
+      if (each) each(*progress, abort);
+    };
+    EXPECT_EQ(lookups->lookup_create(lookups, told, this, &lookup), 0u);
+    EXPECT_EQ(lookups->lookup_add_request(lookup, type, "r", "radio", 1), 0u);
+    for (const auto& [key, value] : options) {
+      if (key == "velox_lookup_option_serviceurl") {
+        lookups->lookup_option_set(lookup, key.c_str(), value.c_str());
+      } else {
+        lookups->lookup_request_option_set(lookup, "r", ("velox_lookup_option_" + key).c_str(), value.c_str());
+      }
+    }
+    for (const Datum& each : data)
+      lookups->lookup_add_data(lookup, "r", each.key.c_str(), each.value.c_str(), each.ordinal);
+    pask_status status = lookups->lookup_execute(lookup, user, nullptr);
+    velox_mdo_handle result = nullptr;
+    if (status == 0) status = lookups->lookup_get_result(lookup, "r", &result);
+    lookups->lookup_release(lookup);
+    if (status == 0) read(result);
+    velox_standin_mdo_release(result);
+    return status;
+  }
+  Answer recommend(const Data& data, const Options& options = {}) {
+    Answer made;
+    made.status = look_up("velox_lookup_type_radio_recommend", data, options, [&](velox_mdo_handle answer) {
+      EXPECT_STREQ(velox_standin_mdo_context(answer), "velox_ctx_response");
+      const char* fallback = velox_standin_mdo_value(answer, VELOX_VAL_FALLBACK, 1);
+      made.fallback = fallback ? fallback : "";
+      for (uint32_t i = 1; i <= velox_standin_mdo_child_count(answer, "velox_ctx_track!"); ++i)
+        made.tracks.push_back(item_of(velox_standin_mdo_child(answer, "velox_ctx_track!", i)));
+    });
+    return made;
+  }
+  /** "album title|matching track|tracks of the album|artist" of what an album lookup finds. */
+  std::string album(const Data& data) {
+    std::string told;
+    const pask_status status = look_up("velox_lookup_type_album", data, {}, [&](velox_mdo_handle answer) {
+      velox_mdo_handle found = velox_standin_mdo_child(answer, "velox_ctx_album!", 1);
+      ASSERT_NE(found, nullptr);
+      velox_mdo_handle match = velox_standin_mdo_child(found, "velox_ctx_track!matching", 1);
+      told = item_of(found).title() + "|" + (match ? item_of(match).title() : "") + "|" +
+             std::to_string(velox_standin_mdo_child_count(found, "velox_ctx_track!")) + "|" + item_of(found).artist();
+    });
+    return status == 0 ? told : status == VELOX_STANDIN_ERR_NOT_FOUND ? "nothing" : message();
+  }
+  static Data seed_of(const Item& track, uint32_t ordinal = 1) {
+    return {{ordinal, k_kind, "TRACK"},
+            {ordinal, k_tui, track.at("velox_val_tui")},
+            {ordinal, k_tag, track.at("velox_val_tui_tag")},
+            {ordinal, k_artist, track.at("_sdkmgr_val_artist_id")},
+            {ordinal, k_genre, track.at("_sdkmgr_val_list_genre_id")},
+            {ordinal, k_mood, track.at("_sdkmgr_val_list_mood_id")}};
+  }
+  std::string element(const char* type, const std::string& wanted) {
+    std::pair<std::string, std::string> found{wanted, "0"};
+    velox_catalog_list(
+        catalog, type,
+        [](void* to, velox_list_element_handle each, const char* name, uint64_t) {
+          auto& [want, id] = *static_cast<std::pair<std::string, std::string>*>(to);
+          if (want != name) return 0;
+          void* table = nullptr;
+          const velox_manager_record* started = nullptr;
+          velox_standin_start(&started);
+          started->interface_get(VELOX_INTERFACE_LISTMANAGER, 0, 0, &table);
+          int32_t number = 0;
+          static_cast<velox_listmanager_interface*>(table)->list_element_get_id(each, &number);
+          velox_standin_stop();
+          id = std::to_string(number);
+          return 1;
+        },
+        &found);
+    return found.second;
+  }
+  std::string genre(const std::string& name) { return element(VELOX_LIST_GENRES, name); }
+
+  /** 24 artists of 10 tracks in 6 genres, each artist also in the next genre, ten years apart. */
+  void fill() {
+    static const char* const k_genres[] = {"Ambient", "Bebop", "Country", "Disco", "Electro", "Folk"};
+    static const char* const k_moods[] = {"Calm", "Warm", "Dark", "Loud"};
+    std::string text = "title\tartist\talbum\tgenre\tmood\tdate\tpopularity\ttrack_tui\tpath\n";
+    for (int a = 0; a < 24; ++a) {
+      for (int t = 0; t < 10; ++t) {
+        const std::string number = std::to_string(a) + "-" + std::to_string(t);
+        text += "Song " + number + "\tArtist " + std::to_string(a) + "\tAlbum " + std::to_string(a * 2 + t / 5) + "\t" +
+                k_genres[a % 6] + (t % 2 ? std::string("; ") + k_genres[(a + 1) % 6] : "") + "\t" +
+                k_moods[(a + t / 5) % 4] + "\t" + std::to_string(1955 + a % 6 * 10 + t % 3) + "\t" +
+                std::to_string((a * 37 + t * 101) % 1001) + "\tid-" + number + "\t/music/" + k_genres[a % 6] + "/" +
+                number + ".flac\n";
+      }
+    }
+    ASSERT_EQ(scan(write("six.tsv", text)), "240 240 0 0 0 0");
+  }
+
+  velox_lookup_interface* lookups = nullptr;
+  velox_user_handle user = nullptr;
+  std::function<void(const velox_progress&, uint8_t*)> on_progress;
+};
+
+TEST_F(Recommend, SeedsOfEveryKindGiveRelatedTracksWithReasons) {
+  fill();
+  const Item song = search("Song 6-0").at(0);
+  const std::string ambient = genre("Ambient");
+  struct {
+    const char* name;
+    Data data;
+  } const cases[] = {
+      {"track", seed_of(song)},
+      {"artist", {{1, k_kind, "ARTIST"}, {1, k_artist, song.at("_sdkmgr_val_artist_id")}}},
+      {"attributes", {{1, k_kind, "ATTRIBUTE"}, {1, k_genre, ambient}}},
+      {"unknown track of a known genre",
+       {{1, k_kind, "TRACK"}, {1, k_tui, "?"}, {1, k_tag, "?"}, {1, k_genre, ambient}}},
+  };
+  for (const auto& each : cases) {
+    SCOPED_TRACE(each.name);
+    const Answer answer = recommend(each.data, {{"return_count", "10"}});
+    ASSERT_EQ(answer.status, 0u) << message();
+    EXPECT_EQ(answer.fallback, "");
+    EXPECT_EQ(answer.tracks.size(), 10u);
+    EXPECT_LE(answer.most_of_one_artist(), 3);
+    std::set<std::string> titles;
+    for (const Item& track : answer.tracks) {
+      EXPECT_TRUE(titles.insert(track.title()).second) << track.title();
+      EXPECT_NE(track.title(), "Song 6-0") << "the seed itself";
+      EXPECT_NE(track.at(VELOX_VAL_REASON).find("genre Ambient"), std::string::npos) << track.at(VELOX_VAL_REASON);
+      EXPECT_EQ(track.at(VELOX_VAL_REASON_SEED), "1");
+      EXPECT_GT(track.number(VELOX_VAL_SCORE), 0);
+      EXPECT_LE(track.number(VELOX_VAL_SCORE), 1000);
+    }
+    EXPECT_EQ(recommend(each.data, {{"return_count", "10"}}).titles(), answer.titles())
+        << "the same request, the same answer";
+  }
+}
+
+TEST_F(Recommend, SeedsTakeTurnsAndNoArtistFollowsItself) {
+  fill();
+  const Data data = seed_of(search("Song 0-0").at(0), 1) + seed_of(search("Song 3-0").at(0), 2);
+  const Answer answer = recommend(data, {{"rotation", "RADIO"}, {"return_count", "20"}});
+  ASSERT_EQ(answer.tracks.size(), 20u);
+  std::map<std::string, int> of_seed;
+  for (size_t i = 0; i < answer.tracks.size(); ++i) {
+    ++of_seed[answer.tracks[i].at(VELOX_VAL_REASON_SEED)];
+    const std::string before = i > 0 ? answer.tracks[i - 1].artist() : "";
+    EXPECT_NE(answer.tracks[i].artist(), before) << i;
+  }
+  EXPECT_EQ(of_seed["1"], 10);
+  EXPECT_EQ(of_seed["2"], 10);
+  const Answer sorted = recommend(data, {{"rotation", "NONE"}, {"return_count", "20"}});
+  EXPECT_TRUE(std::is_sorted(sorted.tracks.begin(), sorted.tracks.end(), [](const Item& a, const Item& b) {
+    return a.number(VELOX_VAL_SCORE) > b.number(VELOX_VAL_SCORE);
+  }));
+}
+
+TEST_F(Recommend, OptionsChangeTheAnswer) {
+  fill();
+  const Data data = seed_of(search("Song 6-0").at(0));
+  EXPECT_EQ(recommend(data).tracks.size(), 25u);
+  for (const auto& [count, expected] : {std::pair("1", 1u), {"40", 40u}, {"99999", 72u}, {"none", 25u}, {"0", 25u}})
+    EXPECT_EQ(recommend(data, {{"return_count", count}}).tracks.size(), expected) << count;
+  for (const auto& [limit, most] : {std::pair("1", 1), {"2", 2}})
+    EXPECT_EQ(recommend(data, {{"max_tracks_per_artist", limit}, {"return_count", "20"}}).most_of_one_artist(), most)
+        << limit;
+  EXPECT_EQ(recommend(data, {{"max_tracks_per_artist", "0"}, {"return_count", "300"}}).tracks.size(), 239u);
+  const double loved = recommend(data, {{"focus_popularity", "1000"}}).mean(VELOX_VAL_POPULARITY);
+  const double obscure = recommend(data, {{"focus_popularity", "0"}}).mean(VELOX_VAL_POPULARITY);
+  EXPECT_GT(loved, obscure + 200);
+  const auto close = [&](const char* focus) {
+    const Answer answer = recommend(data, {{"focus_similarity", focus}, {"return_count", "12"}});
+    return std::count_if(answer.tracks.begin(), answer.tracks.end(), [](const Item& track) {
+      return track.at(VELOX_VAL_GENRE) == "Ambient" && track.at(VELOX_VAL_ERA) == "1950s";
+    });
+  };
+  EXPECT_GT(close("1000"), close("0"));
+}
+
+TEST_F(Recommend, AFilterNarrowsAndASeedOnlyDrawsNear) {
+  fill();
+  const Item song = search("Song 0-0").at(0);
+  const std::string disco = genre("Disco"), folk = genre("Folk"), dark = element(VELOX_LIST_MOODS, "Dark"),
+                    eighties = element(VELOX_LIST_ERAS, "1980s");
+  const auto all = [](const Answer& answer, const char* key, const std::set<std::string>& wanted) {
+    return std::all_of(answer.tracks.begin(), answer.tracks.end(),
+                       [&](const Item& t) { return wanted.count(t.at(key)) != 0; });
+  };
+  const Data two = seed_of(song, 1) + seed_of(search("Song 1-0").at(0), 2);
+  Data filtered = two;
+  for (const uint32_t ordinal : {1u, 2u})
+    filtered = filtered + Data{{ordinal, k_kind, "ATTRIBUTE"}, {ordinal, k_mood, dark}, {ordinal, k_era, eighties}};
+  const Answer dark_eighties = recommend(filtered);
+  EXPECT_FALSE(dark_eighties.tracks.empty());
+  EXPECT_TRUE(all(dark_eighties, VELOX_VAL_MOOD, {"Dark"})) << dark_eighties.titles();
+  EXPECT_TRUE(all(dark_eighties, VELOX_VAL_ERA, {"1980s"}));
+  EXPECT_FALSE(all(recommend(two), VELOX_VAL_MOOD, {"Dark"}));
+
+  const Answer alone = recommend({{1, k_kind, "ATTRIBUTE"}, {1, k_genre, disco}, {1, k_genre, folk}, {1, k_mood, dark}},
+                                 {{"return_count", "12"}});
+  EXPECT_EQ(alone.tracks.size(), 12u);
+  EXPECT_TRUE(all(alone, VELOX_VAL_MOOD, {"Dark"}));
+  EXPECT_FALSE(all(recommend(Data{{1, k_kind, "ATTRIBUTE"}, {1, k_genre, disco}} + seed_of(song, 2)), VELOX_VAL_GENRE,
+                   {"Disco", "Country"}))
+      << "an attribute seed among others is no filter";
+  const Answer none = recommend(seed_of(song) + Data{{1, k_kind, "ATTRIBUTE"}, {1, k_genre, "999"}});
+  EXPECT_EQ(none.status, 0u);
+  EXPECT_TRUE(none.tracks.empty());
+  EXPECT_EQ(none.fallback, "no track of the catalogue passes the filter");
+}
+
+TEST_F(Recommend, TheCatalogueFilterIsAGenreAnArtistOrAPath) {
+  fill();
+  const Data data = seed_of(search("Song 0-0").at(0));
+  struct {
+    const char* filter;
+    const char* key;
+    const char* begins;
+  } const cases[] = {{"genre:Disco", VELOX_VAL_LOCATION, "/music/"},
+                     {"artist:artist 5", VELOX_VAL_ARTIST, "Artist 5"},
+                     {"Artist 5", VELOX_VAL_ARTIST, "Artist 5"},
+                     {"path:/music/Folk/1", VELOX_VAL_LOCATION, "/music/Folk/1"},
+                     {"/music/Bebop", VELOX_VAL_LOCATION, "/music/Bebop"}};
+  for (const auto& each : cases) {
+    const Answer answer =
+        recommend(data, {{"catalog_filter", each.filter}, {"return_count", "8"}, {"max_tracks_per_artist", "10"}});
+    EXPECT_EQ(answer.tracks.size(), 8u) << each.filter;
+    for (const Item& track : answer.tracks)
+      EXPECT_EQ(track.at(each.key).rfind(each.begins, 0), 0u) << each.filter << " " << track.title();
+  }
+  EXPECT_TRUE(recommend(data, {{"catalog_filter", "genre:Polka"}}).tracks.empty());
+}
+
+TEST_F(Recommend, WhereNothingIsCloseItFallsBackAndSaysSo) {
+  scan(write("few.tsv",
+             "title\tartist\tgenre\tdate\n"
+             "One\tA\tRock\t1991\n"
+             "Two\tA\tRock\t1992\n"
+             "Two\tA\tRock\t1993\n"
+             "Three\tB\tPolka\t1994\n"
+             "Four\tC\tJazz\t1955\n"));
+  const Answer answer = recommend(seed_of(search("one").at(0)));
+  EXPECT_EQ(answer.titles().size(), std::string("Two|Three|Four|").size()) << answer.titles();
+  EXPECT_EQ(answer.tracks.at(0).at(VELOX_VAL_REASON_KIND), "artist");
+  EXPECT_EQ(answer.fallback, "popular tracks");
+  EXPECT_EQ(recommend({}).tracks.size(), 4u);
+  EXPECT_EQ(recommend({{1, k_kind, "TRACK"}, {1, k_tui, "x"}, {1, k_tag, "y"}}).fallback, "popular tracks");
+  EXPECT_EQ(recommend(seed_of(search("one").at(0)), {{"return_count", "1"}}).fallback, "");
+}
+
+TEST_F(Recommend, ProgressFlowsAndAnAbortStopsAtOnce) {
+  fill();
+  const Data data = seed_of(search("Song 0-0").at(0));
+  std::vector<int32_t> states;
+  uint32_t given = 0;
+  on_progress = [&](const velox_progress& progress, uint8_t*) {
+    states.push_back(progress.state);
+    if (progress.state == 11 && progress.kind == 20) given += progress.count;
+  };
+  EXPECT_EQ(recommend(data).tracks.size(), 25u);
+  ASSERT_GE(states.size(), 4u);
+  EXPECT_EQ(states.front(), 8);
+  EXPECT_EQ(states.back(), 12);
+  EXPECT_EQ(given, 25u);
+  for (const int32_t at : {8, 10, 11}) {
+    on_progress = [at](const velox_progress& progress, uint8_t* abort) {
+      if (progress.state == at) *abort = 1;
+    };
+    EXPECT_EQ(recommend(data).status, VELOX_STANDIN_ERR_ABORTED) << at;
+  }
+  on_progress = nullptr;
+  EXPECT_EQ(recommend(data).tracks.size(), 25u);
+}
+
+TEST_F(Recommend, ThreadsAskWhileTheCatalogueGrows) {
+  fill();
+  const Data data = seed_of(search("Song 0-0").at(0));
+  std::vector<std::thread> threads;
+  std::atomic<int> full{0};
+  for (int t = 0; t < 3; ++t) {
+    threads.emplace_back([&] {
+      for (int i = 0; i < 15; ++i) full += recommend(data).tracks.size() == 25u;
+    });
+  }
+  for (int i = 0; i < 15; ++i) {
+    write("more.tsv", "title\tartist\tgenre\nMore " + std::to_string(i) + "\tSomebody\tAmbient\n");
+    scan(path("more.tsv"));
+  }
+  for (std::thread& each : threads) each.join();
+  EXPECT_EQ(full, 45);
+  expect_sound();
+}
+
+TEST_F(Recommend, ServiceUrlsChooseTheCatalogue) {
+  scan(write("few.tsv", "title\tartist\nOne\tA\nTwo\tB\n"));
+  EXPECT_EQ(recommend({}, {{"velox_lookup_option_serviceurl", "http://far"}}).status, VELOX_STANDIN_ERR_UNSUPPORTED);
+  EXPECT_EQ(recommend({}, {{"velox_lookup_option_serviceurl", "sqlite:" + path("none.db")}}).status,
+            VELOX_STANDIN_ERR_CATALOG);
+  EXPECT_EQ(recommend({}, {{"velox_lookup_option_serviceurl", url}}).tracks.size(), 2u);
+  write("few.tsv", "title\tartist\nOne\tA\nTwo\tB\nThree\tC\n");
+  scan(path("few.tsv"));
+  EXPECT_EQ(recommend({}).tracks.size(), 3u) << "what was written meanwhile is seen";
+  EXPECT_EQ(look_up("velox_lookup_type_weather", {}, {}, [](velox_mdo_handle) {}), VELOX_STANDIN_ERR_UNSUPPORTED);
+  velox_catalog_default_set(nullptr);
+  EXPECT_EQ(recommend({}).status, VELOX_STANDIN_ERR_UNSUPPORTED);
+}
+
+TEST_F(Recommend, AlbumLookupsFindWhatTextsDescribe) {
+  scan(write("albums.tsv",
+             "title\tartist\talbum\ttrack_tui\tpopularity\n"
+             "Dawn\tSólveig\tNorth\tid-1\t10\n"
+             "Dusk\tSólveig\tNorth\tid-2\t20\n"
+             "Dawn\tOther\tNorth\tid-3\t30\n"
+             "Alone\tOther\t\tid-4\t40\n"));
+  constexpr const char* track_artist = "velox_lookup_data_track_artist";
+  constexpr const char* track_title = "velox_lookup_data_track_title";
+  constexpr const char* album_artist = "velox_lookup_data_album_artist";
+  constexpr const char* album_title = "velox_lookup_data_album_title";
+  struct {
+    Data data;
+    const char* expected;
+  } const cases[] = {
+      {{{1, "velox_lookup_data_tui", "id-3"}, {1, "velox_lookup_data_tui_tag", "x"}}, "North|Dawn|1|Other"},
+      {{{1, track_artist, "solveig"}, {1, track_title, "DAWN"}}, "North|Dawn|2|Sólveig"},
+      {{{1, track_artist, "Other"}, {1, track_title, "alone"}}, "Alone|Alone|1|Other"},
+      {{{1, album_artist, "Sólveig"}, {1, album_title, "north"}}, "North||2|Sólveig"},
+      {{{1, track_artist, "Sólveig"}}, "Sólveig||0|Sólveig"},
+      {{{1, track_title, "dusk"}}, "North|Dusk|2|Sólveig"},
+      {{{1, track_artist, "Sólveig"}, {1, track_title, "Noon"}}, "nothing"},
+      {{{1, track_artist, "Nobody"}}, "nothing"},
+      {{{1, "velox_lookup_data_tui", "id-9"}, {1, "velox_lookup_data_tui_tag", "x"}}, "nothing"},
+  };
+  for (const auto& each : cases) EXPECT_EQ(album(each.data), each.expected) << each.data.front().value;
+}
+
+}  // namespace

@@ -1,0 +1,184 @@
+// Opening catalogues and filling them from tab-separated files: what is taken in, what is refused, and that the catalogue is
+// sound after whatever happens.
+#include <sys/resource.h>
+
+#include <csignal>
+#include <iterator>
+
+#include "catalogue.h"
+
+namespace {
+
+class Scan : public Catalogue {
+ protected:
+  static std::string rows(int from, int to, const std::string& extra = "") {
+    std::string text = "title\tartist\talbum\tgenre\n";
+    for (int i = from; i < to; ++i)
+      text += "Song " + std::to_string(i) + "\tArtist " + std::to_string(i / 10) + "\tAlbum " + std::to_string(i / 5) +
+              "\tGenre " + std::to_string(i % 7) + extra + "\n";
+    return text;
+  }
+  static std::string bytes_of(const std::string& file) {
+    std::ifstream in(file, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), {}};
+  }
+};
+
+TEST_F(Scan, ATableIsTakenInOnceAndThenByWhatChanged) {
+  const std::string table = write("music.tsv", rows(0, 100));
+  EXPECT_EQ(scan(table), "100 100 0 0 0 0");
+  EXPECT_EQ(scan(table), "100 0 0 100 0 0");
+  write("music.tsv", rows(50, 120));
+  EXPECT_EQ(scan(table), "70 20 0 50 50 0");
+  expect_sound();
+  EXPECT_EQ(counts().tracks, 70u);
+  EXPECT_EQ(counts().artists, 7u);
+  EXPECT_EQ(counts().albums, 14u);
+  EXPECT_TRUE(search("Song 3").empty());
+
+  write("music.tsv", "title\tartist\ttrack_tui\tpopularity\nSame\tOne\tid-1\t10\n");
+  EXPECT_EQ(scan(table), "1 1 0 0 70 0");
+  write("music.tsv", "title\tartist\ttrack_tui\tpopularity\nSame\tOne\tid-1\t900\n");
+  EXPECT_EQ(scan(table), "1 0 1 0 0 0") << "a changed line of the same identifier is the same track";
+  EXPECT_EQ(search("same").at(0).number(VELOX_VAL_POPULARITY), 900);
+  write("other.tsv", "title\tartist\nElse\tTwo\n");
+  EXPECT_EQ(scan(path("other.tsv")), "1 1 0 0 0 0") << "another table leaves the first one's tracks alone";
+  EXPECT_EQ(counts().tracks, 2u);
+  expect_sound();
+}
+
+TEST_F(Scan, BrokenLinesAreToldAndTheRestGoesOn) {
+  const std::string table = write("broken.tsv",
+                                  "\xef\xbb\xbf# a comment\r\n"
+                                  "popularity\tartist\ttitle\tdate\tduration\tunknown\r\n"
+                                  "10\tA\tGood\t1994-03-01\t200\tx\r\n"
+                                  "10\t\tNo artist\t\t\t\r\n"
+                                  "many\tA\tBad number\t\t\t\r\n"
+                                  "1001\tA\tToo popular\t\t\t\r\n"
+                                  "10\tA\tBad date\tyesterday\t\t\r\n"
+                                  "10\tA\tBad time\t1990\t-3\t\r\n"
+                                  "1\t2\t3\t4\t5\t6\t7\r\n"
+                                  "\r\n"
+                                  "10\tA\tShort");
+  EXPECT_EQ(scan(table), "8 2 0 0 0 6");
+  ASSERT_EQ(problems.size(), 6u);
+  EXPECT_EQ(problems[0].rfind(table + ":4: ", 0), 0u) << problems[0];
+  EXPECT_EQ(problems[5].rfind(table + ":9: ", 0), 0u) << problems[5];
+  const Item good = search("good").at(0);
+  EXPECT_EQ(good.at(VELOX_VAL_ERA) + " " + good.at(VELOX_VAL_YEAR) + " " + good.at(VELOX_VAL_DURATION),
+            "1990s 1994 200");
+  scan(write("headless.tsv", "one\ttwo\nA\tB\n"), VELOX_STANDIN_ERR_INVALID_ARG);
+  scan(write("empty.tsv", ""), VELOX_STANDIN_ERR_INVALID_ARG);
+  scan(path("nowhere"), VELOX_STANDIN_ERR_NOT_FOUND);
+  scan(write("notes.txt", "x"), VELOX_STANDIN_ERR_INVALID_ARG);
+  EXPECT_EQ(counts().tracks, 2u);
+}
+
+TEST_F(Scan, WhatStrangersWriteComesInClean) {
+  write("strange.tsv",
+        "title\tartist\tgenre\n"
+        "\x1b]0;title\x07\x1b[31mRed\x07\tCaf\xe9 Noir\tRock; ;Rock;\x9b 2J Pop\n"
+        "Turned \xe2\x80\xae round\tZero\xe2\x80\x8bwidth\xc2\x85\t\xff\xfe\n"
+        "\x01\x02\tNobody\t\n");
+  EXPECT_EQ(scan(path("strange.tsv")), "3 2 0 0 0 1");
+  const Item red = search("red").at(0);
+  EXPECT_EQ(red.title(), "Red");
+  EXPECT_EQ(red.artist(), "Café Noir");
+  EXPECT_EQ(search("turned").at(0).title(), "Turned round");
+  EXPECT_EQ(search("turned").at(0).artist(), "Zero width");
+  EXPECT_EQ(counts().genres, 3u);
+}
+
+TEST_F(Scan, AnEndedScanGoesOnWhereItWas) {
+  const std::string table = write("long.tsv", rows(0, 3000));
+  on_step = [](const auto& so_far) { return so_far.added >= 1000; };
+  scan(table, VELOX_STANDIN_ERR_ABORTED);
+  const uint64_t kept = counts().tracks;
+  EXPECT_GE(kept, 1000u);
+  EXPECT_LT(kept, 3000u);
+  expect_sound();
+  on_step = nullptr;
+  EXPECT_EQ(scan(table), "3000 " + std::to_string(3000 - kept) + " 0 " + std::to_string(kept) + " 0 0");
+  expect_sound();
+}
+
+TEST_F(Scan, AFullDiskLeavesTheCatalogueAsItWas) {
+  scan(write("first.tsv", rows(0, 50)));
+  close();
+  struct rlimit before = {};
+  getrlimit(RLIMIT_FSIZE, &before);
+  const rlimit tight = {400 << 10, before.rlim_max};
+  const auto handler = std::signal(SIGXFSZ, SIG_IGN);
+  const std::string table = write("large.tsv", rows(1000, 9000, "; and a genre that makes the line longer"));
+  open();
+  setrlimit(RLIMIT_FSIZE, &tight);
+  scan(table, VELOX_STANDIN_ERR_CATALOG);
+  setrlimit(RLIMIT_FSIZE, &before);
+  std::signal(SIGXFSZ, handler);
+  EXPECT_NE(message().find(path("catalogue.db")), std::string::npos) << message();
+  EXPECT_EQ(counts().tracks, 50u);
+  expect_sound();
+  EXPECT_EQ(scan(table), "8000 8000 0 0 0 0");
+}
+
+TEST_F(Scan, AWriterWaitsForAnotherAndThenSaysWho) {
+  const std::string table = write("a.tsv", rows(0, 600)), other = write("b.tsv", "title\tartist\nB\tB\n");
+  velox_catalog_handle second = nullptr;
+  ASSERT_EQ(velox_catalog_open(url.c_str(), VELOX_CATALOG_CREATE, &second), 0u);
+  pask_status busy = 0;
+  std::string told;
+  on_step = [&](const auto&) {
+    if (busy != 0) return 0;
+    velox_catalog_scan_report report = {};
+    busy = velox_catalog_scan(second, other.c_str(), nullptr, &report);
+    told = message();
+    return 0;
+  };
+  scan(table);
+  EXPECT_EQ(busy, VELOX_STANDIN_ERR_CATALOG);
+  EXPECT_NE(told.find("in use"), std::string::npos) << told;
+  velox_catalog_scan_report report = {};
+  EXPECT_EQ(velox_catalog_scan(second, other.c_str(), nullptr, &report), 0u) << "and can go on when it is free";
+  EXPECT_EQ(counts().tracks, 601u);
+  velox_catalog_close(second);
+}
+
+TEST_F(Scan, OnlyCataloguesOfOursAreOpened) {
+  scan(write("some.tsv", rows(0, 10)));
+  close();
+  const std::string ours = bytes_of(path("catalogue.db"));
+  ASSERT_GT(ours.size(), 100u);
+  std::string newer = ours, foreign = ours;
+  newer[63] = 99;
+  foreign[68] = 0;
+  struct {
+    const char* name;
+    std::string text;
+    const char* told;
+  } const cases[] = {{"newer.db", newer, "newer version"},
+                     {"foreign.db", foreign, "isn't a music catalogue"},
+                     {"text.db", "Dear diary", "isn't a music catalogue"}};
+  for (const auto& each : cases) {
+    write(each.name, each.text);
+    for (const uint32_t mode : {VELOX_CATALOG_READ, VELOX_CATALOG_CREATE}) {
+      velox_catalog_handle opened = nullptr;
+      EXPECT_EQ(velox_catalog_open(("sqlite:" + path(each.name)).c_str(), mode, &opened), VELOX_STANDIN_ERR_CATALOG)
+          << each.name;
+      EXPECT_NE(message().find(each.told), std::string::npos) << message();
+      EXPECT_EQ(opened, nullptr);
+    }
+    EXPECT_EQ(bytes_of(path(each.name)), each.text) << each.name;
+  }
+  velox_catalog_handle opened = nullptr;
+  EXPECT_EQ(velox_catalog_open(("sqlite:" + path("none.db")).c_str(), VELOX_CATALOG_READ, &opened),
+            VELOX_STANDIN_ERR_CATALOG);
+  EXPECT_FALSE(std::filesystem::exists(path("none.db")));
+  EXPECT_EQ(velox_catalog_open("http://example", VELOX_CATALOG_READ, &opened), VELOX_STANDIN_ERR_UNSUPPORTED);
+  EXPECT_EQ(velox_catalog_open(("sqlite:" + path("deep/er/c.db")).c_str(), VELOX_CATALOG_CREATE, &opened), 0u);
+  velox_catalog_close(opened);
+  ASSERT_EQ(velox_catalog_open(url.c_str(), VELOX_CATALOG_READ, &catalog), 0u);
+  scan(path("some.tsv"), VELOX_STANDIN_ERR_INVALID_ARG);
+  EXPECT_EQ(counts().tracks, 10u);
+}
+
+}  // namespace
