@@ -18,7 +18,7 @@ std::string dumped(const json& document) {
   std::string text;
   text.reserve(raw.size() + 1);
   const auto escape = [&](char32_t unit) {
-    char digits[8];
+    char digits[16];
     std::snprintf(digits, sizeof digits, "\\u%04x", static_cast<unsigned>(unit));
     text += digits;
   };
