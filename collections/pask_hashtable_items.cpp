@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <cstring>
 
-#include "pask_string.h"
+#include "pask_text.h"
 
 static uint32_t failed(uint32_t status, int32_t line = __builtin_LINE()) {
   pask_report(status, "pask_hashtable", line);
@@ -17,30 +17,19 @@ static uint32_t failed(uint32_t status, int32_t line = __builtin_LINE()) {
 // djb2, h * 33 + byte, over the key in upper case. A whole word is folded and weighed at once, so that the chain from one
 // step to the next is one multiplication by a power of 33.
 
-using word = uintptr_t;
-constexpr uint32_t WORD = sizeof(word);
-static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__);
+constexpr uint32_t WORD = sizeof(text_word);
 
 constexpr uint32_t power_of_33(uint32_t n) { return n == 0 ? 1 : 33 * power_of_33(n - 1); }
 constexpr uint32_t POWERS[] = {power_of_33(0), power_of_33(1), power_of_33(2), power_of_33(3), power_of_33(4),
                                power_of_33(5), power_of_33(6), power_of_33(7), power_of_33(8)};
 
-constexpr word each_byte(uint8_t byte) { return ~word{0} / 0xff * byte; }
-
-// Raises the bytes a to z, without a branch: bit 7 of each byte of `letters` tells of one.
-static word upper(word w) {
-  const word low = w & each_byte(0x7f);
-  const word letters = (low + each_byte(0x80 - 'a')) & ~(low + each_byte(0x80 - 'z' - 1)) & ~w & each_byte(0x80);
-  return w ^ letters >> 2;
-}
-
 // The sum of the bytes, the first in memory weighted with 33^(WORD - 1), the last with 1: in pairs, fours and eight. A lane
 // has room for its sum, since 255 * 34 < 2^16 and 255 * 34 * 1090 < 2^32.
-static uint32_t weigh(word w) {
-  constexpr word even = ~word{0} / 0xffff * 0xff;
+static uint32_t weigh(text_word w) {
+  constexpr text_word even = ~text_word{0} / 0xffff * 0xff;
   w = (w & even) * 33 + (w >> 8 & even);
   if constexpr (WORD == 8) {
-    constexpr word low_half = 0x0000ffff0000ffffu & ~word{0};
+    constexpr text_word low_half = 0x0000ffff0000ffffu & ~text_word{0};
     w = (w & low_half) * POWERS[2] + (w >> 16 & low_half);
     return static_cast<uint32_t>(w) * POWERS[4] + static_cast<uint32_t>(static_cast<uint64_t>(w) >> 32);
   } else {
@@ -54,17 +43,15 @@ static uint32_t hash_of(const char* key) {
   const char* at = key;
   const char* const end = key + length;
   uint32_t h = 5381;
-  word w;
   for (; static_cast<size_t>(end - at) >= WORD; at += WORD) {
-    memcpy(&w, at, WORD);
-    h = h * POWERS[WORD] + weigh(fold ? upper(w) : w);
+    const text_word w = text_load(at);
+    h = h * POWERS[WORD] + weigh(fold ? word_toupper(w) : w);
   }
   if (at == end) return h;
   if (length > WORD) {  // the last word once more, without the bytes that were counted
     const uint32_t rest = static_cast<uint32_t>(end - at);
-    memcpy(&w, end - WORD, WORD);
-    w &= ~word{0} << 8 * (WORD - rest);
-    return h * POWERS[rest] + weigh(fold ? upper(w) : w);
+    const text_word w = text_load(end - WORD) & ~text_word{0} << 8 * (WORD - rest);
+    return h * POWERS[rest] + weigh(fold ? word_toupper(w) : w);
   }
   for (; at != end; ++at) {
     const uint8_t byte = static_cast<uint8_t>(*at);
@@ -81,7 +68,7 @@ uint32_t _pask_hashtable_genhash(const pask_hashtable* table, const char* key) {
 
 // Mostly a key is asked for as it was added, which libc finds out faster than a comparison that folds.
 static bool same_key(const pask_hashtable* table, const char* a, const char* b) {
-  return strcmp(a, b) == 0 || (!(table->flags & PASK_HASHTABLE_CASE_SENSITIVE) && pask_string_equal(a, b, 1));
+  return strcmp(a, b) == 0 || (!(table->flags & PASK_HASHTABLE_CASE_SENSITIVE) && text_equal_nocase(a, b));
 }
 
 uint32_t _pask_hashtable_finditem(const pask_hashtable* table, uint32_t hash, const char* key,

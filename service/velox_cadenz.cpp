@@ -67,7 +67,8 @@ uint32_t cadenz_log_only(const char* operation, uint32_t status) {
 // Tells the service's own package and then the family's, each behind its level test.
 template <class... Args>
 static void message(uint32_t level, const char* format, Args... args) {
-  for (const uint32_t package : {PKG_CADENZ, PKG_FAMILY})
+  static constexpr uint32_t PACKAGES[] = {PKG_CADENZ, PKG_FAMILY};
+  for (const uint32_t package : PACKAGES)
     if (pask_log_enabled(package, level)) g_pask_log_callback(0, nullptr, level, package << 16, format, args...);
 }
 

@@ -35,10 +35,32 @@ void emit(pask_string_accum* acc, const conversion& c, const format_text& text) 
   if (padding != 0 && c.flags & FLAG_LEFT) _string_printf_appendSpace(acc, padding);
 }
 
+bool is_plain(char c) { return static_cast<signed char>(c) > 0 && c != '%'; }
+
+// True when no byte of the word is a "%" or has its high bit set.
+bool is_plain(text_word word) {
+  const text_word percent = word ^ WORD_ONES * '%';
+  return ((word | ((percent - WORD_ONES) & ~percent)) & WORD_HIGHS) == 0;
+}
+
+// The first byte that is a "%", the terminator or no ASCII: a few bytes singly, then words in blocks.
+const char* skip_plain(const char* at) {
+  for (const char* single = at + 12; at != single; ++at)
+    if (!is_plain(*at)) return at;
+  constexpr size_t BLOCK = 128;
+  for (;; at += BLOCK) {
+    const size_t size = strnlen(at, BLOCK);
+    size_t i = 0;
+    while (i + sizeof(text_word) <= size && is_plain(text_load(at + i))) i += sizeof(text_word);
+    while (i < size && is_plain(at[i])) ++i;
+    if (i < BLOCK) return at + i;
+  }
+}
+
 // The end of the plain text at `at`. `behind` receives the position behind the "%" there, or null at the format's end.
 const char* plain_end(const char* at, const char** behind) {
   for (;;) {
-    while (static_cast<signed char>(*at) > 0 && *at != '%') ++at;
+    at = skip_plain(at);
     const char* next = at;
     const uint32_t ch = format_next_char(&next);
     if (ch == 0 || ch == '%') {
@@ -88,7 +110,7 @@ uint32_t pask_string_vsnprintf(char* dst, uint32_t size, const char* format, va_
   _pask_string_printf(&acc.record, format, args);
   const uint32_t length = acc.record.length;
   const uint32_t kept = length < size ? length : size - 1;
-  memcpy(dst, acc.record.text, kept);
+  move_bytes(dst, acc.record.text, kept);
   dst[kept] = 0;
   return length ? length + 1 : 0;
 }

@@ -5,7 +5,7 @@
 #include <stdint.h>
 
 #include "pask_string_accum.h"
-#include "pask_utf8.h"
+#include "pask_text.h"
 
 // The arguments that are still to be read. In a structure, so that they can be handed on by address on every target.
 struct format_args {
@@ -69,13 +69,9 @@ struct conversion {
 // The next character of a format; 0 at its end, be that the terminator, an invalid sequence or a coded zero, and the
 // position is then of no more use.
 inline uint32_t format_next_char(const char** at) {
-  const auto byte = static_cast<unsigned char>(**at);
-  if (byte < 0x80) [[likely]] {
-    ++*at;
-    return byte;
-  }
   uint32_t character = 0;
-  return _utf8_get_next_char(at, &character) == 0 ? character : 0;
+  *at += utf8_decode(*at, &character);
+  return character;
 }
 
 // Reads the conversion behind a "%", with the arguments of its width and precision. Gives the position behind it, or null

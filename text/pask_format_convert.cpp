@@ -2,6 +2,7 @@
 #include <string.h>
 
 #include "pask_format_conversion.h"
+#include "pask_utf8.h"
 
 namespace {
 

@@ -5,13 +5,14 @@
 #include <string.h>
 
 #include "pask_format_conversion.h"
+#include "pask_string_accum_append.h"
 
 static_assert(FLT_EVAL_METHOD == 0, "doubles must be computed as doubles: on i386 build this file with -mfpmath=sse");
 
 namespace {
 
-constexpr int INFINITE = 350;    // an exponent beyond it
-constexpr int SIGNIFICANT = 16;  // digits that are taken from the value; zeros follow
+constexpr int INFINITE = 350;         // an exponent beyond it
+constexpr uint32_t SIGNIFICANT = 16;  // digits that are taken from the value; zeros follow
 
 enum float_style { STYLE_FIXED, STYLE_EXPONENT, STYLE_GENERIC };
 
@@ -45,12 +46,12 @@ int normalise(double* value) {
 // The digits of a value below 10: its integer part, then ten times what is left, and so on.
 struct digit_source {
   char digits[SIGNIFICANT];
-  int taken = 0;
+  uint32_t taken = 0;
 
   // From 1 to 10 a double is a multiple of 2^-52, and each step makes that unit at least twice as large. After three steps
   // it is 2^-49; from then on no step rounds, and the rest is exact in 64-bit integers, four digits at a time. A value below
   // 1 is a lone rounder, whose digits are all 0.
-  explicit digit_source(double v) {
+  digit_source(double v, uint32_t wanted) {
     constexpr int EXACT_BITS = 49;
     for (int i = 0; i < 3; ++i) {
       const int digit = static_cast<int>(v);
@@ -59,7 +60,7 @@ struct digit_source {
     }
     auto rest = static_cast<uint64_t>(static_cast<int64_t>(v * static_cast<double>(1ull << EXACT_BITS)));
     digits[3] = static_cast<char>('0' + (rest >> EXACT_BITS));
-    for (int i = 4; i < SIGNIFICANT; i += 4) {
+    for (uint32_t i = 4; i < SIGNIFICANT && i < wanted; i += 4) {
       rest = (rest & ((1ull << EXACT_BITS) - 1)) * 10000;
       const auto four = static_cast<uint32_t>(rest >> EXACT_BITS);
       digits[i] = static_cast<char>('0' + four / 1000);
@@ -69,10 +70,10 @@ struct digit_source {
     }
   }
 
-  char* put(char* to, int count) {
-    const int real = count < SIGNIFICANT - taken ? count : SIGNIFICANT - taken;
-    memcpy(to, digits + taken, static_cast<size_t>(real));
-    memset(to + real, '0', static_cast<size_t>(count - real));
+  char* put(char* to, uint32_t count) {
+    const uint32_t real = count < SIGNIFICANT - taken ? count : SIGNIFICANT - taken;
+    move_bytes(to, digits + taken, real);
+    if (count > real) memset(to + real, '0', count - real);
     taken += real;
     return to + count;
   }
@@ -87,18 +88,18 @@ struct float_layout {
 };
 
 char* put_number(char* to, const float_layout& layout, uint8_t flags, double v) {
-  digit_source source(v);
+  digit_source source(v, static_cast<uint32_t>(layout.leading + 1 + layout.precision));
   if (layout.leading < 0)
     *to++ = '0';
   else
-    to = source.put(to, layout.leading + 1);
+    to = source.put(to, static_cast<uint32_t>(layout.leading + 1));
   const bool point = layout.precision > 0 || flags & (FLAG_ALTERNATE | FLAG_POINT);
   if (!point) return to;
   *to++ = '.';
   int zeros = layout.leading < -1 ? -layout.leading - 1 : 0;
   if (zeros > layout.precision) zeros = layout.precision;
-  memset(to, '0', static_cast<size_t>(zeros));
-  to = source.put(to + zeros, layout.precision - zeros);
+  if (zeros > 0) memset(to, '0', static_cast<size_t>(zeros));
+  to = source.put(to + zeros, static_cast<uint32_t>(layout.precision - zeros));
   if (!layout.drop_zeros) return to;
   while (to[-1] == '0') --to;
   if (to[-1] != '.') return to;

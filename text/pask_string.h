@@ -115,7 +115,7 @@ VELOX_API uint32_t pask_string_nextcharsize(const char* s);
  *     arguments. */
 
 /** The first, or last, character of s equal to c; strnchr wants it to end within the first maxbytes bytes. Null for
- *  a c of 0 in strchr and strnchr, and in strrchr. */
+ *  a c of 0 in strchr and strnchr. */
 VELOX_API char* pask_string_strchr(const char* s, uint32_t c);
 VELOX_API char* pask_string_strnchr(const char* s, uint32_t c, uint32_t maxbytes);
 VELOX_API char* pask_string_strrchr(const char* s, uint32_t c);

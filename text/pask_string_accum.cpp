@@ -9,6 +9,7 @@
 #include "pask_status.h"
 #include "pask_string.h"
 #include "pask_string_accum_append.h"
+#include "pask_text.h"
 #include "velox_manager.h"
 
 static_assert(offsetof(pask_string_accum, text) == 0 && offsetof(pask_string_accum, length) == sizeof(char*));
@@ -18,7 +19,6 @@ static_assert(sizeof(char*) != 4 || sizeof(pask_string_accum) == 16);
 namespace {
 
 constexpr uint32_t INVALID_ARG = status_error(PKG_STRING, CODE_INVALID_ARG);
-constexpr uint32_t NO_MEMORY = status_error(PKG_STRING, CODE_NO_MEMORY);
 
 void* alloc_zeroed(uint32_t size) {
   void* block = pask_memory_alloc(size);
@@ -51,10 +51,10 @@ uint32_t visible_size(const pask_string_accum* acc) { return acc->length ? acc->
 uint32_t _pask_string_accum_resize(pask_string_accum* acc, uint32_t needed) {
   if (acc->capacity >= needed) return 0;
   uint32_t capacity = 0;
-  if (__builtin_mul_overflow(needed, 2u, &capacity)) return NO_MEMORY;
+  if (__builtin_mul_overflow(needed, 2u, &capacity)) return STRING_ERR_NO_MEMORY;
   const bool on_heap = acc->owns_text && acc->text;
   void* block = on_heap ? pask_memory_realloc(acc->text, capacity) : pask_memory_alloc(capacity);
-  if (!block) return NO_MEMORY;
+  if (!block) return STRING_ERR_NO_MEMORY;
   if (!on_heap && acc->length) memcpy(block, acc->text, acc->length);
   acc->text = static_cast<char*>(block);
   acc->capacity = capacity;
@@ -63,7 +63,7 @@ uint32_t _pask_string_accum_resize(pask_string_accum* acc, uint32_t needed) {
 }
 
 uint32_t accum_append_grown(pask_string_accum* acc, const char* bytes, size_t n) {
-  if (n >= UINT32_MAX - acc->length) return NO_MEMORY;
+  if (n >= UINT32_MAX - acc->length) return STRING_ERR_NO_MEMORY;
   // A source inside the own text has moved with it.
   const uintptr_t offset = reinterpret_cast<uintptr_t>(bytes) - reinterpret_cast<uintptr_t>(acc->text);
   const bool own = acc->text && offset <= acc->length;
@@ -82,7 +82,7 @@ pask_status pask_string_accum_create(pask_string_accum** acc, void* storage, uin
     made->capacity = size - static_cast<uint32_t>(sizeof *made);
   } else {
     made = create_on_heap(size);
-    if (!made) return NO_MEMORY;
+    if (!made) return STRING_ERR_NO_MEMORY;
   }
   *acc = made;
   return 0;
@@ -153,7 +153,7 @@ pask_status pask_string_accum_detach(pask_string_accum* acc, char** text, uint32
     if (!whole) whole = acc->text;  // larger than it need be, and still good
   } else {
     whole = static_cast<char*>(pask_memory_alloc(acc->length + 1));
-    if (!whole) return NO_MEMORY;
+    if (!whole) return STRING_ERR_NO_MEMORY;
     if (acc->length) memcpy(whole, acc->text, acc->length);
   }
   whole[acc->length] = 0;

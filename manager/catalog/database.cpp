@@ -134,6 +134,10 @@ bool statement::step() {
 
 void statement::run() {
   while (step()) continue;
+  rewind();
+}
+
+void statement::rewind() {
   sqlite3_reset(prepared_);
   bound_ = 0;
 }

@@ -36,8 +36,9 @@ class statement {
     (bind_one(values), ...);
     return *this;
   }
-  bool step(); /* false behind the last row */
-  void run();  /* steps to the end, and is ready for the next binding */
+  bool step();   /* false behind the last row */
+  void run();    /* steps to the end, and is ready for the next binding */
+  void rewind(); /* ready for the next binding */
   int64_t integer(int column) const { return sqlite3_column_int64(prepared_, column); }
   std::string_view text(int column) const;
 

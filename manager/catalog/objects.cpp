@@ -93,7 +93,8 @@ standin::mdo_ref object_maker::artist(int64_t id) {
 
 standin::mdo_ref object_maker::track(int64_t id, const reason* why) {
   statement row = db_.prepared(
-      "SELECT artist_id, popularity, year, attrs, duration, tag, tui, track.title, credit, path, album.title FROM "
+      "SELECT track.artist_id, popularity, year, attrs, duration, tag, tui, track.title, credit, path, album.title "
+      "FROM "
       "track "
       "LEFT JOIN album ON album.id=album_id WHERE track.id=?");
   standin::mdo_builder made("velox_ctx_track", 512);
@@ -135,16 +136,15 @@ void object_maker::frame(standin::mdo_builder& album, std::string_view title, in
              standin::mdo_builder("velox_ctx_title", 64).value("velox_val_display", title).finish());
 }
 
-standin::mdo_ref object_maker::album(int64_t id, bool with_tracks) {
+standin::mdo_ref object_maker::album(int64_t id, int64_t matching) {
   standin::mdo_builder made("velox_ctx_album");
   statement row = db_.prepared("SELECT title, artist_id FROM album WHERE id=?");
   if (!row.bind(id).step()) return made.finish();
   frame(made, row.text(0), row.integer(1));
-  if (with_tracks) {
-    statement tracks = db_.prepared("SELECT id FROM track WHERE album_id=? ORDER BY number, id LIMIT ?");
-    tracks.bind(id, k_tracks_of_album);
-    while (tracks.step()) made.child("velox_ctx_track!", track(tracks.integer(0)));
-  }
+  statement tracks = db_.prepared("SELECT id FROM track WHERE album_id=? ORDER BY number, id LIMIT ?");
+  tracks.bind(id, k_tracks_of_album);
+  while (tracks.step()) made.child("velox_ctx_track!", track(tracks.integer(0)));
+  if (matching != 0) made.child("velox_ctx_track!matching", track(matching));
   return made.finish();
 }
 
@@ -153,7 +153,14 @@ standin::mdo_ref object_maker::lone_album(int64_t id) {
   statement row = db_.prepared("SELECT title, artist_id FROM track WHERE id=?");
   if (!row.bind(id).step()) return made.finish();
   frame(made, row.text(0), row.integer(1));
-  return made.child("velox_ctx_track!", track(id)).finish();
+  const standin::mdo_ref only = track(id);
+  return made.child("velox_ctx_track!", only).child("velox_ctx_track!matching", only).finish();
+}
+
+standin::mdo_ref object_maker::artist_as_album(int64_t id) {
+  standin::mdo_builder made("velox_ctx_album");
+  frame(made, artist_of(id).name, id);
+  return made.finish();
 }
 
 }  // namespace velox::catalog

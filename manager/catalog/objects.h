@@ -45,12 +45,13 @@ class object_maker {
  public:
   object_maker(database& db, attributes& attrs, bool xids = false) : db_(db), attrs_(attrs), xids_(xids) {}
   standin::mdo_ref track(int64_t id, const reason* why = nullptr);
-  /** With its tracks as children, unless it only stands for its artist: the request that takes it as a seed then has the
-   *  artist alone. */
-  standin::mdo_ref album(int64_t id, bool with_tracks = true);
+  /** With its tracks as children; `matching`, where not 0, is also its matching track. */
+  standin::mdo_ref album(int64_t id, int64_t matching = 0);
   standin::mdo_ref artist(int64_t id);
-  /** An album's place for a track that belongs to none. */
+  /** What stands in an album's place for a track that belongs to none. */
   standin::mdo_ref lone_album(int64_t track);
+  /** What stands in an album's place for an artist alone: no tracks, so that who takes it as a seed gets the artist. */
+  standin::mdo_ref artist_as_album(int64_t id);
 
  private:
   struct made_artist {

@@ -135,9 +135,11 @@ TEST(ForcedStop, EndsAnyCount) {
   velox_cadenz_query_handle query = nullptr;
   velox_standin_user_create("listener", &user);
   EXPECT_EQ(velox_cadenz_query_create(user, nullptr, nullptr, &query), 0u);
+  velox_standin_user_release(user);
   recording::stop();
   EXPECT_EQ(velox_cadenz_initchecks(), 0);
   EXPECT_EQ(velox_cadenz_shutdown(), CADENZ_ERR_NOT_INITED);
+  EXPECT_EQ(velox_standin_live_objects(), 0) << "the manager frees what the application left";
 }
 
 // Every operation, called with a handle of another kind, a null handle, or null out-parameters.

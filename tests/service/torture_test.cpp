@@ -14,6 +14,9 @@ class trial {
  public:
   explicit trial(pask_status code) : code_(code) {}
 
+  // What else the next steps may say of a refusal.
+  pask_status also = 0;
+
   // Runs an operation that may be made to fail: then the low half of its word must be the expected one, and a second try
   // must get through.
   template <class Operation>
@@ -21,7 +24,8 @@ class trial {
     const pask_status first = operation();
     if (first == 0) return;
     EXPECT_TRUE(velox_failed(first)) << what;
-    EXPECT_EQ(velox_status_code(first), code_) << what;
+    EXPECT_TRUE(velox_status_code(first) == code_ || (also && velox_status_code(first) == also))
+        << what << " gives " << std::hex << first;
     ++failures;
     EXPECT_EQ(operation(), 0u) << what << " works afterwards";
   }
@@ -35,7 +39,8 @@ class trial {
     step(what, [&] {
       std::memcpy(&out, pattern, sizeof out);
       const pask_status status = operation(&out);
-      if (status) EXPECT_EQ(std::memcmp(&out, pattern, sizeof out), 0) << what << " touches its out-parameter";
+      const bool untouched = std::memcmp(&out, pattern, sizeof out) == 0;
+      EXPECT_TRUE(status == 0 || untouched) << what << " touches its out-parameter";
       return status;
     });
     return out;
@@ -117,7 +122,9 @@ void string_maps(trial& t) {
   for (const char* value : {"a", "b", "c", "d"})
     t.step("add", [&] { return pask_stringmap_value_add(map, "key", value); });
   const std::string text(300, 'x');
+  t.also = 0x0001;  // the text stays empty without memory, and an empty text is refused
   t.step("add_format", [&] { return pask_stringmap_value_add_format(map, "long", "%s", text.c_str()); });
+  t.also = 0;
   auto* copy = t.make<pask_stringmap_handle>("copy", [&](auto* out) { return pask_stringmap_copy(map, out); });
   uint32_t count = 0;
   EXPECT_EQ(pask_stringmap_count(copy, &count), 0u);
@@ -183,6 +190,7 @@ void queries(trial& t) {
     for (const object* one : {&artist, &track, &unresolved})
       t.step("set_mdo", [&] { return velox_cadenz_query_set_mdo(query, *one); });
   }
+  t.also = CADENZ_ERR_BAD_SEED & 0xffff;  // a seed that can't be read has nothing to offer
   for (int i = 0; i < 2; ++i) {
     auto* result = t.make<velox_mdo_handle>(
         "generate", [&](auto* out) { return velox_cadenz_query_generate_recommendations(query, nullptr, out); });
@@ -197,7 +205,7 @@ void queries(trial& t) {
 pask_status answer_all(void*, const velox_standin_lookup* lookup, velox_standin_run* run) {
   for (uint32_t i = 0; i < lookup->request_count; ++i) {
     const object track("velox_ctx_track", {{"velox_val_tui", "t"}, {"velox_val_tui_tag", "g"}});
-    const object album("velox_ctx_album", {}, {{"velox_ctx_track!matching", &track}});
+    const object album("velox_ctx_album", {{"_sdkmgr_val_artist_id", "id"}}, {{"velox_ctx_track!matching", &track}});
     const object response("velox_ctx_response", {}, {{"velox_ctx_album!", &album}});
     velox_standin_run_result(run, i, response);
   }

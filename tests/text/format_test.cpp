@@ -83,9 +83,7 @@ TEST(Format, Texts) {
       {"a%", formatted("a%-05.3l")},
       {"na\xc3\xafve 1", formatted("na\xc3\xafve %d", 1)},
       // An overlong "%" is one, an overlong zero and an invalid sequence end the format.
-      {"x7", formatted("x\xc0\xa5"
-                       "d",
-                       7)},
+      {"x7", formatted("x\xc0\xa5i", 7)},
       {"ab", formatted("ab\xc0\x80%d", 7)},
       {"ab", formatted("ab\xff%d", 7)},
       {"100%", formatted("%d%\xff", 100)},
@@ -98,21 +96,15 @@ TEST(Format, Texts) {
 }
 
 TEST(Format, CountsToTheWidthAskedFor) {
-  struct {
-    unsigned char byte[2];
-    unsigned short half[2];
-    unsigned word[2];
-    unsigned long long wide;
-  } at;
-  memset(&at, 0xff, sizeof at);
-  EXPECT_EQ(formatted("%300s%hhn%hn%n%lln%n%5n", "", at.byte, at.half, at.word, &at.wide, nullptr, at.half),
-            std::string(305, ' '));
-  EXPECT_EQ(at.byte[0], 300 & 0xff);
-  EXPECT_EQ(at.byte[1], 0xff);
-  EXPECT_EQ(at.half[1], 0);  // the last one took 32 bits
-  EXPECT_EQ(at.word[0], 300u);
-  EXPECT_EQ(at.word[1], ~0u);
-  EXPECT_EQ(at.wide, 300u);
+  unsigned char byte[] = {0xff, 0xff};
+  uint16_t half[] = {0xffff, 0xffff};
+  uint32_t word[] = {~0u, ~0u};
+  uint64_t wide = ~0ull;
+  EXPECT_EQ(formatted("%300s%hhn%hn%n%lln%n%5n", "", byte, half, word, &wide, nullptr, word), std::string(305, ' '));
+  EXPECT_EQ(byte[0] | byte[1] << 8, 0xff00 | (300 & 0xff));
+  EXPECT_EQ(half[0] | half[1] << 16, static_cast<int>(0xffff0000 | 300));
+  EXPECT_EQ(word[0] | static_cast<uint64_t>(word[1]) << 32, 0xffffffff00000000 | 300);
+  EXPECT_EQ(wide, 300u);
 }
 
 TEST(Format, Floats) {

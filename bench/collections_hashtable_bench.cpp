@@ -1,0 +1,148 @@
+// The hash table against std::unordered_map of strings and GLib's GHashTable, with keys like those of options: 20 to 60 bytes,
+// every lookup in a fresh buffer, as a caller brings it. The first argument is the number of keys.
+#include <benchmark/benchmark.h>
+#include <velox/pask_hashtable.h>
+#include <velox/pask_modules.h>
+
+#include <cstring>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#if __has_include(<glib.h>)
+#include <glib.h>
+#define HAVE_GLIB 1
+#endif
+
+namespace {
+
+constexpr char k_value[] = "a value of usual length";
+
+std::vector<std::string> keys(int64_t count, const char* stem) {
+  std::vector<std::string> all;
+  for (int64_t i = 0; i < count; ++i)
+    all.push_back(stem + std::string("_option_").append(static_cast<size_t>(i * 7 % 37), 'r') + std::to_string(i));
+  return all;
+}
+
+// Each table: made empty, add a pair of texts as copies, find as a length, walk as a sum of lengths.
+
+template <uint32_t flags>
+struct pask_table {
+  pask_table() { pask_hashtable_create(&table, flags, nullptr); }
+  ~pask_table() { pask_hashtable_delete(table); }
+  void add(const char* key) { pask_hashtable_value_add(table, key, k_value, sizeof k_value, 1); }
+  size_t find(const char* key) const {
+    const void* data;
+    uint32_t size;
+    return pask_hashtable_value_find_ex(table, key, 0, &data, &size) == 0 ? size : 0;
+  }
+  size_t walk() const {
+    size_t sum = 0;
+    const char* key;
+    const void* data;
+    uint32_t size;
+    for (uint32_t i = 0; pask_hashtable_index_get(table, i, &key, &data, &size) == 0; ++i) sum += size;
+    return sum;
+  }
+  pask_hashtable_handle table;
+};
+
+struct std_table {
+  void add(const char* key) { map.emplace(key, k_value); }
+  size_t find(const char* key) const {
+    const auto found = map.find(key);
+    return found == map.end() ? 0 : found->second.size();
+  }
+  size_t walk() const {
+    size_t sum = 0;
+    for (const auto& entry : map) sum += entry.second.size();
+    return sum;
+  }
+  std::unordered_map<std::string, std::string> map;
+};
+
+#ifdef HAVE_GLIB
+struct glib_table {
+  ~glib_table() { g_hash_table_destroy(table); }
+  void add(const char* key) { g_hash_table_insert(table, g_strdup(key), g_strdup(k_value)); }
+  size_t find(const char* key) const {
+    const void* found = g_hash_table_lookup(table, key);
+    return found ? sizeof k_value : 0;
+  }
+  size_t walk() const {
+    size_t sum = 0;
+    GHashTableIter at;
+    void *key, *value;
+    for (g_hash_table_iter_init(&at, table); g_hash_table_iter_next(&at, &key, &value);) sum += sizeof k_value;
+    return sum;
+  }
+  GHashTable* table = g_hash_table_new_full(g_str_hash, g_str_equal, g_free, g_free);
+};
+#endif
+
+template <class Table>
+void add(benchmark::State& state) {
+  const auto all = keys(state.range(0), "velox");
+  for (auto _ : state) {
+    Table table;
+    for (const auto& key : all) table.add(key.c_str());
+  }
+  state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+
+template <class Table>
+void find(benchmark::State& state, const char* stem) {
+  Table table;
+  for (const auto& key : keys(state.range(0), "velox")) table.add(key.c_str());
+  const auto asked = keys(state.range(0), stem);
+  for (auto _ : state)
+    for (const auto& key : asked) benchmark::DoNotOptimize(table.find(key.c_str()));
+  state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+
+template <class Table>
+void find_hit(benchmark::State& state) {
+  find<Table>(state, "velox");
+}
+
+template <class Table>
+void find_miss(benchmark::State& state) {
+  find<Table>(state, "other");
+}
+
+template <class Table>
+void walk(benchmark::State& state) {
+  Table table;
+  for (const auto& key : keys(state.range(0), "velox")) table.add(key.c_str());
+  for (auto _ : state) benchmark::DoNotOptimize(table.walk());
+  state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+
+// Before main, and so before the first table.
+const pask_status k_started = pask_datatypes_initialize();
+
+using pask_any_case = pask_table<0>;
+using pask_exact = pask_table<PASK_HASHTABLE_CASE_SENSITIVE>;
+using pask_locked = pask_table<PASK_HASHTABLE_THREADSAFE>;
+
+#ifdef HAVE_GLIB
+#define AGAINST_GLIB(operation) BENCHMARK_TEMPLATE(operation, glib_table)->Arg(12)->Arg(10000);
+#else
+#define AGAINST_GLIB(operation)
+#endif
+#define COMPARE(operation)                                           \
+  BENCHMARK_TEMPLATE(operation, pask_any_case)->Arg(12)->Arg(10000); \
+  BENCHMARK_TEMPLATE(operation, pask_exact)->Arg(12)->Arg(10000);    \
+  BENCHMARK_TEMPLATE(operation, pask_locked)->Arg(12)->Arg(10000);   \
+  BENCHMARK_TEMPLATE(operation, std_table)->Arg(12)->Arg(10000);     \
+  AGAINST_GLIB(operation)
+
+COMPARE(add)
+COMPARE(find_hit)
+COMPARE(find_miss)
+COMPARE(walk)
+
+}  // namespace
+
+BENCHMARK_MAIN();

@@ -1,0 +1,30 @@
+#!/usr/bin/env bash
+# install.sh CMAKE BUILD: an install tree serves a CMake project, a plain `cc` with pkg-config, and a person. The client is the
+# example that the README shows.
+set -euo pipefail
+cmake=$1 build=$2
+source=$(cd "$(dirname "$0")/../.." && pwd)
+work=$build/install-test
+rm --recursive --force "$work"
+mkdir "$work"
+
+"$cmake" --install "$build" --prefix "$work/tree" >/dev/null
+export PKG_CONFIG_PATH CADENZ_CATALOG=$work/catalog.db
+PKG_CONFIG_PATH=$(dirname "$(find "$work/tree" -name velox_cadenz.pc)")
+
+"$work/tree/bin/cadenz" scan "$work/tree/share/velox_cadenz/demo.tsv" >/dev/null
+artist=$("$work/tree/bin/cadenz" search --artists --limit 1 a --json | sed --quiet 's/^ *"artist": "\(.*\)",\{0,1\}$/\1/p')
+
+"$cmake" -S "$source/tests/project/consumer" -B "$work/consumer" -DEXAMPLES="$source/examples" \
+  -DCMAKE_PREFIX_PATH="$work/tree" >/dev/null
+"$cmake" --build "$work/consumer" >"$work/log" || { cat "$work/log"; exit 1; }
+
+# Flags are several words.
+# shellcheck disable=SC2046
+cc -std=c99 -Wall -Wextra -pedantic -Werror "$source/examples/recommend.c" -o "$work/recommend" \
+  $(pkg-config --cflags --libs velox_cadenz)
+
+for client in "$work/consumer/recommend" "env LD_LIBRARY_PATH=$(pkg-config --variable=libdir velox_cadenz) $work/recommend"; do
+  $client "$CADENZ_CATALOG" "$artist" | tee "$work/answer"
+  grep --quiet ' - ' "$work/answer" || { echo "$client recommends nothing"; exit 1; }
+done

@@ -1,0 +1,109 @@
+// Numbers: cut texts, limits of 32 and 64 bits, booleans, and the floating-point accumulation step by step.
+#include <gtest/gtest.h>
+#include <velox/pask_number.h>
+
+#include <bit>
+#include <cmath>
+#include <random>
+#include <string>
+
+#include "guarded.h"
+
+namespace {
+
+// What fits of a number: the lowest digits, and the sign only where all fits.
+std::string cut(const std::string& text, size_t room) {
+  if (text.size() <= room) return text;
+  return text.substr(text.size() - room);
+}
+
+TEST(Number, WritesTheLowestDigits) {
+  std::mt19937_64 random(20);
+  std::vector<uint64_t> values = {0, 9, 10, 12, 99, 100, 101, 4294967295, 4294967296, 1ull << 63, ~0ull};
+  for (int i = 0; i < 300; ++i) values.push_back(random() >> random() % 64);
+  for (const uint64_t value : values) {
+    for (uint32_t size = 1; size <= PASK_NUMBER_BYTES; ++size) {
+      const guarded_text buf("", size);
+      EXPECT_EQ(cut(std::to_string(value), size - 1), pask_string_u64toa(value, buf, size));
+      const int64_t negative = static_cast<int64_t>(value);
+      EXPECT_EQ(cut(std::to_string(negative), size - 1), pask_string_i64toa(negative, buf, size));
+      EXPECT_EQ(cut(std::to_string(static_cast<int32_t>(value)), size - 1),
+                pask_string_i32toa(static_cast<int32_t>(value), buf, size));
+    }
+  }
+  char one = 'x';
+  EXPECT_EQ(pask_string_u32toa(7, &one, 0), &one);
+  EXPECT_EQ(one, 'x');
+  EXPECT_EQ(pask_string_i32toa(7, nullptr, 5), nullptr);
+}
+
+TEST(Number, ReadsIntegersWithTheLimitsOfTheirType) {
+  const struct {
+    const char* text;
+    int32_t i32;
+    uint32_t u32;
+    int64_t i64;
+    uint64_t u64;
+  } rows[] = {
+      {nullptr, 0, 0, 0, 0},
+      {"", 0, 0, 0, 0},
+      {"x1", 0, 0, 0, 0},
+      {"12abc", 12, 12, 12, 12},
+      {"999999999", 999999999, 999999999, 999999999, 999999999},
+      {" \t\n+0042", 42, 42, 42, 42},
+      {"-1", -1, 4294967295u, -1, ~0ull},
+      {"2147483648", INT32_MAX, 2147483648u, 2147483648, 2147483648},
+      {"-2147483649", INT32_MIN, 2147483647u, -2147483649, 18446744071562067967ull},
+      {"4294967296", INT32_MAX, UINT32_MAX, 4294967296, 4294967296},
+      {" -4294967295", INT32_MIN, 1, -4294967295, 18446744069414584321ull},
+      {"-4294967296", INT32_MIN, UINT32_MAX, -4294967296, 18446744069414584320ull},
+      {"18446744073709551614", INT32_MAX, UINT32_MAX, INT64_MAX, 18446744073709551614ull},
+      {"99999999999999999999", INT32_MAX, UINT32_MAX, INT64_MAX, UINT64_MAX},
+      {"-99999999999999999999", INT32_MIN, UINT32_MAX, INT64_MIN, UINT64_MAX},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.text ? row.text : "null");
+    EXPECT_EQ(pask_string_atoi32(row.text), row.i32);
+    EXPECT_EQ(pask_string_atou32(row.text), row.u32);
+    EXPECT_EQ(pask_string_atoi64(row.text), row.i64);
+    EXPECT_EQ(pask_string_atou64(row.text), row.u64);
+  }
+}
+
+TEST(Number, KnowsBooleans) {
+  for (const char* yes : {"Yes", "y", "Y", "TRUE", "oN", "1", "2x", "007", "9"})
+    EXPECT_EQ(pask_string_atobool(yes), 1) << yes;
+  for (const char* no : {"yep", "ye", "t", "o", "0", "000", "0x1", "false", "-1", "", "no", " 1", "trues"})
+    EXPECT_EQ(pask_string_atobool(no), 0) << no;
+  for (const char* word : {"0", "1", "TRUE", "False"}) EXPECT_EQ(pask_string_isbool(word), 1) << word;
+  for (const char* other : {"yes", "on", "01", "10", "", "truer", "fals"})
+    EXPECT_EQ(pask_string_isbool(other), 0) << other;
+  EXPECT_EQ(pask_string_atobool(nullptr) + pask_string_isbool(nullptr), 0);
+}
+
+TEST(Number, AccumulatesDoubles) {
+  const double inf = HUGE_VAL;
+  volatile double tenth_power = 1.0;  // 10 * 0.1 ... is no correctly rounded 1e-20
+  for (int i = 0; i < 20; ++i) tenth_power = tenth_power * 0.1;
+  const struct {
+    const char* text;
+    double value;
+  } rows[] = {
+      {nullptr, 0.0},        {"", 0.0},
+      {"abc", 0.0},          {"-", -0.0},
+      {"-x", -0.0},          {"  -1.5e2xyz", -150.0},
+      {".5", 5 * 0.1},       {"5.", 5.0},
+      {"1e", 1.0},           {"e5", 0.0},
+      {"+7", 7.0},           {"1e-20", tenth_power},
+      {"1.e+3", 1000.0},     {"--1", -0.0},
+      {"1e2000000000", inf}, {"-1e2000000000", -inf},
+      {"0e2000000000", 0.0}, {"1e-2000000000", 0.0},
+      {"\x01\x20 8", 8.0},   {"inf", 0.0},
+      {"0x10", 0.0},         {"1e4294967298", 100.0},
+  };
+  for (const auto& row : rows)
+    EXPECT_EQ(std::bit_cast<uint64_t>(pask_string_atof64(row.text)), std::bit_cast<uint64_t>(row.value))
+        << (row.text ? row.text : "null");
+}
+
+}  // namespace

@@ -1,0 +1,286 @@
+// The codec: what decodes and what doesn't, at the end of a page; comparison and copying against a plain model.
+#include <gtest/gtest.h>
+#include <velox/pask_string.h>
+#include <velox/pask_utf8.h>
+#include <velox/velox_standin.h>
+
+#include <optional>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "guarded.h"
+
+namespace {
+
+constexpr uint32_t INVALID = 0x900503a0;
+constexpr uint32_t NO_ROOM = 0x90050008;
+constexpr uint32_t ALL = PASK_UTF8_NO_LIMIT;
+
+TEST(Utf8, DecodesBothWays) {
+  const struct {
+    const char* text;
+    uint32_t c, size;  // size 0: invalid
+  } rows[] = {
+      {"A", 'A', 1},
+      {"\x7f", 0x7f, 1},
+      {"\xc2\x80", 0x80, 2},
+      {"\xdf\xbf", 0x7ff, 2},
+      {"\xe2\x82\xac", 0x20ac, 3},
+      {"\xef\xbf\xbf", 0xffff, 3},
+      {"\xc0\x80", 0, 2},           // overlong
+      {"\xed\xa0\x80", 0xd800, 3},  // a surrogate
+      {"\xf0\x9f\x98\x80", 0, 0},
+      {"\x80", 0, 0},
+      {"\xbf\xbf", 0, 0},
+      {"\xff", 0, 0},
+      {"\xc3", 0, 0},  // cut by the terminator
+      {"\xe2\x82", 0, 0},
+      {"\xe2", 0, 0},
+      {"\xc3(", 0, 0},
+      {"\xe2\x82(", 0, 0},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(testing::PrintToString(row.text));
+    const guarded_text text(row.text);
+    const char* p = text;
+    uint32_t c = 0xabcd;
+    EXPECT_EQ(_utf8_get_next_char(&p, &c), row.size ? 0 : INVALID);
+    EXPECT_EQ(p, text.get() + row.size);
+    EXPECT_EQ(c, row.size ? row.c : 0xabcdu);
+    EXPECT_EQ(pask_string_isvalid(text), row.size != 0);
+    EXPECT_EQ(pask_string_charlen(text), 1u);
+    EXPECT_EQ(pask_string_isempty(text), row.size == 0 || row.c == 0);
+    if (row.size == 0) continue;
+
+    c = 0xabcd;
+    EXPECT_EQ(_utf8_get_prev_char(&p, &c), 0u);
+    EXPECT_EQ(p, text.get());
+    EXPECT_EQ(c, row.c);
+    uint32_t lead = 0;
+    EXPECT_EQ(_utf8_get_next_char_size(p, &lead), row.size > 1 ? 0 : INVALID);
+    EXPECT_EQ(lead, row.size > 1 ? row.size : 0);
+    EXPECT_EQ(pask_string_nextcharsize(p), row.size);
+    if (row.c == 0) continue;
+
+    char out[4] = {};
+    uint32_t written = 99;
+    EXPECT_EQ(_utf8_set_next_char(out, row.size, row.c, &written), NO_ROOM);
+    EXPECT_EQ(written, 99u);
+    EXPECT_EQ(_utf8_set_next_char(out, row.size + 1, row.c, &written), 0u);
+    EXPECT_EQ(written, row.size);
+    EXPECT_STREQ(out, row.text);
+  }
+}
+
+TEST(Utf8, StepsBackOnlyOntoWholeCharacters) {
+  for (const char* bad : {"a\x80", "ab\x80\x80", "\xc3\x80\x80\x80", "\x80\x80\x80", "a\xff"}) {
+    const char* p = bad + strlen(bad);
+    uint32_t c = 7;
+    if (strlen(bad) >= 3) {
+      EXPECT_EQ(_utf8_get_prev_char(&p, &c), INVALID) << testing::PrintToString(bad);
+    }
+    EXPECT_EQ(pask_string_charprev(bad, &p, nullptr), 0u);
+    EXPECT_EQ(p, bad + strlen(bad));
+    EXPECT_EQ(c, 7u);
+  }
+}
+
+// --- A model that takes one character at a time, the slow way.
+
+std::optional<uint32_t> take(const std::string& s, size_t* at) {
+  const auto byte = [&](size_t i) { return i < s.size() ? static_cast<uint8_t>(s[i]) : 0u; };
+  const uint32_t lead = byte(*at);
+  const size_t size = lead < 0x80 ? 1 : lead >> 5 == 6 ? 2 : lead >> 4 == 14 ? 3 : 0;
+  if (size == 0) return {};
+  uint32_t c = size == 1 ? lead : lead & (0xffu >> (size + 1));
+  for (size_t i = 1; i < size; ++i) {
+    if (byte(*at + i) >> 6 != 2) return {};
+    c = c << 6 | (byte(*at + i) & 0x3f);
+  }
+  *at += size;
+  return c;
+}
+
+uint32_t folded(uint32_t c, bool exact) { return !exact && c >= 'A' && c <= 'Z' ? c + 32 : c; }
+
+struct compared {
+  uint32_t status = 0;
+  int32_t diff = 0;
+  uint32_t count = 0;
+  size_t a_end = 0, b_end = 0;
+  bool operator==(const compared&) const = default;
+};
+
+compared model_compare(const std::string& a, const std::string& b, uint32_t budget, bool exact) {
+  compared r;
+  while (r.a_end < a.size() && r.b_end < b.size() && budget != 0 && r.diff == 0 && r.status == 0) {
+    const auto ca = take(a, &r.a_end);
+    const auto cb = ca ? take(b, &r.b_end) : ca;
+    if (cb)
+      r.diff = static_cast<int32_t>(folded(*ca, exact)) - static_cast<int32_t>(folded(*cb, exact));
+    else
+      r.status = INVALID;
+    r.count += r.diff == 0;
+    --budget;
+  }
+  if (budget != 0 && r.diff == 0) r.diff = r.a_end < a.size() ? 1 : r.b_end < b.size() ? -1 : 0;
+  return r;
+}
+
+// The position of the first occurrence, -1 for none.
+ptrdiff_t model_find(const std::string& s, const std::string& needle, bool exact) {
+  uint32_t chars = 0;
+  size_t end = 0;
+  const auto first = take(needle, &end);
+  if (!first || *first == 0) return 0;
+  for (size_t at = 0; at < needle.size(); ++chars)
+    if (!take(needle, &at)) at = needle.size();
+  for (size_t at = 0; at < s.size();) {
+    const size_t candidate = at;
+    const auto c = take(s, &at);
+    if (!c) break;
+    if (folded(*c, exact) != folded(*first, exact)) continue;
+    const compared r = model_compare(s.substr(candidate), needle, chars, exact);
+    if (r.status != 0) break;
+    if (r.diff == 0) return static_cast<ptrdiff_t>(candidate);
+  }
+  return -1;
+}
+
+std::string model_copy(const std::string& s, size_t size, uint32_t chars, uint32_t* status) {
+  std::string out;
+  *status = 0;
+  for (size_t at = 0; at < s.size() && chars > 0 && out.size() + 1 < size; --chars) {
+    const uint32_t lead = static_cast<uint8_t>(s[at]);
+    const size_t bytes = lead < 0x80 ? 1 : lead >> 5 == 6 ? 2 : lead >> 4 == 14 ? 3 : 0;
+    if (bytes != 0 && out.size() + bytes >= size) break;
+    if (bytes == 0 || at + bytes > s.size()) {
+      *status = INVALID;
+      break;
+    }
+    out += s.substr(at, bytes);
+    at += bytes;
+  }
+  return out;
+}
+
+TEST(Utf8, AgreesWithTheModel) {
+  const uint32_t seed = std::random_device{}();
+  SCOPED_TRACE("seed " + std::to_string(seed));
+  std::mt19937 random(seed);
+  const char* const pieces[] = {"a",
+                                "A",
+                                "b",
+                                "Z",
+                                "z",
+                                "[",
+                                "@",
+                                "\xc3\xa9",
+                                "\xe2\x82\xac",
+                                "abcdefghijklmnop",
+                                "ABCDEFGHIJKLMNOPQRSTUVWXYZABCDEFGHIJKLMNOPQRSTUVWXYZ",
+                                "\xc3",
+                                "\xff",
+                                "\xc1\xa1"};
+  const auto text = [&](size_t kinds) {
+    std::string s;
+    for (size_t n = random() % 12; n > 0; --n) s += pieces[random() % kinds];
+    return s;
+  };
+  for (int round = 0; round < 20000 && !HasFailure(); ++round) {
+    const size_t kinds = round % 4 == 0 ? 14 : 11;
+    const std::string common = text(kinds);
+    const std::string a = common + text(kinds), b = common + text(kinds);
+    const bool exact = random() % 2;
+    const uint32_t limit = random() % 3 ? ALL : static_cast<uint32_t>(random() % 80);
+    const guarded_text ga(a), gb(b);
+    compared got;
+    const char *a_end = nullptr, *b_end = nullptr;
+    got.status = _pask_string_utf8_compare(ga, gb, limit, exact, &got.diff, &got.count, &a_end, &b_end);
+    got.a_end = static_cast<size_t>(a_end - ga);
+    got.b_end = static_cast<size_t>(b_end - gb);
+    EXPECT_EQ(got, model_compare(a, b, limit, exact)) << testing::PrintToString(a) << testing::PrintToString(b);
+
+    const uint32_t size = 1 + static_cast<uint32_t>(random() % 90);
+    const guarded_text out("", size);
+    uint32_t status = 0;
+    const std::string copy = model_copy(a, size, limit, &status);
+    EXPECT_EQ(_pask_string_utf8_copy(out, size, ga, limit), status) << testing::PrintToString(a);
+    EXPECT_EQ(copy, out.get());
+
+    size_t bytes = 0;
+    uint32_t chars = 0;
+    bool valid = true;
+    for (; valid && bytes < a.size() && chars < limit; chars += valid) valid = take(a, &bytes).has_value();
+    EXPECT_EQ(pask_string_byteclen(ga, limit), bytes);
+    if (limit == ALL) {
+      EXPECT_EQ(pask_string_charlen(ga), chars + !valid);
+    }
+
+    const std::string needle = pieces[random() % kinds] + std::string(random() % 2 ? "a" : "");
+    const char* const found = _pask_string_substring(ga, needle.c_str(), nullptr, nullptr, exact);
+    EXPECT_EQ(found ? found - ga : -1, model_find(a, needle, exact))
+        << testing::PrintToString(a) << testing::PrintToString(needle);
+  }
+}
+
+TEST(Utf8, LimitsAreNotReadPast) {
+  const guarded_text four("a\xc3\xa9z", 4);  // no terminator
+  char out[8];
+  EXPECT_STREQ(pask_string_strncpy(out, sizeof out, four, 3), "a\xc3\xa9z");
+  EXPECT_STREQ(pask_string_strncpy(out, 5, four, ALL), "a\xc3\xa9z");
+  EXPECT_EQ(pask_string_byteclen(four, 3), 4u);
+  EXPECT_EQ(pask_string_charnlen(four, 4), 3u);
+  EXPECT_EQ(pask_string_charnlen(four, 2), 1u);
+  EXPECT_EQ(pask_string_strncmp(four, four + 1, 1), -1);
+}
+
+TEST(Ucs2, ConvertsBothWays) {
+  uint16_t units[8] = {};
+  uint32_t size = 99;
+  EXPECT_EQ(pask_string_utf8_to_ucs2_buf("a\0\xe2\x82\xac", 5, units, &size, 0), 0u);
+  EXPECT_EQ(size, 6u);
+  EXPECT_EQ((std::vector<uint16_t>(units, units + 3)), (std::vector<uint16_t>{'a', 0, 0x20ac}));
+  const guarded_text cut("ab\xe2\x82", 4);  // the sequence reaches behind the bytes given
+  EXPECT_EQ(pask_string_utf8_to_ucs2_buf(cut, 4, units, &size, 1), INVALID);
+  EXPECT_EQ(size, 4u);
+  EXPECT_EQ(units[1], 0x6200);
+
+  const uint16_t pair[] = {0xd83d, 0xde00, 0};
+  char text[8] = {};
+  size = 7;
+  EXPECT_EQ(pask_string_ucs2_to_utf8_buf(pair, 4, text, &size, 0), 0u);
+  EXPECT_STREQ(text, "\xed\xa0\xbd\xed\xb8\x80");
+  size = 6;
+  EXPECT_EQ(pask_string_ucs2_to_utf8_buf(pair, 4, text, &size, 0), NO_ROOM);
+  EXPECT_EQ(size, 3u);
+  size = 8;
+  EXPECT_EQ(pask_string_ucs2_to_utf8_buf(pair, 3, text, &size, 0), 0x900503a1u);
+  EXPECT_EQ(size, 0u);
+  EXPECT_EQ(pask_string_bytelen_uni(pair), 6u);
+  EXPECT_EQ(pask_string_charlen_uni(pair), 2u);
+  EXPECT_EQ(pask_string_bytelen_uni(pair + 2), 2u);
+  EXPECT_EQ(pask_string_bytelen_uni(nullptr), 0u);
+}
+
+TEST(Ucs2, AllocatesOrLeavesTheResult) {
+  const int64_t live = velox_standin_memory_live_blocks();
+  uint16_t* units = nullptr;
+  char* text = nullptr;
+  ASSERT_EQ(pask_string_utf8_to_ucs2("a\xc3\xa9", &units, 1), 0u);
+  EXPECT_EQ((std::vector<uint16_t>(units, units + 3)), (std::vector<uint16_t>{0x6100, 0xe900, 0}));
+  ASSERT_EQ(pask_string_ucs2_to_utf8(units, &text, 1), 0u);
+  EXPECT_STREQ(text, "a\xc3\xa9");
+  uint16_t* kept = units;
+  EXPECT_EQ(pask_string_utf8_to_ucs2("a\xff", &kept, 0), INVALID);
+  velox_standin_memory_refuse(0, 1);
+  EXPECT_EQ(pask_string_utf8_to_ucs2("a", &kept, 0), 0x90050002u);
+  velox_standin_memory_refuse_end();
+  EXPECT_EQ(kept, units);
+  pask_string_free(text);
+  pask_memory_free(units);
+  EXPECT_EQ(velox_standin_memory_live_blocks(), live);
+}
+
+}  // namespace

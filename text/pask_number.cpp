@@ -1,0 +1,216 @@
+// Numbers and decimal text.
+#include "pask_number.h"
+
+#include <errno.h>
+#include <stdlib.h>
+
+#include "pask_string.h"
+#include "pask_text.h"
+
+// --- Numbers to text: two digits at a time, from the lowest up.
+
+struct digit_pairs {
+  char text[200];
+};
+
+static constexpr digit_pairs DIGITS = [] {
+  digit_pairs pairs{};
+  for (int i = 0; i < 100; ++i) {
+    pairs.text[2 * i] = static_cast<char>('0' + i / 10);
+    pairs.text[2 * i + 1] = static_cast<char>('0' + i % 10);
+  }
+  return pairs;
+}();
+
+constexpr uint32_t MOST_DIGITS = 20;
+
+// Writes the digits of value so that they end in front of `end`. Returns their start.
+template <typename T>
+static char* write_digits(T value, char* end) {
+  for (; value >= 100; value /= 100) {
+    end -= 2;
+    memcpy(end, DIGITS.text + 2 * (value % 100), 2);
+  }
+  if (value < 10) {
+    *--end = static_cast<char>('0' + value);
+    return end;
+  }
+  end -= 2;
+  memcpy(end, DIGITS.text + 2 * value, 2);
+  return end;
+}
+
+static char* write_number(uint64_t magnitude, bool negative, char* buf, uint32_t size) {
+  if (!buf || size == 0) return buf;
+  char digits[MOST_DIGITS];
+  char* const end = digits + MOST_DIGITS;
+  const char* const start =
+      magnitude <= UINT32_MAX ? write_digits(static_cast<uint32_t>(magnitude), end) : write_digits(magnitude, end);
+  const uint32_t wanted = static_cast<uint32_t>(end - start);
+  const uint32_t count = wanted < size - 1 ? wanted : size - 1;
+  char* to = buf;
+  if (negative && wanted < size - 1) *to++ = '-';
+  memcpy(to, end - count, count);
+  to[count] = 0;
+  return buf;
+}
+
+char* pask_string_i64toa(int64_t value, char* buf, uint32_t size) {
+  const uint64_t bits = static_cast<uint64_t>(value);
+  return write_number(value < 0 ? 0 - bits : bits, value < 0, buf, size);
+}
+
+char* pask_string_i32toa(int32_t value, char* buf, uint32_t size) { return pask_string_i64toa(value, buf, size); }
+char* pask_string_u64toa(uint64_t value, char* buf, uint32_t size) { return write_number(value, false, buf, size); }
+char* pask_string_u32toa(uint32_t value, char* buf, uint32_t size) { return write_number(value, false, buf, size); }
+
+// --- Text to integers.
+
+long pask_string_strtol(const char* str, char** end, int base) { return strtol(str, end, base); }
+long long pask_string_strtoll(const char* str, char** end, int base) { return strtoll(str, end, base); }
+unsigned long pask_string_strtoul(const char* str, char** end, int base) { return strtoul(str, end, base); }
+unsigned long long pask_string_strtoull(const char* str, char** end, int base) { return strtoull(str, end, base); }
+
+static bool is_digit(char c) { return static_cast<uint8_t>(c - '0') < 10; }
+
+// What option values look like: up to nine digits with nothing in front of them. False for all else.
+static bool read_short(const char* s, uint32_t* value) {
+  uint32_t read = 0;
+  uint32_t i = 0;
+  for (; i < 9 && is_digit(s[i]); ++i) read = read * 10 + static_cast<uint32_t>(s[i] - '0');
+  *value = read;
+  return i != 0 && !is_digit(s[i]);
+}
+
+// Where long is wider than 32 bits, the limits and the wrap of a 32-bit one are made good here.
+static int32_t strtol_32(const char* s) {
+  const long value = strtol(s, nullptr, 10);
+  const int32_t cut = value < INT32_MIN ? INT32_MIN : value > INT32_MAX ? INT32_MAX : static_cast<int32_t>(value);
+  if (cut != value) errno = ERANGE;
+  return cut;
+}
+
+static uint32_t strtoul_32(const char* s) {
+  char* end = nullptr;
+  const unsigned long long value = strtoull(s, &end, 10);
+  if (value <= UINT32_MAX) return static_cast<uint32_t>(value);
+  // A negated number comes back from above; the sign tells it from a large one.
+  while (end > s && is_digit(end[-1])) --end;
+  if (end > s && end[-1] == '-' && 0 - value <= UINT32_MAX) return static_cast<uint32_t>(value);
+  errno = ERANGE;
+  return UINT32_MAX;
+}
+
+int32_t pask_string_atoi32(const char* s) {
+  uint32_t value = 0;
+  if (!s) return 0;
+  return read_short(s, &value) ? static_cast<int32_t>(value) : strtol_32(s);
+}
+
+uint32_t pask_string_atou32(const char* s) {
+  uint32_t value = 0;
+  if (!s) return 0;
+  return read_short(s, &value) ? value : strtoul_32(s);
+}
+
+int64_t pask_string_atoi64(const char* s) {
+  uint32_t value = 0;
+  if (!s) return 0;
+  return read_short(s, &value) ? value : strtoll(s, nullptr, 10);
+}
+
+uint64_t pask_string_atou64(const char* s) {
+  uint32_t value = 0;
+  if (!s) return 0;
+  return read_short(s, &value) ? value : strtoull(s, nullptr, 10);
+}
+
+// --- Booleans.
+
+uint8_t pask_string_atobool(const char* s) {
+  if (!s) return 0;
+  switch (*s) {
+    case 'Y':
+    case 'y':
+      return s[1] == 0 || text_equal_nocase(s, "yes");
+    case 'T':
+    case 't':
+      return text_equal_nocase(s, "true");
+    case 'O':
+    case 'o':
+      return text_equal_nocase(s, "on");
+    case '0':
+      return pask_string_atou32(s) != 0;
+    default:
+      return is_digit(*s);
+  }
+}
+
+uint8_t pask_string_isbool(const char* s) {
+  if (!s) return 0;
+  if (*s == '0' || *s == '1') return s[1] == 0;
+  return text_equal_nocase(s, "true") || text_equal_nocase(s, "false");
+}
+
+// --- Text to floating point. Every operation rounds to a double at once: no extended registers, no fused operations.
+
+#if defined(__i386__) && !defined(__SSE2_MATH__)
+#define ROUND_TO_DOUBLE [[gnu::target("sse2,fpmath=sse")]]
+#else
+#define ROUND_TO_DOUBLE
+#endif
+
+ROUND_TO_DOUBLE static const char* accumulate_digits(const char* s, double* value) {
+  double sum = *value;
+  for (; is_digit(*s); ++s) {
+    sum *= 10.0;
+    sum += *s - '0';
+  }
+  *value = sum;
+  return s;
+}
+
+// One multiplication for each step. Once a product equals its factor (0, infinity) all others would too.
+ROUND_TO_DOUBLE static void scale(double* value, int32_t exponent) {
+  const double factor = exponent < 0 ? 0.1 : 10.0;
+  uint32_t steps = static_cast<uint32_t>(exponent);
+  if (exponent < 0) steps = 0 - steps;
+  double product = *value;
+  for (; steps != 0; --steps) {
+    const double before = product;
+    product *= factor;
+    if (product == before) break;
+  }
+  *value = product;
+}
+
+static bool take_sign(const char** s) {
+  const bool negative = **s == '-';
+  if (negative || **s == '+') ++*s;
+  return negative;
+}
+
+// The exponent's digits, in 32 bits.
+static uint32_t read_exponent(const char* s) {
+  const bool negative = take_sign(&s);
+  uint32_t exponent = 0;
+  for (; is_digit(*s); ++s) exponent = exponent * 10 + static_cast<uint32_t>(*s - '0');
+  return negative ? 0 - exponent : exponent;
+}
+
+ROUND_TO_DOUBLE double pask_string_atof64(const char* s) {
+  if (!s) return 0.0;
+  while (text_byte(s) - 1u < 32u) ++s;
+  const bool negative = take_sign(&s);
+  double value = 0.0;
+  s = accumulate_digits(s, &value);
+  uint32_t exponent = 0;
+  if (*s == '.') {
+    const char* const fraction = s + 1;
+    s = accumulate_digits(fraction, &value);
+    exponent -= static_cast<uint32_t>(s - fraction);
+  }
+  if (*s == 'e' || *s == 'E') exponent += read_exponent(s + 1);
+  scale(&value, static_cast<int32_t>(exponent));
+  return negative ? -value : value;
+}

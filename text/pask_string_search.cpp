@@ -1,0 +1,179 @@
+// Searching in strings: characters, sets of bytes, substrings, tokens.
+//
+// A search by characters ends at an invalid sequence and also finds overlong forms. libc's searches by bytes give the same
+// answer as long as the text in front of the find is valid and in its shortest form, which is checked behind them.
+#include "pask_string.h"
+#include "pask_text.h"
+#include "pask_utf8.h"
+
+static char* position(const char* p) { return const_cast<char*>(p); }
+
+// The first c of s, which isn't 0, that ends within the first max_bytes bytes.
+static char* find_char(const char* s, uint32_t c, uint32_t max_bytes) {
+  const char* const limit_base = s;
+  for (;;) {
+    const size_t left = max_bytes - static_cast<size_t>(s - limit_base);
+    const size_t window = strnlen(s, text_min(TEXT_WINDOW, left));
+    if (window == 0) return nullptr;
+    const char* const end = s + window;
+    const char* const hit = c < 0x80 ? static_cast<const char*>(memchr(s, static_cast<int>(c), window)) : nullptr;
+    const char* const stop = hit ? hit : end;
+    while (s < stop) {
+      s += text_ascii_run(s, stop);
+      if (s == stop) break;
+      uint32_t found = 0;
+      const uint32_t size = utf8_decode(s, &found);
+      if (size == 0 || size > max_bytes - static_cast<size_t>(s - limit_base)) return nullptr;
+      if (found == c) return position(s);
+      s += size;
+    }
+    if (hit) return position(hit);
+  }
+}
+
+char* pask_string_strchr(const char* s, uint32_t c) { return pask_string_strnchr(s, c, TEXT_NO_LIMIT); }
+
+char* pask_string_strnchr(const char* s, uint32_t c, uint32_t maxbytes) {
+  return s && c != 0 ? find_char(s, c, maxbytes) : nullptr;
+}
+
+char* pask_string_strrchr(const char* s, uint32_t c) {
+  if (!s) return nullptr;
+  const text_extent text = text_measure(s, TEXT_NO_LIMIT, TEXT_NO_LIMIT);
+  if (c < 0x80 && text.bytes == text.chars)
+    return position(static_cast<const char*>(memrchr(s, static_cast<int>(c), text.bytes)));
+  const char* last = nullptr;
+  uint32_t found = 0;
+  for (const char* const end = s + text.bytes; s < end;) {
+    const char* const start = s;
+    s += utf8_decode(s, &found);
+    if (found == c) last = start;
+  }
+  return position(last);
+}
+
+// A set of the 256 byte values.
+struct byte_set {
+  uint8_t has[256] = {};
+};
+
+uint32_t pask_string_strcspn(const char* s, const char* reject) {
+  return pask_string_strcnspn(s, reject, TEXT_NO_LIMIT);
+}
+
+uint32_t pask_string_strcnspn(const char* s, const char* reject, uint32_t n) {
+  if (!s || !reject) return 0;
+  byte_set stop;
+  stop.has[0] = 1;
+  for (; *reject != 0; ++reject) stop.has[text_byte(reject)] = 1;
+  uint32_t i = 0;
+  while (i < n && !stop.has[text_byte(s + i)]) ++i;
+  return i;
+}
+
+// True when the bytes in front of end are valid characters in their shortest form. No character reaches behind end.
+static bool is_plain(const char* p, const char* end) {
+  for (;;) {
+    p += text_ascii_run(p, end);
+    if (p >= end) return true;
+    const uint32_t size = utf8_sequence_size(p);
+    if (size == 0 || utf8_assemble(p, size) < (size == 2 ? 0x80u : 0x800u)) return false;
+    p += size;
+  }
+}
+
+// What a search found: null and nothing behind it, or an occurrence.
+struct occurrence {
+  const char* at;
+  const char* end;
+  uint32_t chars;
+};
+
+// The search by characters. first is the needle's first character, folded when not exact.
+static occurrence search_chars(const char* haystack, const char* needle, uint32_t needle_chars, uint32_t first,
+                               bool exact) {
+  for (;;) {
+    const char* const candidate = haystack;
+    uint32_t c = 0;
+    const uint32_t size = utf8_decode(haystack, &c);
+    if (size == 0 || *haystack == 0) return {};
+    haystack += size;
+    if ((exact ? c : pask_string_char_tolower(c)) != first) continue;
+    int32_t difference = 0;
+    occurrence found = {candidate, nullptr, 0};
+    if (_pask_string_utf8_compare(candidate, needle, needle_chars, exact, &difference, &found.chars, &found.end,
+                                  nullptr) != 0)
+      return {};
+    if (difference == 0) return found;
+  }
+}
+
+static occurrence search(const char* haystack, const char* needle, bool exact) {
+  const text_extent extent = text_measure(needle, TEXT_NO_LIMIT, TEXT_NO_LIMIT);
+  if (exact && !extent.invalid && is_plain(needle, needle + extent.bytes)) {
+    const char* const at = strstr(haystack, needle);
+    if (is_plain(haystack, at ? at : haystack + strlen(haystack)))
+      return at ? occurrence{at, at + extent.bytes, extent.chars} : occurrence{};
+  }
+  uint32_t first = 0;
+  utf8_decode(needle, &first);
+  if (!exact) first = pask_string_char_tolower(first);
+  return search_chars(haystack, needle, extent.chars + (extent.invalid ? 1 : 0), first, exact);
+}
+
+char* _pask_string_substring(const char* haystack, const char* needle, const char** end, uint32_t* chars,
+                             uint32_t exact) {
+  if (end) *end = nullptr;
+  if (chars) *chars = 0;
+  if (!haystack || !needle) return nullptr;
+  if (pask_string_isempty(needle)) return position(haystack);
+  const occurrence found = search(haystack, needle, exact != 0);
+  if (end) *end = found.end;
+  if (chars) *chars = found.chars;
+  return position(found.at);
+}
+
+char* pask_string_strstr(const char* haystack, const char* needle) {
+  return _pask_string_substring(haystack, needle, nullptr, nullptr, 1);
+}
+
+char* pask_string_strrstr(const char* haystack, const char* needle) {
+  const char* end = nullptr;
+  _pask_string_substring(haystack, needle, &end, nullptr, 1);
+  return position(end);
+}
+
+char* pask_string_substring(const char* haystack, const char* needle, const char** end, uint32_t* chars) {
+  return _pask_string_substring(haystack, needle, end, chars, 1);
+}
+
+char* pask_string_subistring(const char* haystack, const char* needle, const char** end, uint32_t* chars) {
+  return _pask_string_substring(haystack, needle, end, chars, 0);
+}
+
+// The characters of a text, up to an invalid sequence, that a single byte can be equal to.
+static byte_set char_set(const char* text) {
+  byte_set set;
+  for (uint32_t c = 0; text && *text != 0;) {
+    const uint32_t size = utf8_decode(text, &c);
+    if (size == 0) break;
+    if (c < 256) set.has[c] = 1;
+    text += size;
+  }
+  set.has[0] = 0;
+  return set;
+}
+
+char* pask_string_strtok(char* s, const char* delimiters, char** save, uint8_t* found) {
+  if (!s && (!save || !*save)) return nullptr;
+  char* start = s ? s : *save;
+  const byte_set delimiter = char_set(delimiters);
+  while (*start != 0 && delimiter.has[text_byte(start)]) ++start;
+  char* end = start;
+  while (*end != 0 && !delimiter.has[text_byte(end)]) ++end;
+  if (found) *found = text_byte(end);
+  if (save) *save = *start == 0 ? nullptr : *end == 0 ? end : end + 1;
+  if (*start == 0) return nullptr;
+  *end = 0;
+  return start;
+}
