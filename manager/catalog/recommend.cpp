@@ -178,7 +178,8 @@ class recommendation {
       for (const weighted& part : each.profile) {
         tracks_.take_attribute(
             part.attribute,
-            std::max<uint32_t>(k_least_quota, k_wide_quota / static_cast<uint32_t>(each.profile.size() * asked_.seeds.size())));
+            std::max<uint32_t>(k_least_quota,
+                               k_wide_quota / static_cast<uint32_t>(each.profile.size() * asked_.seeds.size())));
       }
     }
   }

@@ -97,7 +97,7 @@ bool find_track(connection& from, seed& to, const char* tui, const char* tag) {
   if (!tui || !*tui) return false;
   const auto wanted = static_cast<int64_t>(tag ? std::strtoull(tag, nullptr, 16) : 0);
   statement row = from.db->prepared(
-      "SELECT track.id, artist_id, ifnull(album_id, 0), title_key, year, attrs, title, ifnull(credit, name) FROM track "
+      "SELECT track.id, artist_id, ifnull(album_id, 0), title_key, year, attrs, title, name FROM track "
       "JOIN artist ON artist.id=artist_id WHERE tui=? ORDER BY tag<>?, track.id LIMIT 1");
   if (!row.bind(std::string_view(tui), wanted).step()) return false;
   to.track = row.integer(0);
@@ -106,7 +106,8 @@ bool find_track(connection& from, seed& to, const char* tui, const char* tag) {
   to.title_key = row.integer(3);
   to.year = static_cast<int>(row.integer(4));
   each_attribute(row.text(5), [&](int64_t id) { add_attribute(from, to, id, 1); });
-  to.label = std::string(row.text(7)) + " - " + std::string(row.text(6));
+  to.artist_name = row.text(7);
+  to.label = "\"" + std::string(row.text(6)) + "\"";
   return true;
 }
 
@@ -115,7 +116,7 @@ bool find_artist(connection& from, seed& to, const char* uid) {
   statement row = from.db->prepared("SELECT id, name FROM artist WHERE uid=?");
   if (!row.bind(std::string_view(uid)).step()) return false;
   to.artist = row.integer(0);
-  to.label = row.text(1);
+  to.label = to.artist_name = row.text(1);
   return true;
 }
 

@@ -57,7 +57,8 @@ struct seed {
   int year = 0;
   std::vector<weighted> profile; /* genres and moods */
   std::vector<int64_t> eras;
-  std::string label;
+  std::string label; /* as reasons name it: "Title" in quotes, or the artist; empty for attributes alone */
+  std::string artist_name;
 };
 
 /** The catalogue filter: at most one of its parts is set. */

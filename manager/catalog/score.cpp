@@ -119,15 +119,15 @@ reason judge::explain(const pool& from, const rated& what, bool popular) {
     made.sentence = "same album as " + with.label + " " + of + tail;
   } else if (with.artist != 0 && with.artist == track.artist) {
     made.kind = "artist";
-    made.sentence = "same artist as " + with.label + " " + of + tail;
+    made.sentence = "same artist as " + with.artist_name + " " + of + tail;
   } else if (!common.empty()) {
     const bool several = (kinds[k_genre] > 0) + (kinds[k_mood] > 0) + (kinds[k_era] > 0) > 1;
     made.kind = several ? "similar" : kinds[k_genre] ? "genre" : kinds[k_mood] ? "mood" : "era";
-    made.sentence = common + (with.label.empty() ? ", as asked for " : ", like " + with.label + " ") + of;
+    made.sentence = common + (with.label.empty() ? ", as asked for" : ", like " + with.label + " " + of);
   } else if (what.similarity > 0) {
     made.kind = "era";
     made.sentence =
-        "from about the same years as " + (with.label.empty() ? std::string("asked for") : with.label) + " " + of;
+        "from about the same years as " + (with.label.empty() ? std::string("those asked for") : with.label + " " + of);
   } else {
     made.seed = 0;
   }

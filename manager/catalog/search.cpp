@@ -26,7 +26,8 @@ constexpr kind_queries k_kinds[] = {
      "? "
      "LIMIT ?"},
     {VELOX_CATALOG_ARTISTS, "SELECT id, tracks, name FROM artist WHERE name_key=? LIMIT ?",
-     "SELECT artist.id, tracks, name FROM artist_words JOIN artist ON artist.id=artist_words.rowid WHERE artist_words "
+     "SELECT artist.id, tracks, artist.name FROM artist_words JOIN artist ON artist.id=artist_words.rowid WHERE "
+     "artist_words "
      "MATCH ? "
      "LIMIT ?"},
 };
