@@ -124,6 +124,7 @@ std::string heading(const recommendation& result) {
   std::string filters;
   for (const auto& [kind, name] : result.filters) filters += (filters.empty() ? "" : ", ") + kind + ' ' + name;
   if (!filters.empty()) text += (text.empty() ? "" : "; ") + filters;
+  if (result.invented) text += " (demonstration catalogue: the artists are invented)";
   return safe(text);
 }
 
