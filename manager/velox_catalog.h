@@ -16,7 +16,7 @@ VELOX_BEGIN_DECLS
 
 typedef struct velox_catalog* velox_catalog_handle;
 
-#define VELOX_CATALOG_READ 0u   /* the file must exist */
+#define VELOX_CATALOG_READ   0u /* the file must exist */
 #define VELOX_CATALOG_CREATE 1u /* read and write; made when missing, together with its folder */
 
 /** Opens a catalogue by its service URL. A file that is no catalogue of ours, or of a newer version, is refused untouched. */
@@ -60,8 +60,8 @@ VELOX_API pask_status velox_catalog_scan(velox_catalog_handle catalog, const cha
 
 /* ---- Finding ------------------------------------------------------------------------------------------------------- */
 
-#define VELOX_CATALOG_TRACKS 1u
-#define VELOX_CATALOG_ALBUMS 2u
+#define VELOX_CATALOG_TRACKS  1u
+#define VELOX_CATALOG_ALBUMS  2u
 #define VELOX_CATALOG_ARTISTS 4u
 
 /** Called with each find, best first; the object is borrowed for the call (velox_standin_mdo_addref keeps it). A result other
@@ -70,15 +70,16 @@ typedef int (*velox_catalog_find_fn)(void* context, velox_mdo_handle found);
 
 /** Finds catalogue items whose names hold all words of the text, word beginnings included, ASCII case and the accents of
  *  Latin letters ignored; exact names come first. `kinds` joins VELOX_CATALOG_ bits; `limit` is per kind. */
-VELOX_API pask_status velox_catalog_search(velox_catalog_handle catalog, const char* text, uint32_t kinds, uint32_t limit,
-                                           velox_catalog_find_fn on_find, void* context);
+VELOX_API pask_status velox_catalog_search(velox_catalog_handle catalog, const char* text, uint32_t kinds,
+                                           uint32_t limit, velox_catalog_find_fn on_find, void* context);
 
 /** Called with each element of a list, most tracks first; the element is borrowed for the call. */
-typedef int (*velox_catalog_list_fn)(void* context, velox_list_element_handle element, const char* name, uint64_t tracks);
+typedef int (*velox_catalog_list_fn)(void* context, velox_list_element_handle element, const char* name,
+                                     uint64_t tracks);
 
 /** Lists the genres, moods or eras of the catalogue (VELOX_LIST_ texts). */
-VELOX_API pask_status velox_catalog_list(velox_catalog_handle catalog, const char* list_type, velox_catalog_list_fn on_element,
-                                         void* context);
+VELOX_API pask_status velox_catalog_list(velox_catalog_handle catalog, const char* list_type,
+                                         velox_catalog_list_fn on_element, void* context);
 
 typedef struct velox_catalog_counts {
   uint64_t tracks, albums, artists, genres, moods, eras;
@@ -91,24 +92,26 @@ VELOX_API pask_status velox_catalog_count(velox_catalog_handle catalog, velox_ca
 /* Besides what velox_manager.h's callers read ("velox_val_tui", "_sdkmgr_val_artist_id" and so on), a track, album or artist
  * of the catalogue has these values. A recommendation answer is an object of context "velox_ctx_response" with its tracks,
  * in order, as "velox_ctx_track!" children. */
-#define VELOX_VAL_TITLE "velox_val_title"             /* track, album */
-#define VELOX_VAL_ARTIST "velox_val_artist"           /* track, album: as shown; artist: its name */
-#define VELOX_VAL_ALBUM "velox_val_album"             /* track */
-#define VELOX_VAL_GENRE "velox_val_genre"             /* track: one value for each genre */
-#define VELOX_VAL_MOOD "velox_val_mood"               /* track: one value for each mood */
-#define VELOX_VAL_ERA "velox_val_era"                 /* track, such as "1990s" */
-#define VELOX_VAL_YEAR "velox_val_year"               /* track */
-#define VELOX_VAL_DURATION "velox_val_duration"       /* track: whole seconds */
-#define VELOX_VAL_POPULARITY "velox_val_popularity"   /* track: 0 to 1000 */
-#define VELOX_VAL_LOCATION "velox_val_location"       /* track: path of the audio file, where there is one */
-#define VELOX_VAL_XID "velox_val_xid"                 /* track, artist: identifier that came with the music; on request only */
+#define VELOX_VAL_TITLE      "velox_val_title"      /* track, album */
+#define VELOX_VAL_ARTIST     "velox_val_artist"     /* track, album: as shown; artist: its name */
+#define VELOX_VAL_ALBUM      "velox_val_album"      /* track */
+#define VELOX_VAL_GENRE      "velox_val_genre"      /* track: one value for each genre */
+#define VELOX_VAL_MOOD       "velox_val_mood"       /* track: one value for each mood */
+#define VELOX_VAL_ERA        "velox_val_era"        /* track, such as "1990s" */
+#define VELOX_VAL_YEAR       "velox_val_year"       /* track */
+#define VELOX_VAL_DURATION   "velox_val_duration"   /* track: whole seconds */
+#define VELOX_VAL_POPULARITY "velox_val_popularity" /* track: 0 to 1000 */
+#define VELOX_VAL_LOCATION   "velox_val_location"   /* track: path of the audio file, where there is one */
+#define VELOX_VAL_XID        "velox_val_xid" /* track, artist: identifier that came with the music; on request only */
 /* A track of a recommendation has in addition: why it is there, as one sentence and in parts. */
-#define VELOX_VAL_REASON "velox_val_reason"           /* "same artist as Aurora Lane (seed 1); genre Dream Pop" */
-#define VELOX_VAL_REASON_KIND "velox_val_reason_kind" /* "similar", "artist", "album", "genre", "mood", "era", "popular": the nearest that held */
+#define VELOX_VAL_REASON "velox_val_reason" /* "same artist as Aurora Lane (seed 1); genre Dream Pop" */
+#define VELOX_VAL_REASON_KIND \
+  "velox_val_reason_kind" /* "similar", "artist", "album", "genre", "mood", "era", "popular": the nearest that held */
 #define VELOX_VAL_REASON_SEED "velox_val_reason_seed" /* ordinal of the seed that it is nearest to, from 1 */
-#define VELOX_VAL_SCORE "velox_val_score"             /* 0 to 1000, for comparison inside one answer */
+#define VELOX_VAL_SCORE       "velox_val_score"       /* 0 to 1000, for comparison inside one answer */
 /* And the answer itself: */
-#define VELOX_VAL_FALLBACK "velox_val_fallback"       /* there only when nothing close was left: the step that gave results, in words */
+#define VELOX_VAL_FALLBACK \
+  "velox_val_fallback" /* there only when nothing close was left: the step that gave results, in words */
 
 VELOX_END_DECLS
 

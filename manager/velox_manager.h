@@ -13,7 +13,7 @@
 
 VELOX_BEGIN_DECLS
 
-#define VELOX_MANAGER_MAGIC 0x1eeeeee1u
+#define VELOX_MANAGER_MAGIC   0x1eeeeee1u
 #define VELOX_MANAGER_VERSION "3.10.1"
 
 /* Handles of the manager's own: opaque, never looked into. */
@@ -46,12 +46,12 @@ typedef struct velox_manager_record {
   pask_status (*interface_get)(const char* name, uintptr_t zero1, uintptr_t zero2, void** table);
 } velox_manager_record;
 
-#define VELOX_INTERFACE_ERRORINFO "_velox_errorinfo_interface"
+#define VELOX_INTERFACE_ERRORINFO     "_velox_errorinfo_interface"
 #define VELOX_INTERFACE_HANDLEMANAGER "_velox_handlemanager_interface"
-#define VELOX_INTERFACE_USERINFO "_velox_userinfo_interface"
-#define VELOX_INTERFACE_LOOKUP "_velox_lookup_interface"
-#define VELOX_INTERFACE_MDO "_velox_mdo_interface"
-#define VELOX_INTERFACE_LISTMANAGER "_velox_listmanager_interface"
+#define VELOX_INTERFACE_USERINFO      "_velox_userinfo_interface"
+#define VELOX_INTERFACE_LOOKUP        "_velox_lookup_interface"
+#define VELOX_INTERFACE_MDO           "_velox_mdo_interface"
+#define VELOX_INTERFACE_LISTMANAGER   "_velox_listmanager_interface"
 
 /** Every table begins with this entry, called once at stop with the table itself; ignored. */
 typedef pask_status (*velox_interface_release_fn)(void* table);
@@ -103,8 +103,8 @@ struct velox_lookup_interface {
   pask_status (*lookup_create)(velox_lookup_interface* table, velox_lookup_callback_fn callback, void* data,
                                velox_lookup_handle* lookup);
   velox_reserved_fn reserved2;
-  pask_status (*lookup_add_request)(velox_lookup_handle lookup, const char* type, const char* request, const char* radio,
-                                    uintptr_t one);
+  pask_status (*lookup_add_request)(velox_lookup_handle lookup, const char* type, const char* request,
+                                    const char* radio, uintptr_t one);
   /** Adds a value to a request; values of one ordinal belong together. The texts are copied. */
   pask_status (*lookup_add_data)(velox_lookup_handle lookup, const char* request, const char* key, const char* value,
                                  uint32_t ordinal);
@@ -155,7 +155,7 @@ VELOX_API void* pask_memory_realloc(void* block, uint32_t size);
 VELOX_API void pask_memory_free(void* block); /* null is accepted */
 VELOX_API void pask_memory_memset(void* block, uint8_t byte, uint32_t size);
 VELOX_API void pask_memory_memcpy(void* to, const void* from, uint32_t size);
-VELOX_API void pask_memory_memmove(void* to, const void* from, uint32_t size); /* the blocks may overlap */
+VELOX_API void pask_memory_memmove(void* to, const void* from, uint32_t size);     /* the blocks may overlap */
 VELOX_API int32_t pask_memory_memcmp(const void* a, const void* b, uint32_t size); /* 0 when equal */
 
 /** errorinfo_set, for when the service isn't started. Ignored. */
@@ -166,7 +166,7 @@ VELOX_API pask_status pask_fs_marker_end(void* marker);
 
 /* Level bits of a package's word in g_pask_log_enabled_pkgs. */
 #define PASK_LOG_ERROR 1u /* a failed status, or a refused stop */
-#define PASK_LOG_INFO 4u  /* the service's start and stop */
+#define PASK_LOG_INFO  4u /* the service's start and stop */
 #define PASK_LOG_TRACE 8u /* entry of every service operation, and the notice of an abort */
 
 /** The log hook: line and file of the report, the level, a status word or a package word (package << 16), and a

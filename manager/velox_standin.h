@@ -15,15 +15,16 @@
 VELOX_BEGIN_DECLS
 
 #define VELOX_STANDIN_ERR_INVALID_ARG 0x90010001u /* a required argument is null or empty */
-#define VELOX_STANDIN_ERR_NO_MEMORY 0x90010002u
-#define VELOX_STANDIN_ERR_NOT_FOUND 0x90010003u /* no such value, child, request, interface or result */
-#define VELOX_STANDIN_ERR_NOT_INITED 0x90010007u
+#define VELOX_STANDIN_ERR_NO_MEMORY   0x90010002u
+#define VELOX_STANDIN_ERR_NOT_FOUND   0x90010003u /* no such value, child, request, interface or result */
+#define VELOX_STANDIN_ERR_NOT_INITED  0x90010007u
 #define VELOX_STANDIN_ERR_UNSUPPORTED 0x9001000bu /* a lookup type or a service URL that the provider doesn't serve */
-#define VELOX_STANDIN_ERR_ABORTED 0x90010010u     /* a lookup callback set the abort byte */
-#define VELOX_STANDIN_ERR_IN_USE 0x90010011u      /* the client still holds handles, the object is part of another one or of
+#define VELOX_STANDIN_ERR_ABORTED     0x90010010u /* a lookup callback set the abort byte */
+#define VELOX_STANDIN_ERR_IN_USE \
+  0x90010011u                                 /* the client still holds handles, the object is part of another one or of
                                                    * an answer and takes nothing more, or the lookup is running */
-#define VELOX_STANDIN_ERR_HANDLE 0x90010321u      /* a handle that isn't alive or is of another kind */
-#define VELOX_STANDIN_ERR_CATALOG 0x90010400u     /* the catalogue's database can't be used; the message tells why */
+#define VELOX_STANDIN_ERR_HANDLE  0x90010321u /* a handle that isn't alive or is of another kind */
+#define VELOX_STANDIN_ERR_CATALOG 0x90010400u /* the catalogue's database can't be used; the message tells why */
 
 /* ---- Start and stop ------------------------------------------------------------------------------------------------ */
 
@@ -93,8 +94,8 @@ VELOX_API velox_mdo_handle velox_standin_mdo_child(velox_mdo_handle mdo, const c
 /* ---- List elements ------------------------------------------------------------------------------------------------- */
 
 #define VELOX_LIST_GENRES "velox_list_type_genres"
-#define VELOX_LIST_MOODS "velox_list_type_moods"
-#define VELOX_LIST_ERAS "velox_list_type_eras"
+#define VELOX_LIST_MOODS  "velox_list_type_moods"
+#define VELOX_LIST_ERAS   "velox_list_type_eras"
 
 /** Makes an element of a list, with one reference: its list's type text, its number there, and a name to show or null. */
 VELOX_API pask_status velox_standin_list_element_create(const char* type, int32_t id, const char* name,

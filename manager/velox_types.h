@@ -21,7 +21,7 @@
 
 #ifdef __cplusplus
 #define VELOX_BEGIN_DECLS extern "C" {
-#define VELOX_END_DECLS }
+#define VELOX_END_DECLS   }
 #else
 #define VELOX_BEGIN_DECLS
 #define VELOX_END_DECLS

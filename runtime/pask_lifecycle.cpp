@@ -208,13 +208,13 @@ uint32_t pask_steps_stop(const pask_step_list& list, uint32_t started) {
   return result;
 }
 
-#define PASK_COUNTED(m)                                                            \
-  int32_t pask_##m##_initchecks(void) { return module_count(MODULE_##m); }         \
-  uint32_t pask_##m##_initialize(void) { return module_initialize(MODULE_##m); }   \
+#define PASK_COUNTED(m)                                                          \
+  int32_t pask_##m##_initchecks(void) { return module_count(MODULE_##m); }       \
+  uint32_t pask_##m##_initialize(void) { return module_initialize(MODULE_##m); } \
   uint32_t pask_##m##_shutdown(void) { return module_shutdown(MODULE_##m); }
-#define PASK_MODULE(m)                                                             \
-  PASK_COUNTED(m)                                                                  \
-  const char* pask_##m##_get_version(void) { return g_pask_version; }              \
+#define PASK_MODULE(m)                                                \
+  PASK_COUNTED(m)                                                     \
+  const char* pask_##m##_get_version(void) { return g_pask_version; } \
   const char* pask_##m##_get_build_date(void) { return k_modules[MODULE_##m].build_date; }
 
 PASK_MODULE(thread)

@@ -19,8 +19,8 @@ enum pask_step : uint8_t {
   STEP_RANDOM,
   STEP_HDO,
   STEP_XML,
-  STEP_THREAD_KEY,    // the process-wide key of the thread store
-  STEP_FS_POOL,       // the file-handle manager
+  STEP_THREAD_KEY,  // the process-wide key of the thread store
+  STEP_FS_POOL,     // the file-handle manager
   STEP_ATOMIC_MUTEX,
   STEP_COUNT
 };

@@ -20,13 +20,13 @@
 
 VELOX_BEGIN_DECLS
 
-#define PASK_DECLARE_COUNTED(m)                    \
-  VELOX_API int32_t pask_##m##_initchecks(void);   \
+#define PASK_DECLARE_COUNTED(m)                      \
+  VELOX_API int32_t pask_##m##_initchecks(void);     \
   VELOX_API pask_status pask_##m##_initialize(void); \
   VELOX_API pask_status pask_##m##_shutdown(void);
 
-#define PASK_DECLARE_MODULE(m)                     \
-  PASK_DECLARE_COUNTED(m)                          \
+#define PASK_DECLARE_MODULE(m)                        \
+  PASK_DECLARE_COUNTED(m)                             \
   VELOX_API const char* pask_##m##_get_version(void); \
   VELOX_API const char* pask_##m##_get_build_date(void);
 

@@ -47,7 +47,8 @@ inline bool pask_log_enabled(uint32_t package, uint32_t level) {
 // The failure report: each level that a failed word passes tells of it once, under its own label. The level tested is
 // that of the word's package, not of the reporter's. Information words travel silently.
 inline void pask_report(uint32_t status, const char* label, int32_t line) {
-  if (status_failed(status)) [[unlikely]] pask_report_cold(status, line, label);
+  if (status_failed(status)) [[unlikely]]
+    pask_report_cold(status, line, label);
 }
 
 // Leaves the function with a word that isn't 0.
