@@ -96,6 +96,9 @@ int recommend(const std::string& path, const recommend_request& request) {
   for (const auto& [key, value] : request.options) set_option(key, value);
 
   recommendation result;
+  velox_catalog_counts counts = {};
+  check(velox_catalog_count(catalog.get(), &counts));
+  result.invented = counts.invented != 0;
   for (const named_seed& named : request.seeds) {
     found_object seed = find_seed(catalog.get(), named.kind, named.text);
     check(velox_cadenz_query_set_mdo(query.get(), seed.object.get()), "adding a seed");
@@ -106,9 +109,12 @@ int recommend(const std::string& path, const recommend_request& request) {
   const mdo_owner answer = generate(query.get(), filter.get(), watch);
   read_answer(answer.get(), result);
 
-  if (!result.fallback.empty()) tell("note: " + result.fallback);
-  if (!result.tracks.empty() || request.output != form::table) write_result(rendered(result, request));
-  if (result.tracks.empty()) throw failure("nothing in the catalogue fits", "give fewer filters, or another --from");
+  const bool found = !result.tracks.empty();
+  if (found || request.output != form::table) write_result(rendered(result, request));
+  if (!found)
+    throw failure(result.fallback.empty() ? "nothing in the catalogue fits" : result.fallback,
+                  "give fewer filters, or another --from");
+  if (!result.fallback.empty()) tell("nothing closer was left: " + result.fallback);
   return exit_fine;
 }
 

@@ -9,19 +9,15 @@ namespace app {
 
 namespace {
 
-struct scan_watch {
-  progress_line line;
-};
-
 std::string counted(uint64_t count, const char* what) { return std::to_string(count) + ' ' + what; }
 
 void on_problem(void* context, const char* where, const char* message) noexcept {
-  static_cast<scan_watch*>(context)->line.clear();
+  static_cast<progress_line*>(context)->clear();
   tell(std::string(where) + ": " + message);
 }
 
 int on_progress(void* context, const velox_catalog_scan_report* so_far, const char* where) noexcept {
-  progress_line& line = static_cast<scan_watch*>(context)->line;
+  progress_line& line = *static_cast<progress_line*>(context);
   if (line.due())
     line.show("scanning: " + counted(so_far->seen, "seen, ") + counted(so_far->added + so_far->updated, "taken in, ") +
               counted(so_far->failed, "failed  ") + (where ? where : ""));
@@ -37,12 +33,15 @@ void add(velox_catalog_scan_report& total, const velox_catalog_scan_report& one)
   total.failed += one.failed;
 }
 
+std::string several(uint64_t count, const char* what) { return counted(count, what) + (count == 1 ? "" : "s"); }
+
 std::string summary(const velox_catalog_scan_report& report, const velox_catalog_counts& counts,
                     const std::string& path) {
   return counted(report.seen, "seen: ") + counted(report.added, "new, ") + counted(report.updated, "changed, ") +
          counted(report.unchanged, "unchanged, ") + counted(report.removed, "gone, ") +
-         counted(report.failed, "failed\n") + "The catalogue holds " + counted(counts.tracks, "tracks of ") +
-         counted(counts.artists, "artists: ") + safe(path) + '\n';
+         counted(report.failed, "failed\n") + "The catalogue holds " + several(counts.tracks, "track") + " of " +
+         several(counts.artists, "artist") + ": " + safe(path) + '\n' +
+         (counts.invented ? "It is the demonstration catalogue: its artists are invented.\n" : "");
 }
 
 }  // namespace
@@ -53,26 +52,29 @@ int scan(const std::string& path, const scan_request& request) {
   watch_interrupts();
 
   velox_catalog_scan_report total = {};
-  pask_status status = 0;
-  {
-    scan_watch watch;
-    const velox_catalog_scan_events events{&watch, on_problem, on_progress};
-    for (const std::string& place : request.places) {
-      velox_catalog_scan_report report = {};
-      status = velox_catalog_scan(catalog.get(), place.c_str(), &events, &report);
-      add(total, report);
-      if (status != 0) break;
-    }
+  bool all_scanned = true;
+  for (const std::string& place : request.places) {
+    progress_line line;
+    const velox_catalog_scan_events events{&line, on_problem, on_progress};
+    velox_catalog_scan_report report = {};
+    const pask_status status = velox_catalog_scan(catalog.get(), place.c_str(), &events, &report);
+    line.clear();
+    add(total, report);
+    if (interrupted()) break;
+    if (status == 0) continue;
+    tell(last_error(status));
+    all_scanned = false;
   }
-  if (status != 0 && !interrupted()) throw failure(last_error(status));
 
-  velox_catalog_counts counts = {};
-  check(velox_catalog_count(catalog.get(), &counts), "the catalogue can't be read");
-  write_result(summary(total, counts, path));
+  if (total.seen > 0 || all_scanned) {
+    velox_catalog_counts counts = {};
+    check(velox_catalog_count(catalog.get(), &counts));
+    write_result(summary(total, counts, path));
+  }
   if (interrupted())
     throw failure("interrupted; what was read is in the catalogue",
                   "run the same command again: it goes on from there");
-  return total.failed == 0 ? exit_fine : exit_failed;
+  return all_scanned && total.failed == 0 ? exit_fine : exit_failed;
 }
 
 }  // namespace app

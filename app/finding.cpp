@@ -84,8 +84,7 @@ bool means(const list_kind& kind, const std::string& word, const std::string& na
 
 std::vector<found_object> find(velox_catalog_handle catalog, const std::string& text, item_kind kind, uint32_t limit) {
   std::vector<found_object> found;
-  check(velox_catalog_search(catalog, text.c_str(), search_bit(kind), limit, collect_object, &found),
-        "the catalogue can't be searched");
+  check(velox_catalog_search(catalog, text.c_str(), search_bit(kind), limit, collect_object, &found));
   return found;
 }
 
@@ -102,7 +101,7 @@ found_object find_seed(velox_catalog_handle catalog, item_kind kind, const std::
 
 named_list read_list(velox_catalog_handle catalog, const list_kind& kind) {
   named_list list{kind.plural, {}};
-  check(velox_catalog_list(catalog, kind.type, collect_row, &list.rows), "the catalogue can't be read");
+  check(velox_catalog_list(catalog, kind.type, collect_row, &list.rows));
   return list;
 }
 
@@ -125,7 +124,7 @@ std::vector<std::string> set_elements(velox_catalog_handle catalog, const list_k
   }
 
   setting work{names, filter, 0};
-  check(velox_catalog_list(catalog, kind.type, set_if_named, &work), "the catalogue can't be read");
+  check(velox_catalog_list(catalog, kind.type, set_if_named, &work));
   check(work.status, "the filter can't be set");
   return names;
 }

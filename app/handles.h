@@ -37,9 +37,9 @@ struct failure : std::runtime_error {
 /** The sentence that the manager kept about the last failure, or one for the status word. */
 std::string last_error(pask_status status);
 
-/** Throws a failure when the status isn't 0; `doing` begins its sentence. */
-inline void check(pask_status status, const char* doing) {
-  if (status != 0) throw failure(std::string(doing) + ": " + last_error(status));
+/** Throws a failure when the status isn't 0. `doing` begins its sentence; the catalogue's own sentences need none. */
+inline void check(pask_status status, const char* doing = nullptr) {
+  if (status != 0) throw failure((doing ? std::string(doing) + ": " : std::string()) + last_error(status));
 }
 
 template <class Owner, class Operation, class... Arguments>

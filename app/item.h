@@ -29,6 +29,7 @@ struct item {
 };
 
 struct recommendation {
+  bool invented = false;  // it comes from the demonstration catalogue
   std::vector<item> seeds;
   std::vector<std::pair<std::string, std::string>> filters;  // "genre", "mood" or "era" and the name
   std::string fallback;                                      // what was gone back to; empty when not needed

@@ -45,7 +45,8 @@ std::vector<std::string> nearest(const std::string& text, const std::vector<std:
   std::vector<std::pair<size_t, std::string>> ranked;
   for (const std::string& name : candidates) {
     const std::string known = lower(name).substr(0, longest_compared);
-    const size_t distance = edit_distance(wanted, known);
+    const bool within = wanted.size() >= 3 && known.find(wanted) != std::string::npos;  // "jazz" in "Cool Jazz"
+    const size_t distance = within ? 1 : edit_distance(wanted, known);
     if (distance * 2 <= std::max(wanted.size(), known.size())) ranked.emplace_back(distance, name);
   }
   std::sort(ranked.begin(), ranked.end());

@@ -85,6 +85,7 @@ std::string json_of(const recommendation& result) {
   document["filters"] = json::array();
   for (const auto& [kind, name] : result.filters) document["filters"].push_back({{"kind", kind}, {"name", name}});
   put(document, "fallback", result.fallback);
+  if (result.invented) document["invented"] = true;
   document["tracks"] = array_of(result.tracks);
   return dumped(document);
 }

@@ -123,7 +123,8 @@ std::string heading(const recommendation& result) {
   for (const item& seed : result.seeds) text += (text.empty() ? "From " : ", ") + description(seed);
   std::string filters;
   for (const auto& [kind, name] : result.filters) filters += (filters.empty() ? "" : ", ") + kind + ' ' + name;
-  if (!filters.empty()) text += (text.empty() ? "" : "; ") + filters;
+  if (!filters.empty()) text += (text.empty() ? "From " : "; ") + filters;
+  if (result.invented) text += " (demonstration catalogue: the artists are invented)";
   return safe(text);
 }
 

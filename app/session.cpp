@@ -23,7 +23,7 @@ const char* environment(const char* name) {
 
 catalog_owner opened(const std::string& path, uint32_t mode) {
   const std::string url = catalog_url(path);
-  return acquire<catalog_owner>("the catalogue can't be used", velox_catalog_open, url.c_str(), mode);
+  return acquire<catalog_owner>(nullptr, velox_catalog_open, url.c_str(), mode);
 }
 
 }  // namespace
@@ -73,7 +73,7 @@ catalog_owner open_catalog(const std::string& path) {
 
   catalog_owner catalog = opened(path, VELOX_CATALOG_READ);
   velox_catalog_counts counts = {};
-  check(velox_catalog_count(catalog.get(), &counts), "the catalogue can't be read");
+  check(velox_catalog_count(catalog.get(), &counts));
   if (counts.tracks == 0) throw failure("the catalogue at " + path + " is empty", fill_it);
   return catalog;
 }

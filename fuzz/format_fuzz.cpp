@@ -14,8 +14,8 @@ void require(bool held) {
   if (!held) abort();
 }
 
-// Widths and precisions are cut to three digits, and "*" is left out, whose value would be an address: the engine may be
-// asked for gigabytes, but not here. Overlong forms go, behind which any letter could hide.
+// Widths and precisions are cut to three digits, and "*" is left out, whose value would be an address: the engine may
+// be asked for gigabytes, but not here. Overlong forms go, behind which any letter could hide.
 std::string tamed(const uint8_t* data, size_t size) {
   std::string format(reinterpret_cast<const char*>(data), size);
   int digits = 0;

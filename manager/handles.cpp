@@ -40,16 +40,13 @@ struct alignas(64) shard {
 
 constexpr uint32_t SHARDS = 16;
 // Never destroyed: a client may release objects while the process is ending.
-std::array<shard, SHARDS>& shards() {
-  static auto* all = new std::array<shard, SHARDS>;
-  return *all;
-}
+std::array<shard, SHARDS>& s_shards = *new std::array<shard, SHARDS>;
 std::atomic<uint64_t> s_next_age{1};
 
 shard& shard_of(const void* object) {
   // The multiplier spreads addresses, whose low bits are all alike, over the top four bits.
   const uint32_t mixed = static_cast<uint32_t>(reinterpret_cast<uintptr_t>(object) >> 3) * 2654435769u;
-  return shards()[mixed >> 28];
+  return s_shards[mixed >> 28];
 }
 static_assert(SHARDS == 1u << 4);
 
@@ -101,7 +98,7 @@ struct aged_handle {
 
 std::vector<aged_handle> registered_newest_first() {
   std::vector<aged_handle> all;
-  for (shard& home : shards()) {
+  for (shard& home : s_shards) {
     const std::lock_guard hold(home.lock);
     for (const auto& [handle, row] : home.handles) all.push_back({row.age, const_cast<void*>(handle)});
   }
@@ -154,7 +151,7 @@ void clients_end() {
 
 int64_t registered_handles() {
   int64_t count = 0;
-  for (shard& home : shards()) {
+  for (shard& home : s_shards) {
     const std::lock_guard hold(home.lock);
     count += static_cast<int64_t>(home.handles.size());
   }

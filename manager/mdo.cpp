@@ -51,18 +51,21 @@ class keyed_items {
       ++found->count;
       return;
     }
-    groups_ = with_room_for_one(memory, groups_, used_);
     key stored = name;
     stored.text = kept(name);
-    groups_[used_++] = {stored, 1, item, nullptr};
+    if (used_ % block::ROOM == 0) append_block(memory);
+    last_->groups[used_++ % block::ROOM] = {stored, 1, item, nullptr};
   }
   template <class Visit>
   void each(Visit&& visit) const {
-    for (uint32_t at = 0; at < used_; ++at) {
-      visit(groups_[at].first);
-      for (uint32_t next = 0; next + 1 < groups_[at].count; ++next) visit(groups_[at].more[next]);
-    }
+    for (const block* at = first_; at; at = at->next)
+      for (const group& of : at->groups) {
+        if (of.count != 0) visit(of.first);
+        for (uint32_t next = 0; next + 1 < of.count; ++next) visit(of.more[next]);
+      }
   }
+
+  static constexpr size_t block_bytes() { return sizeof(block); }
 
  private:
   struct group {
@@ -71,13 +74,34 @@ class keyed_items {
     T first;  // most keys have one item
     T* more;
   };
+  // Keys are few and looked for one after the other; in blocks they are never copied. A free place has a length that no
+  // key has.
+  struct block {
+    static constexpr uint32_t ROOM = 4;
+    group groups[ROOM];
+    block* next;
+  };
+  static constexpr uint32_t NO_LENGTH = UINT32_MAX;
+
   group* find(const key& name) const {
-    for (group *at = groups_, *end = groups_ + used_; at != end; ++at)
-      if (at->name == name) return at;
+    for (block* at = first_; at; at = at->next)
+      for (group& of : at->groups)
+        if (of.name == name) return &of;
     return nullptr;
   }
+  void append_block(arena& memory) {
+    auto* made = static_cast<block*>(memory.allocate(sizeof(block), alignof(block)));
+    made->next = nullptr;
+    for (group& of : made->groups) {
+      of.name.length = NO_LENGTH;
+      of.count = 0;
+    }
+    (last_ ? last_->next : first_) = made;
+    last_ = made;
+  }
 
-  group* groups_ = nullptr;
+  block* first_ = nullptr;
+  block* last_ = nullptr;
   uint32_t used_ = 0;
 };
 
@@ -107,8 +131,9 @@ const char* copy_text(mdo& object, std::string_view text) {
 
 const char* kept_as_it_is(const key& name) { return name.text; }
 
-// Record and first block of the arena are one allocation.
+// Record and first memory of the arena are one allocation, with room for the first keys whatever the estimate.
 mdo* allocate_mdo(size_t bytes) {
+  bytes += keyed_items<const char*>::block_bytes();
   void* block = ::operator new(sizeof(mdo) + bytes);
   return new (block) mdo(static_cast<char*>(block) + sizeof(mdo), bytes);
 }
@@ -222,7 +247,7 @@ pask_status add_child(mdo& object, const key& name, velox_mdo_handle child, Kept
   return 0;
 }
 
-constexpr size_t DEFAULT_BYTES = 512;
+constexpr size_t DEFAULT_BYTES = 480;
 
 }  // namespace
 

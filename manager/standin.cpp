@@ -64,7 +64,11 @@ pask_status velox_standin_stop(void) {
   const std::lock_guard hold(standin::s_lifecycle_lock);
   if (standin::s_starts == 0) return VELOX_STANDIN_ERR_NOT_INITED;
   if (--standin::s_starts != 0) return 0;
-  standin::clients_end();
+  const pask_status ended = standin::guarded([]() -> pask_status { return standin::clients_end(), 0; });
+  if (ended != 0) {
+    ++standin::s_starts;
+    return ended;
+  }
   standin::default_provider_stop();
   return 0;
 }

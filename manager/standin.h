@@ -103,7 +103,7 @@ struct mdo;
 /** Builds one object from C++: context and keys are literals that aren't copied; values are. Throws std::bad_alloc. */
 class mdo_builder {
  public:
-  /** `bytes` is an estimate of what the values' texts will take; a good one saves allocations. */
+  /** `bytes` estimates the room in the first allocation: some 50 for each value and child on top of its text. */
   template <size_t N>
   explicit mdo_builder(const char (&context)[N], size_t bytes = 256) : mdo_builder(bytes, context) {}
   mdo_builder(const mdo_builder&) = delete;
@@ -112,7 +112,7 @@ class mdo_builder {
 
   mdo_builder& value(const key& name, std::string_view text);
   mdo_builder& value(const key& name, int64_t number);
-  /** The object takes a reference of its own. */
+  /** The object takes a reference of its own. A dead handle is left out. */
   mdo_builder& child(const key& name, velox_mdo_handle child);
   mdo_builder& child(const key& name, const mdo_ref& held) { return child(name, held.get()); }
   /** Hands the object out; the builder is then empty. */

@@ -33,7 +33,8 @@ VELOX_API pask_status velox_standin_start(const velox_manager_record** record);
 /** Ends one start. The last one frees what was left in the handle registry through its delete functions, newest first and
  *  while the clients are still up, calls the shutdown function of each client that is still registered, and closes
  *  catalogues. Users, metadata objects, list elements and lookups live on until they are released. Not to be called from
- *  inside a delete or shutdown function. Returns 0; 0x90010007 when not started. */
+ *  inside a delete or shutdown function. Returns 0; 0x90010007 when not started; 0x90010002 when the last stop found no memory
+ *  to begin with, which then may be tried again. */
 VELOX_API pask_status velox_standin_stop(void);
 
 /* ---- Last error and log -------------------------------------------------------------------------------------------- */

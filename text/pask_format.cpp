@@ -1,5 +1,5 @@
-// The format engine: walks a format, hands each conversion to the parser and its converter, and pads what comes back into an
-// accumulator. Only the accumulator knows about room and refusal; nothing here looks at its answers.
+// The format engine: walks a format, hands each conversion to the parser and its converter, and pads what comes back
+// into an accumulator. Only the accumulator knows about room and refusal; nothing here looks at its answers.
 #include "pask_format.h"
 
 #include <string.h>

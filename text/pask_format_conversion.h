@@ -35,8 +35,8 @@ constexpr uint32_t NO_PRECISION = UINT32_MAX;
 constexpr uint32_t MAX_PRECISION = 310;  // of conversions without TRAIT_ANY_PRECISION
 constexpr uint32_t MAX_NUMBER_WIDTH = 340;
 constexpr uint32_t MAX_FLOAT_PRECISION = 165;
-// Where numbers and characters are built. The longest is a fixed float: sign, 309 digits, point, decimals; an integer takes
-// its width, a sign and a prefix.
+// Where numbers and characters are built. The longest is a fixed float: sign, 309 digits, point, decimals; an integer
+// takes its width, a sign and a prefix.
 constexpr uint32_t WORK_AREA = 1 + 309 + 1 + MAX_FLOAT_PRECISION + 4;
 static_assert(WORK_AREA >= MAX_NUMBER_WIDTH + 3 && WORK_AREA > MAX_PRECISION);
 
@@ -74,8 +74,8 @@ inline uint32_t format_next_char(const char** at) {
   return character;
 }
 
-// Reads the conversion behind a "%", with the arguments of its width and precision. Gives the position behind it, or null
-// when the format ended inside.
+// Reads the conversion behind a "%", with the arguments of its width and precision. Gives the position behind it, or
+// null when the format ended inside.
 const char* format_parse(const char* at, format_args* args, conversion* c);
 
 // The sign in front of a number that isn't negative, 0 for none.

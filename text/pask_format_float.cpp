@@ -1,6 +1,6 @@
-// The conversions of floats: fixed, with an exponent, and whichever of the two is shorter. The text is what this sequence of
-// double operations gives, bit for bit, on every target; so no operation may run in a wider format or be fused with its
-// neighbour (see CMakeLists.txt), and none may be reordered.
+// The conversions of floats: fixed, with an exponent, and whichever of the two is shorter. The text is what this
+// sequence of double operations gives, bit for bit, on every target; so no operation may run in a wider format or be
+// fused with its neighbour (see CMakeLists.txt), and none may be reordered.
 #include <float.h>
 #include <string.h>
 
@@ -48,9 +48,9 @@ struct digit_source {
   char digits[SIGNIFICANT];
   uint32_t taken = 0;
 
-  // From 1 to 10 a double is a multiple of 2^-52, and each step makes that unit at least twice as large. After three steps
-  // it is 2^-49; from then on no step rounds, and the rest is exact in 64-bit integers, four digits at a time. A value below
-  // 1 is a lone rounder, whose digits are all 0.
+  // From 1 to 10 a double is a multiple of 2^-52, and each step makes that unit at least twice as large. After three
+  // steps it is 2^-49; from then on no step rounds, and the rest is exact in 64-bit integers, four digits at a time. A
+  // value below 1 is a lone rounder, whose digits are all 0.
   digit_source(double v, uint32_t wanted) {
     constexpr int EXACT_BITS = 49;
     for (int i = 0; i < 3; ++i) {

@@ -152,15 +152,10 @@ uint8_t pask_string_isbool(const char* s) {
   return text_equal_nocase(s, "true") || text_equal_nocase(s, "false");
 }
 
-// --- Text to floating point. Every operation rounds to a double at once: no extended registers, no fused operations.
+// --- Text to floating point. Every operation rounds to a double at once: the build
+// allows no extended registers and no fused operations here.
 
-#if defined(__i386__) && !defined(__SSE2_MATH__)
-#define ROUND_TO_DOUBLE [[gnu::target("sse2,fpmath=sse")]]
-#else
-#define ROUND_TO_DOUBLE
-#endif
-
-ROUND_TO_DOUBLE static const char* accumulate_digits(const char* s, double* value) {
+static const char* accumulate_digits(const char* s, double* value) {
   double sum = *value;
   for (; is_digit(*s); ++s) {
     sum *= 10.0;
@@ -171,7 +166,7 @@ ROUND_TO_DOUBLE static const char* accumulate_digits(const char* s, double* valu
 }
 
 // One multiplication for each step. Once a product equals its factor (0, infinity) all others would too.
-ROUND_TO_DOUBLE static void scale(double* value, int32_t exponent) {
+static void scale(double* value, int32_t exponent) {
   const double factor = exponent < 0 ? 0.1 : 10.0;
   uint32_t steps = static_cast<uint32_t>(exponent);
   if (exponent < 0) steps = 0 - steps;
@@ -198,7 +193,7 @@ static uint32_t read_exponent(const char* s) {
   return negative ? 0 - exponent : exponent;
 }
 
-ROUND_TO_DOUBLE double pask_string_atof64(const char* s) {
+double pask_string_atof64(const char* s) {
   if (!s) return 0.0;
   while (text_byte(s) - 1u < 32u) ++s;
   const bool negative = take_sign(&s);

@@ -1,5 +1,5 @@
-// The accumulator: life, growth, appending and change. Formats through the engine of pask_format.h. Takes no lock and logs
-// nothing.
+// The accumulator: life, growth, appending and change. Formats through the engine of pask_format.h. Takes no lock and
+// logs nothing.
 #include "pask_string_accum.h"
 
 #include <stddef.h>

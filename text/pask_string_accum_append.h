@@ -15,28 +15,28 @@ uint32_t accum_append_grown(pask_string_accum* acc, const char* bytes, size_t n)
 // True when n more bytes and the terminator fit as it is.
 inline bool accum_has_room(const pask_string_accum* acc, size_t n) { return acc->capacity - acc->length > n; }
 
+// Moves n bytes as two words that may overlap, n being one to two words.
+template <typename Word>
+void move_ends(char* to, const char* from, size_t n) {
+  Word head, tail;
+  memcpy(&head, from, sizeof head);
+  memcpy(&tail, from + n - sizeof tail, sizeof tail);
+  memcpy(to, &head, sizeof head);
+  memcpy(to + n - sizeof tail, &tail, sizeof tail);
+}
+
 // memmove, without the call for the few bytes that most pieces of a text have.
 inline void move_bytes(char* to, const char* from, size_t n) {
-  if (n > 16) {
+  if (n > 16)
     memmove(to, from, n);
-  } else if (n >= 8) {
-    uint64_t head, tail;
-    memcpy(&head, from, 8);
-    memcpy(&tail, from + n - 8, 8);
-    memcpy(to, &head, 8);
-    memcpy(to + n - 8, &tail, 8);
-  } else if (n >= 4) {
-    uint32_t head, tail;
-    memcpy(&head, from, 4);
-    memcpy(&tail, from + n - 4, 4);
-    memcpy(to, &head, 4);
-    memcpy(to + n - 4, &tail, 4);
-  } else if (n > 0) {
-    const char first = from[0], middle = from[n / 2], last = from[n - 1];
-    to[0] = first;
-    to[n / 2] = middle;
-    to[n - 1] = last;
-  }
+  else if (n >= 8)
+    move_ends<uint64_t>(to, from, n);
+  else if (n >= 4)
+    move_ends<uint32_t>(to, from, n);
+  else if (n >= 2)
+    move_ends<uint16_t>(to, from, n);
+  else if (n == 1)
+    *to = *from;
 }
 
 inline void accum_put(pask_string_accum* acc, const char* bytes, size_t n) {
@@ -53,8 +53,8 @@ inline uint32_t accum_append(pask_string_accum* acc, const char* bytes, size_t n
   return 0;
 }
 
-// A record and `Room` bytes of text in one block on the stack, laid out as pask_string_accum_create lays them, but without
-// zeroing a block that nobody else sees.
+// A record and `Room` bytes of text in one block on the stack, laid out as pask_string_accum_create lays them, but
+// without zeroing a block that nobody else sees.
 template <uint32_t Room>
 struct stack_accum {
   pask_string_accum record;

@@ -2,6 +2,8 @@
 //
 // A search by characters ends at an invalid sequence and also finds overlong forms. libc's searches by bytes give the same
 // answer as long as the text in front of the find is valid and in its shortest form, which is checked behind them.
+#include <ctype.h>
+
 #include "pask_string.h"
 #include "pask_text.h"
 #include "pask_utf8.h"
@@ -52,13 +54,13 @@ char* pask_string_strrchr(const char* s, uint32_t c) {
   return position(last);
 }
 
-// A set of the 256 byte values.
+// A set of the 256 byte values. libc's unlimited search keeps the same table.
 struct byte_set {
   uint8_t has[256] = {};
 };
 
 uint32_t pask_string_strcspn(const char* s, const char* reject) {
-  return pask_string_strcnspn(s, reject, TEXT_NO_LIMIT);
+  return s && reject ? static_cast<uint32_t>(strcspn(s, reject)) : 0;
 }
 
 uint32_t pask_string_strcnspn(const char* s, const char* reject, uint32_t n) {
@@ -89,16 +91,25 @@ struct occurrence {
   uint32_t chars;
 };
 
-// The search by characters. first is the needle's first character, folded when not exact.
-static occurrence search_chars(const char* haystack, const char* needle, uint32_t needle_chars, uint32_t first,
-                               bool exact) {
+// The search by characters, for a needle of that many characters.
+static occurrence search_chars(const char* haystack, const char* needle, uint32_t needle_chars, bool exact) {
+  const __int32_t* const lower = *__ctype_tolower_loc();  // as pask_string_char_tolower() takes it
+  const auto fold = [=](uint32_t c) { return exact || c > 254 ? c : static_cast<uint32_t>(lower[c]); };
+  uint32_t first = 0;
+  utf8_decode(needle, &first);
+  first = fold(first);
   for (;;) {
     const char* const candidate = haystack;
     uint32_t c = 0;
     const uint32_t size = utf8_decode(haystack, &c);
     if (size == 0 || *haystack == 0) return {};
     haystack += size;
-    if ((exact ? c : pask_string_char_tolower(c)) != first) continue;
+    if (fold(c) != first) continue;
+    // An ASCII byte behind the first that differs for certain spares the comparison.
+    const uint8_t next = text_byte(haystack), wanted = text_byte(needle + 1);
+    if (needle_chars > 1 && (next | wanted) < 0x80 && size == 1 && !text_is_multibyte(needle) &&
+        byte_tolower(next) != byte_tolower(wanted))
+      continue;
     int32_t difference = 0;
     occurrence found = {candidate, nullptr, 0};
     if (_pask_string_utf8_compare(candidate, needle, needle_chars, exact, &difference, &found.chars, &found.end,
@@ -115,10 +126,7 @@ static occurrence search(const char* haystack, const char* needle, bool exact) {
     if (is_plain(haystack, at ? at : haystack + strlen(haystack)))
       return at ? occurrence{at, at + extent.bytes, extent.chars} : occurrence{};
   }
-  uint32_t first = 0;
-  utf8_decode(needle, &first);
-  if (!exact) first = pask_string_char_tolower(first);
-  return search_chars(haystack, needle, extent.chars + (extent.invalid ? 1 : 0), first, exact);
+  return search_chars(haystack, needle, extent.chars + (extent.invalid ? 1 : 0), exact);
 }
 
 char* _pask_string_substring(const char* haystack, const char* needle, const char** end, uint32_t* chars,

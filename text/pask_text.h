@@ -45,6 +45,39 @@ inline text_word word_letters(text_word w, char first) {
 inline text_word word_tolower(text_word w) { return w | word_letters(w, 'A') >> 2; }
 inline text_word word_toupper(text_word w) { return w ^ word_letters(w, 'a') >> 2; }
 
+// --- Blocks: the widest unit that the target compares at once, a vector or a word.
+
+#if defined(__SSE2__) || defined(__ARM_NEON)
+typedef uint8_t text_block __attribute__((vector_size(16)));
+
+inline bool block_any(text_block block) {
+  uint64_t halves[2];
+  memcpy(halves, &block, sizeof halves);
+  return (halves[0] | halves[1]) != 0;
+}
+
+inline text_block block_letters(text_block block) { return (text_block)(block - 'a' < 26) & 0x20; }
+#else
+typedef text_word text_block;
+
+inline bool block_any(text_block block) { return block != 0; }
+inline text_block block_letters(text_block block) { return word_letters(block, 'a') >> 2; }
+#endif
+
+// Whether two blocks are the same but for the case of letters: only bit 0x20 may differ, and only in a letter. With Ascii,
+// they must be ASCII too.
+template <bool Ascii>
+inline bool blocks_same_nocase(const char* a, const char* b) {
+  text_block block_a, block_b, bits;
+  memcpy(&block_a, a, sizeof block_a);
+  memcpy(&block_b, b, sizeof block_b);
+  memset(&bits, 0x20, sizeof bits);
+  const text_block difference = block_a ^ block_b;
+  const text_block wrong = difference & ~block_letters(block_a | bits);
+  memset(&bits, 0x80, sizeof bits);
+  return !block_any(Ascii ? wrong | (block_a & bits) : wrong);
+}
+
 // --- Bytes and characters.
 
 inline uint8_t text_byte(const char* p) { return static_cast<uint8_t>(*p); }
@@ -127,11 +160,8 @@ uint32_t _utf8_step_back(const char** pp, size_t before, uint32_t* c);
 // 1 when the n bytes at a and b are the same letters in any ASCII case.
 inline bool text_same_nocase(const char* a, const char* b, size_t n) {
   size_t i = 0;
-  for (; n - i >= sizeof(text_word); i += sizeof(text_word)) {
-    const text_word wa = text_load(a + i);
-    const text_word wb = text_load(b + i);
-    if (wa != wb && word_tolower(wa) != word_tolower(wb)) return false;
-  }
+  for (; n - i >= sizeof(text_block); i += sizeof(text_block))
+    if (!blocks_same_nocase<false>(a + i, b + i)) return false;
   for (; i < n; ++i)
     if (byte_tolower(text_byte(a + i)) != byte_tolower(text_byte(b + i))) return false;
   return true;

@@ -94,11 +94,14 @@ static uint32_t ascii_agreement(const char* a, const char* b, uint32_t max_chars
     const size_t ahead = text_min(TEXT_WINDOW, max_chars - done);
     const size_t window = strnlen(b + done, strnlen(a + done, ahead));
     const uint32_t end = done + static_cast<uint32_t>(window);
-    for (; end - done >= WORD; done += WORD) {
-      const text_word wa = text_load(a + done);
-      const text_word wb = text_load(b + done);
-      if ((wa | wb) & WORD_HIGHS) return done;
-      if (wa != wb && (exact || word_tolower(wa) != word_tolower(wb))) return done;
+    if (exact) {
+      for (; end - done >= WORD; done += WORD) {
+        const text_word word = text_load(a + done);
+        if (word != text_load(b + done) || (word & WORD_HIGHS)) return done;
+      }
+    } else {
+      for (; end - done >= sizeof(text_block); done += static_cast<uint32_t>(sizeof(text_block)))
+        if (!blocks_same_nocase<true>(a + done, b + done)) return done;
     }
     if (window < TEXT_WINDOW) return done;
   }
@@ -144,25 +147,28 @@ uint32_t _pask_string_utf8_copy(char* dst, uint32_t size, const char* src, uint3
   uint32_t room = size > 0 ? size - 1 : 0;
   uint32_t status = 0;
   while (const size_t window = strnlen(src, text_min(TEXT_WINDOW, text_min(room, max_chars)))) {
-    const size_t run = text_ascii_run(src, src + window);
-    memcpy(dst, src, run);
-    src += run;
-    dst += run;
-    room -= static_cast<uint32_t>(run);
-    max_chars -= static_cast<uint32_t>(run);
-    for (; room != 0 && max_chars != 0 && text_is_multibyte(src); --max_chars) {
-      const uint32_t bytes = utf8_lead_size(text_byte(src));
-      const bool fits = bytes <= room;
-      const bool cut = fits && (src[1] == 0 || (bytes == 3 && src[2] == 0));
-      if (bytes == 0 || cut) status = STRING_ERR_INVALID_UTF8;
-      if (status != 0 || !fits) {
-        *dst = 0;
-        return status;
+    for (const char* const end = src + window; src < end && room != 0;) {
+      const uint32_t run =
+          static_cast<uint32_t>(text_ascii_run(src, src + text_min(static_cast<size_t>(end - src), room)));
+      memcpy(dst, src, run);
+      src += run;
+      dst += run;
+      room -= run;
+      max_chars -= run;
+      for (; src < end && room != 0 && text_is_multibyte(src); --max_chars) {
+        const uint32_t bytes = utf8_lead_size(text_byte(src));
+        const bool fits = bytes <= room;
+        const bool cut = fits && (src[1] == 0 || (bytes == 3 && src[2] == 0));
+        if (bytes == 0 || cut) status = STRING_ERR_INVALID_UTF8;
+        if (status != 0 || !fits) {
+          *dst = 0;
+          return status;
+        }
+        for (uint32_t i = 0; i < bytes; ++i) dst[i] = src[i];
+        src += bytes;
+        dst += bytes;
+        room -= bytes;
       }
-      for (uint32_t i = 0; i < bytes; ++i) dst[i] = src[i];
-      src += bytes;
-      dst += bytes;
-      room -= bytes;
     }
   }
   *dst = 0;

@@ -83,6 +83,7 @@ TEST_F(Recommend, SaysWhatToDoWhenANameIsUnknown) {
       {{"--track", "Sogn A1"}, "no track", "Song A1"},
       {{"--album", "Nowhere Near Anything"}, "no album", "cadenz search"},
       {{"--genre", "Jaz"}, "no genre", "Jazz"},
+      {{"--genre", "Beat"}, "no genre", "Balkan"},
       {{"--mood", "Quite Another"}, "no mood", "cadenz lists moods"},
   };
   for (const auto& row : rows) {

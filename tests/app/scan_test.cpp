@@ -48,7 +48,10 @@ TEST_F(Scan, TakesInWhatIsSoundOfATabSeparatedFile) {
     EXPECT_TRUE(holds(bad.error, "bad.tsv")) << bad.error;
   }
   EXPECT_EQ(search("Good").size(), 1u);
-  EXPECT_EQ(run({"scan", path("not there")}).status, 1);
+
+  const outcome missing = run({"scan", path("not there"), path("some.tsv")});
+  EXPECT_EQ(missing.status, 1);
+  EXPECT_TRUE(holds(missing.error, "not there") && holds(missing.out, "1 unchanged")) << missing.error << missing.out;
 }
 
 class ScanAudio : public Scan {
@@ -134,14 +137,14 @@ TEST_F(ScanAudio, ToldOfBrokenFilesAndGoesOn) {
   EXPECT_FALSE(holds(scanned.error, "readme.txt")) << scanned.error;
   EXPECT_TRUE(holds(scanned.out, may_read_all ? "5 new" : "4 new")) << scanned.out;
 
-  for (const char* word : {"Whole", "Odd", "Rawtitle", "bare"}) {
+  for (const char* word : {"Whole", "Odd", "raw", "bare"}) {
     const json found = search(word);
     ASSERT_FALSE(found.is_discarded()) << word;
     EXPECT_EQ(found.size(), 1u) << word;
   }
   const outcome shown = run_on_terminal({"search", "Odd"}, 80);
   EXPECT_FALSE(holds(shown.out, "\x1b[31m") || holds(shown.out, "\x07")) << shown.out;
-  EXPECT_EQ(run({"recommend", "--track", "Rawtitle"}).status, 0);
+  EXPECT_EQ(run({"recommend", "--track", "raw"}).status, 0);
 }
 
 TEST_F(ScanAudio, StopsSoundlyOnCtrlCAndGoesOnNextTime) {

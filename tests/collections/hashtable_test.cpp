@@ -124,7 +124,8 @@ TEST_P(Agrees, WithAModelUnderRandomOperations) {
     const auto first = std::find_if(model.begin(), model.end(), same);
     const auto end = std::find_if_not(first, model.end(), same);
     const uint32_t index = below(3);
-    const bool has = index < end - first;
+    const uint32_t values = static_cast<uint32_t>(end - first);
+    const bool has = index < values;
     switch (below(12)) {
       case 0:
         EXPECT_EQ(update(name.c_str(), index, value), has ? 0u : NOT_FOUND);
@@ -148,7 +149,7 @@ TEST_P(Agrees, WithAModelUnderRandomOperations) {
         uint32_t count = 77;
         EXPECT_EQ(find(name.c_str(), index) != nullptr, has);
         EXPECT_EQ(pask_hashtable_value_count(table, name.c_str(), &count), 0u);
-        EXPECT_EQ(count, first == end ? 77 : end - first);
+        EXPECT_EQ(count, values == 0 ? 77 : values);
         break;
       }
       case 5: {

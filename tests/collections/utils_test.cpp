@@ -23,11 +23,11 @@ int32_t by_first_byte(const void* a, const void* b, void* context) {
 }
 
 // The order that the sort promises, also of equal elements: partition around the middle one, on whole elements.
-void sort_as_told(std::vector<bytes>& items, int64_t low, int64_t high) {
+void sort_as_told(std::vector<bytes>& items, int32_t low, int32_t high) {
   if (low >= high) return;
   std::swap(items[low + (high - low) / 2], items[high]);
-  int64_t store = low;
-  for (int64_t i = low; i < high; ++i)
+  int32_t store = low;
+  for (int32_t i = low; i < high; ++i)
     if (items[i][0] < items[high][0]) std::swap(items[store++], items[i]);
   std::swap(items[store], items[high]);
   sort_as_told(items, store + 1, high);
@@ -45,7 +45,7 @@ TEST(Sort, GivesTheToldOrderForAnySizeAndAlignment) {
       uint8_t* const base = room.data() + 1;
       for (uint32_t i = 0; i < count; ++i) std::memcpy(base + size_t{i} * size, items[i].data(), size);
 
-      sort_as_told(items, 0, count - 1);
+      sort_as_told(items, 0, static_cast<int32_t>(count) - 1);
       ASSERT_EQ(pask_utils_qsort(base, count, size, by_first_byte, &s_compared), 0u);
       for (uint32_t i = 0; i < count; ++i)
         ASSERT_EQ(std::memcmp(base + size_t{i} * size, items[i].data(), size), 0) << size << " bytes, element " << i;

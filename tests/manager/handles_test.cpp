@@ -152,14 +152,14 @@ TEST_F(Handles, DeleteFunctionMayReleaseAndAdd) {
   EXPECT_EQ(handles->handle_release(&owner), 0u);
 }
 
-// Every thread tries its luck with handles that another one makes and ends: what it got a reference of must be whole.
+// Threads try their luck with handles that another one makes and ends: what they get a reference of must be whole.
 TEST_F(Handles, ReferencesRaceWithTheLastRelease) {
-  constexpr int ROUNDS = 3000;
+  constexpr int WANTED = 300, AT_MOST = 1000000;
   std::atomic<velox_mdo_handle> shared{nullptr};
   std::atomic<bool> done{false};
-  std::atomic<int> deletes{0};
+  std::atomic<int> caught{0}, added{0}, deleted{0};
   const auto guess = [&] {
-    for (int registered = 0; !done;) {
+    while (!done) {
       const velox_mdo_handle mdo = shared.load();
       handles->handle_validate_mdo(mdo);
       if (mdos->mdo_addref(mdo) == 0) {
@@ -167,25 +167,25 @@ TEST_F(Handles, ReferencesRaceWithTheLastRelease) {
         EXPECT_EQ(mdos->mdo_value_get(mdo, "velox_val_tui", 1, &value), 0u);
         EXPECT_STREQ(value, "12345");
         EXPECT_EQ(mdos->mdo_release(mdo), 0u);
+        ++caught;
       }
-      if (handles->handle_add(client, &deletes, 1, [](void* object) { ++*static_cast<std::atomic<int>*>(object); }) ==
-          0)
-        ++registered;
-      handles->handle_validate(&deletes, 1);
-      handles->handle_release(&deletes);
+      const auto count = [](void* object) { ++*static_cast<std::atomic<int>*>(object); };
+      if (handles->handle_add(client, &deleted, 1, count) == 0) ++added;
+      handles->handle_validate(&deleted, 1);
+      handles->handle_release(&deleted);
     }
   };
   std::vector<std::thread> threads;
   for (int count = 0; count < 3; ++count) threads.emplace_back(guess);
-  for (int round = 0; round < ROUNDS; ++round) {
+  for (int round = 0; caught < WANTED && round < AT_MOST; ++round) {
     const velox_mdo_handle mdo = make_mdo();
     velox_standin_mdo_value_add(mdo, "velox_val_tui", "12345");
     shared = mdo;
-    EXPECT_EQ(mdos->mdo_addref(mdo), 0u);
-    EXPECT_EQ(mdos->mdo_release(mdo), 0u);
+    if (round % 64 == 0) std::this_thread::yield();
     EXPECT_EQ(mdos->mdo_release(mdo), 0u);
   }
   done = true;
   for (std::thread& thread : threads) thread.join();
-  handles->handle_release(&deletes);
+  EXPECT_GE(caught, WANTED);
+  EXPECT_EQ(deleted, added) << "each registration ended in one delete call";
 }

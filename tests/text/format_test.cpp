@@ -131,7 +131,7 @@ TEST(Format, Floats) {
   EXPECT_EQ(largest.size(), 1 + 309 + 1 + 165u);
 }
 
-// The digits as they are defined: the integer part, then ten times what is left. From 1 to 10 nothing comes before them.
+// The digits as they are defined: the integer part, then ten times what is left. From 1 to 10 nothing is done before.
 TEST(Format, FloatDigitsAreExact) {
   const unsigned seed = std::random_device{}();
   std::mt19937_64 random(seed);

@@ -1,0 +1,203 @@
+// The vector against std::vector behind the same calls, the sort against qsort_r and std::sort, the critical section against a
+// recursive mutex.
+#include <benchmark/benchmark.h>
+#include <pthread.h>
+#include <stdlib.h>
+#include <velox/pask_modules.h>
+#include <velox/pask_thread.h>
+#include <velox/pask_utils.h>
+#include <velox/pask_vector.h>
+
+#include <algorithm>
+#include <mutex>
+#include <random>
+#include <vector>
+
+namespace {
+
+using values = std::vector<uintptr_t>;
+
+values random_values(size_t count) {
+  std::mt19937_64 random(1);
+  values all(count);
+  for (uintptr_t& value : all) value = static_cast<uintptr_t>(random() | 1);
+  return all;
+}
+
+int32_t by_value(uintptr_t a, uintptr_t b) { return (a > b) - (a < b); }
+
+/* ---- Vector -------------------------------------------------------------------------------------------------------- */
+
+void vector_add(benchmark::State& state, uint32_t flags) {
+  pask_datatypes_initialize();
+  for (auto _ : state) {
+    pask_vector_handle vector = nullptr;
+    pask_vector_create(&vector, flags, nullptr, nullptr);
+    for (int64_t i = 0; i < state.range(0); ++i) pask_vector_add(vector, static_cast<uintptr_t>(i));
+    pask_vector_delete(vector);
+  }
+  state.SetItemsProcessed(state.iterations() * state.range(0));
+  pask_datatypes_shutdown();
+}
+
+template <class Lock>
+void std_vector_add(benchmark::State& state, Lock lock) {
+  for (auto _ : state) {
+    values vector;
+    for (int64_t i = 0; i < state.range(0); ++i) {
+      lock.lock();
+      vector.push_back(static_cast<uintptr_t>(i));
+      lock.unlock();
+      benchmark::DoNotOptimize(vector.data());
+    }
+  }
+  state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+
+struct no_lock {
+  void lock() {}
+  void unlock() {}
+};
+
+struct recursive_lock {
+  void lock() { mutex->lock(); }
+  void unlock() { mutex->unlock(); }
+  std::recursive_mutex* mutex;
+};
+
+std::recursive_mutex s_mutex;
+
+void Add_Vector(benchmark::State& state) { vector_add(state, 0); }
+void Add_StdVector(benchmark::State& state) { std_vector_add(state, no_lock{}); }
+void AddLocked_Vector(benchmark::State& state) { vector_add(state, PASK_VECTOR_THREADSAFE); }
+void AddLocked_StdVector(benchmark::State& state) { std_vector_add(state, recursive_lock{&s_mutex}); }
+BENCHMARK(Add_Vector)->Arg(10000);
+BENCHMARK(Add_StdVector)->Arg(10000);
+BENCHMARK(AddLocked_Vector)->Arg(10000);
+BENCHMARK(AddLocked_StdVector)->Arg(10000);
+
+void FindSorted_Vector(benchmark::State& state) {
+  pask_datatypes_initialize();
+  pask_vector_handle vector = nullptr;
+  pask_vector_create(&vector, 0, nullptr, nullptr);
+  const values all = random_values(10000);
+  for (const uintptr_t value : all) pask_vector_add(vector, value);
+  pask_vector_sort(vector, by_value, 0);
+  uint32_t index = 0;
+  size_t i = 0;
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(pask_vector_find(vector, all[i++ % all.size()], &index));
+  }
+  pask_vector_delete(vector);
+  pask_datatypes_shutdown();
+}
+
+void FindSorted_Bsearch(benchmark::State& state) {
+  const values all = random_values(10000);
+  values sorted = all;
+  std::sort(sorted.begin(), sorted.end());
+  size_t i = 0;
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(bsearch(&all[i++ % all.size()], sorted.data(), sorted.size(), sizeof(uintptr_t),
+                                     [](const void* a, const void* b) -> int {
+                                       return by_value(*static_cast<const uintptr_t*>(a),
+                                                       *static_cast<const uintptr_t*>(b));
+                                     }));
+  }
+}
+BENCHMARK(FindSorted_Vector);
+BENCHMARK(FindSorted_Bsearch);
+
+/* ---- Sort ---------------------------------------------------------------------------------------------------------- */
+
+// An element of so many bytes, in the order of its first word.
+template <size_t Size>
+struct element {
+  uintptr_t key;
+  unsigned char rest[Size - sizeof(uintptr_t)];
+};
+template <>
+struct element<sizeof(uintptr_t)> {
+  uintptr_t key;
+};
+
+int32_t by_key(const void* a, const void* b, void*) {
+  return by_value(*static_cast<const uintptr_t*>(a), *static_cast<const uintptr_t*>(b));
+}
+
+template <size_t Size, class Sort>
+void sort_all(benchmark::State& state, Sort sort) {
+  std::vector<element<Size>> all(100000);
+  const values keys = random_values(all.size());
+  for (size_t i = 0; i < all.size(); ++i) all[i].key = keys[i];
+  for (auto _ : state) {
+    state.PauseTiming();
+    auto work = all;
+    state.ResumeTiming();
+    sort(work);
+    benchmark::DoNotOptimize(work.data());
+  }
+}
+
+template <size_t Size>
+void Sort_Utils(benchmark::State& state) {
+  sort_all<Size>(state, [](auto& work) {
+    pask_utils_qsort(work.data(), static_cast<uint32_t>(work.size()), Size, by_key, nullptr);
+  });
+}
+
+template <size_t Size>
+void Sort_LibcQsort(benchmark::State& state) {
+  sort_all<Size>(state, [](auto& work) { qsort_r(work.data(), work.size(), Size, by_key, nullptr); });
+}
+BENCHMARK_TEMPLATE(Sort_Utils, sizeof(uintptr_t))->Unit(benchmark::kMillisecond);
+BENCHMARK_TEMPLATE(Sort_LibcQsort, sizeof(uintptr_t))->Unit(benchmark::kMillisecond);
+BENCHMARK_TEMPLATE(Sort_Utils, 24)->Unit(benchmark::kMillisecond);
+BENCHMARK_TEMPLATE(Sort_LibcQsort, 24)->Unit(benchmark::kMillisecond);
+BENCHMARK_TEMPLATE(Sort_Utils, 64)->Unit(benchmark::kMillisecond);
+BENCHMARK_TEMPLATE(Sort_LibcQsort, 64)->Unit(benchmark::kMillisecond);
+
+/* ---- Locks --------------------------------------------------------------------------------------------------------- */
+
+void EnterLeave_Critsec(benchmark::State& state) {
+  pask_critsec_handle section = nullptr;
+  pask_thread_critsec_create(&section);
+  for (auto _ : state) {
+    pask_thread_critsec_enter(section);
+    pask_thread_critsec_leave(section);
+  }
+  pask_thread_critsec_delete(section);
+}
+
+void EnterLeave_RecursiveMutex(benchmark::State& state) {
+  for (auto _ : state) {
+    s_mutex.lock();
+    s_mutex.unlock();
+  }
+}
+
+void ReadLock_Rwlock(benchmark::State& state) {
+  pask_rwlock_handle lock = nullptr;
+  pask_thread_rwlock_create(&lock);
+  for (auto _ : state) {
+    pask_thread_rwlock_readlock(lock);
+    pask_thread_rwlock_unlock(lock);
+  }
+  pask_thread_rwlock_delete(lock);
+}
+
+void ReadLock_Pthread(benchmark::State& state) {
+  pthread_rwlock_t lock = PTHREAD_RWLOCK_INITIALIZER;
+  for (auto _ : state) {
+    pthread_rwlock_rdlock(&lock);
+    pthread_rwlock_unlock(&lock);
+  }
+}
+BENCHMARK(EnterLeave_Critsec);
+BENCHMARK(EnterLeave_RecursiveMutex);
+BENCHMARK(ReadLock_Rwlock);
+BENCHMARK(ReadLock_Pthread);
+
+}  // namespace
+
+BENCHMARK_MAIN();
