@@ -69,7 +69,8 @@ VELOX_API pask_status velox_catalog_scan(velox_catalog_handle catalog, const cha
 typedef int (*velox_catalog_find_fn)(void* context, velox_mdo_handle found);
 
 /** Finds catalogue items whose names hold all words of the text, word beginnings included, ASCII case and the accents of
- *  Latin letters ignored; exact names come first. `kinds` joins VELOX_CATALOG_ bits; `limit` is per kind. */
+ *  Latin letters ignored; exact names come first. Some of the words may be in the name of the track's or album's artist, as
+ *  in "aurora rain". `kinds` joins VELOX_CATALOG_ bits; `limit` is per kind. */
 VELOX_API pask_status velox_catalog_search(velox_catalog_handle catalog, const char* text, uint32_t kinds,
                                            uint32_t limit, velox_catalog_find_fn on_find, void* context);
 
@@ -87,6 +88,28 @@ typedef struct velox_catalog_counts {
 } velox_catalog_counts;
 
 VELOX_API pask_status velox_catalog_count(velox_catalog_handle catalog, velox_catalog_counts* counts);
+
+/* ---- What it answers ------------------------------------------------------------------------------------------------ */
+/* Recommendations ("velox_lookup_type_radio_recommend"). Tracks are near to a seed when they share its genres, moods and
+ * years, a rare genre counting more than a common one, or its artist or album. The same request to the same catalogue gets
+ * the same answer, of at most return_count tracks (25 unless set, at most 500), no seed and no song twice among them:
+ *   focus_popularity       0 to 1000: tracks of about this popularity come first; unset, popular ones do slightly
+ *   focus_similarity       0 to 1000: how near to the seeds the tracks should be; unset, as near as possible
+ *   max_tracks_per_artist  3 unless set, 0 for any number; a seed's own artist has at most 3 unless too little is near
+ *   rotation               "RADIO", also when unset: seeds take turns, no artist follows itself where that can be helped;
+ *                          "NONE": best score first
+ *   catalog_filter         "genre:NAME", "artist:NAME" or "path:BEGINNING OF A PATH"; a bare text is tried as each in turn,
+ *                          as a path when it begins with "/"
+ *   xids                   adds VELOX_VAL_XID; content and sonic have nothing to add here
+ * The values of a filter narrow: any of its genres, any of its moods and any of its eras. A seed's own only draw near; but a
+ * request of nothing but one seed or filter of attributes is narrowed by them. A filter that no track passes gets an answer
+ * without tracks.
+ *
+ * What a request costs depends on the request; only one whose filters have hardly a track in common looks through the
+ * smallest of them.
+ *
+ * Album lookups ("velox_lookup_type_album"). The album that the identifiers or names tell has the track that they tell as
+ * its "velox_ctx_track!matching" child. An artist alone is answered by an album without tracks that stands for the artist. */
 
 /* ---- What the objects hold ------------------------------------------------------------------------------------------ */
 /* Besides what velox_manager.h's callers read ("velox_val_tui", "_sdkmgr_val_artist_id" and so on), a track, album or artist
