@@ -56,8 +56,11 @@ void read_answer(velox_mdo_handle answer, recommendation& result) {
   const char* fallback = velox_standin_mdo_value(answer, VELOX_VAL_FALLBACK, 1);
   if (fallback) result.fallback = fallback;
   const uint32_t count = velox_standin_mdo_child_count(answer, "velox_ctx_track!");
-  for (uint32_t ordinal = 1; ordinal <= count; ++ordinal)
+  for (uint32_t ordinal = 1; ordinal <= count; ++ordinal) {
     result.tracks.push_back(read_item(velox_standin_mdo_child(answer, "velox_ctx_track!", ordinal)));
+    if (result.seeds.empty())
+      result.tracks.back().reason_seed.reset();  // a lone filter counts as a seed to the service
+  }
 }
 
 std::string rendered(const recommendation& result, const recommend_request& request) {

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# install.sh CMAKE BUILD: an install tree serves a CMake project, a plain `cc` with pkg-config, and a person. The client is the
-# example that the README shows.
+# install.sh CMAKE BUILD: an install tree serves a CMake project, a plain `cc` with pkg-config, and a person. The clients are the
+# example and the program that the README shows, as it stands there.
 set -euo pipefail
 cmake=$1 build=$2
 source=$(cd "$(dirname "$0")/../.." && pwd)
@@ -19,12 +19,21 @@ artist=$(grep --invert-match '^#' "$source/data/demo.tsv" | sed --quiet 2p | cut
   -DCMAKE_PREFIX_PATH="$work/tree" >/dev/null
 "$cmake" --build "$work/consumer" >"$work/log" || { cat "$work/log"; exit 1; }
 
-# Flags are several words.
-# shellcheck disable=SC2046
-cc -std=c99 -Wall -Wextra -pedantic -Werror "$source/examples/recommend.c" -o "$work/recommend" \
-  $(pkg-config --cflags --libs velox_cadenz)
+sed '1,/^```c$/d; /^```$/,$d' "$source/README.md" >"$work/readme.c"
+for program in "$source/examples/recommend.c" "$work/readme.c"; do
+  # Flags are several words.
+  # shellcheck disable=SC2046
+  cc -std=c99 -Wall -Wextra -pedantic -Werror "$program" -o "$work/$(basename "$program" .c)" \
+    $(pkg-config --cflags --libs velox_cadenz)
+done
 
 for client in "$work/consumer/recommend" "env LD_LIBRARY_PATH=$(pkg-config --variable=libdir velox_cadenz) $work/recommend"; do
   $client "$CADENZ_CATALOG" "$artist" | tee "$work/answer"
   grep --quiet ' - ' "$work/answer" || { echo "$client recommends nothing"; exit 1; }
 done
+
+LD_LIBRARY_PATH=$(pkg-config --variable=libdir velox_cadenz)
+export LD_LIBRARY_PATH
+cp "$CADENZ_CATALOG" "$work/music.db"
+(cd "$work" && ./readme) | tee "$work/answer"
+grep --quiet 'same artist as' "$work/answer" || { echo "the README's program recommends nothing"; exit 1; }
