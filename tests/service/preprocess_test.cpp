@@ -156,7 +156,7 @@ TEST_F(Preprocess, FailsAsAWhole) {
   EXPECT_EQ(generate(), CADENZ_ERR_BAD_SEED);
   EXPECT_EQ(recording::take_log(), (lines{"N|cadenz_preprocess|1|90b50790|(null)",
                                           "0|velox_cadenz_query_generate_recommendations|1|90b50790|(null)"}));
-  EXPECT_EQ(recording::take("lookup_"), (lines{"lookup_create", "lookup_release", "lookup_release_null"}));
+  EXPECT_EQ(recording::take("lookup_"), (lines{"lookup_create", "lookup_release", "lookup_release null"}));
 }
 
 }  // namespace

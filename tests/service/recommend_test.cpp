@@ -18,7 +18,7 @@ TEST_F(Recommend, TellsOfItsOutcome) {
 
   recording::take();
   EXPECT_EQ(generate(), CADENZ_ERR_NO_SEEDS);
-  EXPECT_EQ(recording::take("lookup_"), lines{"lookup_release_null"});
+  EXPECT_EQ(recording::take("lookup_"), lines{"lookup_release null"});
   EXPECT_EQ(recording::take_errors(), lines{"90b50600 90b50600 " + OPERATION});
   EXPECT_EQ(recording::take_log(),
             (lines{"N|cadenz_preprocess|1|90b50600|(null)", "0|" + OPERATION + "|1|90b50600|(null)"}));

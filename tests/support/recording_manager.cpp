@@ -2,8 +2,10 @@
 
 #include <velox/velox_standin.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <mutex>
+#include <type_traits>
 
 namespace recording {
 namespace {
@@ -20,10 +22,10 @@ bool s_failed;
 std::string text(const char* value) { return value ? value : "(null)"; }
 
 // Writes a call down and decides whether it fails.
-pask_status call(const std::string& name, const std::string& arguments = "") {
+pask_status call(const std::string& line) {
   const std::lock_guard held(s_lock);
-  s_calls.push_back(arguments.empty() ? name : name + " " + arguments);
-  if (s_fail_in < 0 || (!s_fail_name.empty() && s_fail_name != name)) return 0;
+  s_calls.push_back(line);
+  if (s_fail_in < 0 || (!s_fail_name.empty() && s_fail_name != line.substr(0, line.find(' ')))) return 0;
   if (s_fail_in-- != 0) return 0;
   s_failed = true;
   return s_fail_word;
@@ -32,25 +34,11 @@ pask_status call(const std::string& name, const std::string& arguments = "") {
 // A call with a result: when it fails nothing is done.
 template <class Work>
 pask_status passed(const std::string& name, const std::string& arguments, Work work) {
-  const pask_status failure = call(name, arguments);
+  const pask_status failure = call(arguments.empty() ? name : name + " " + arguments);
   return failure ? failure : work();
 }
 
-// A call whose result nobody looks at: it is done in any case.
-template <class Work>
-pask_status done(const std::string& name, Work work) {
-  const pask_status failure = call(name);
-  const pask_status status = work();
-  return failure ? failure : status;
-}
-
-template <class Table>
-Table* real(const char* name) {
-  void* table = nullptr;
-  s_real->interface_get(name, 0, 0, &table);
-  return static_cast<Table*>(table);
-}
-
+// One of the stand-in's tables, and mine that goes in front of it.
 template <class Table>
 struct wrapped {
   Table mine;
@@ -64,126 +52,87 @@ wrapped<velox_lookup_interface> s_lookups;
 wrapped<velox_mdo_interface> s_mdos;
 wrapped<velox_listmanager_interface> s_lists;
 
-pask_status released(void* table) {
-  const char* name = table == &s_errorinfo.mine ? "errorinfo"
-                     : table == &s_handles.mine ? "handlemanager"
-                     : table == &s_users.mine   ? "userinfo"
-                     : table == &s_lookups.mine ? "lookup"
-                     : table == &s_mdos.mine    ? "mdo"
-                                                : "listmanager";
-  return call("interface_release", name);
+template <class T>
+void describe(std::string* to, T value) {
+  if constexpr (std::is_same_v<T, const char*>) *to += " " + text(value);
+  if constexpr (std::is_integral_v<T>) *to += " " + std::to_string(value);
+  if constexpr (std::is_same_v<T, velox_lookup_handle> || std::is_same_v<T, velox_mdo_handle>)
+    if (!value) *to += " null";
+  if constexpr (std::is_same_v<T, velox_lookup_interface*>)
+    if (value != &s_lookups.mine) *to += " foreign table";
+}
+
+template <size_t size>
+struct literal {
+  char text[size];
+  constexpr literal(const char (&from)[size]) { std::copy(from, from + size, text); }
+};
+
+// Puts a recording entry in front of the stand-in's. With `always`, for results that nobody looks at, a call that is to fail
+// does its work all the same.
+template <auto& table, auto entry, literal name, bool always, class Table, class... Args>
+void hook_entry(pask_status (*Table::*)(Args...)) {
+  table.mine.*entry = [](Args... args) -> pask_status {
+    std::string told;
+    (describe(&told, args), ...);
+    const pask_status failure = call(name.text + told);
+    if (failure && !always) return failure;
+    const pask_status status = (table.theirs->*entry)(args...);
+    return failure ? failure : status;
+  };
+}
+#define ENTRY(table, name)       &std::remove_reference_t<decltype(table.mine)>::name
+#define HOOK(table, name)        hook_entry<table, ENTRY(table, name), #name, false>(ENTRY(table, name))
+#define HOOK_ALWAYS(table, name) hook_entry<table, ENTRY(table, name), #name, true>(ENTRY(table, name))
+
+template <auto& table, literal name>
+void wrap(const char* interface) {
+  void* real = nullptr;
+  s_real->interface_get(interface, 0, 0, &real);
+  table.theirs = static_cast<decltype(table.theirs)>(real);
+  table.mine = *table.theirs;
+  table.mine.interface_release = [](void*) { return call(std::string("interface_release ") + name.text); };
+}
+
+pask_status error_set(pask_status word, pask_status source, const char* operation, const char* message) {
+  char words[32];
+  std::snprintf(words, sizeof words, "%08x %08x ", word, source);
+  {
+    const std::lock_guard held(s_lock);
+    s_errors.push_back(words + text(operation) + (message ? " " + text(message) : ""));
+  }
+  return s_errorinfo.theirs->errorinfo_set(word, source, operation, message);
 }
 
 void wrap_tables() {
-  s_errorinfo.theirs = real<velox_errorinfo_interface>(VELOX_INTERFACE_ERRORINFO);
-  s_errorinfo.mine = {released, [](pask_status word, pask_status source, const char* operation, const char* message) {
-                        char words[32];
-                        std::snprintf(words, sizeof words, "%08x %08x ", word, source);
-                        {
-                          const std::lock_guard held(s_lock);
-                          s_errors.push_back(words + text(operation) + (message ? " " + text(message) : ""));
-                        }
-                        return s_errorinfo.theirs->errorinfo_set(word, source, operation, message);
-                      }};
-
-  s_handles.theirs = real<velox_handlemanager_interface>(VELOX_INTERFACE_HANDLEMANAGER);
-  s_handles.mine = *s_handles.theirs;
-  s_handles.mine.interface_release = released;
-  s_handles.mine.handle_add = [](velox_client_ref client, void* object, uint32_t magic,
-                                 velox_handle_delete_fn destroy) {
-    return passed("handle_add", "", [&] { return s_handles.theirs->handle_add(client, object, magic, destroy); });
-  };
-  s_handles.mine.handle_validate = [](const void* handle, uint32_t magic) {
-    return passed("handle_validate", "", [&] { return s_handles.theirs->handle_validate(handle, magic); });
-  };
-  s_handles.mine.handle_release = [](void* handle) {
-    return done("handle_release", [&] { return s_handles.theirs->handle_release(handle); });
-  };
-  s_handles.mine.handle_validate_user = [](velox_user_handle user) {
-    return passed("handle_validate_user", "", [&] { return s_handles.theirs->handle_validate_user(user); });
-  };
-
-  s_users.theirs = real<velox_userinfo_interface>(VELOX_INTERFACE_USERINFO);
-  s_users.mine = *s_users.theirs;
-  s_users.mine.interface_release = released;
-  s_users.mine.user_addref = [](velox_user_handle user) {
-    return done("user_addref", [&] { return s_users.theirs->user_addref(user); });
-  };
-  s_users.mine.user_release = [](velox_user_handle user) {
-    return done("user_release", [&] { return s_users.theirs->user_release(user); });
-  };
-
-  s_lookups.theirs = real<velox_lookup_interface>(VELOX_INTERFACE_LOOKUP);
-  s_lookups.mine = *s_lookups.theirs;
-  s_lookups.mine.interface_release = released;
-  s_lookups.mine.lookup_create = [](velox_lookup_interface* table, velox_lookup_callback_fn callback, void* data,
-                                    velox_lookup_handle* lookup) {
-    return passed("lookup_create", table == &s_lookups.mine ? "" : "foreign table",
-                  [&] { return s_lookups.theirs->lookup_create(s_lookups.theirs, callback, data, lookup); });
-  };
-  s_lookups.mine.lookup_add_request = [](velox_lookup_handle lookup, const char* type, const char* request,
-                                         const char* radio, uintptr_t one) {
-    return passed("lookup_add_request",
-                  text(type) + " " + text(request) + " " + text(radio) + " " + std::to_string(one),
-                  [&] { return s_lookups.theirs->lookup_add_request(lookup, type, request, radio, one); });
-  };
-  s_lookups.mine.lookup_add_data = [](velox_lookup_handle lookup, const char* request, const char* key,
-                                      const char* value, uint32_t ordinal) {
-    return passed("lookup_add_data",
-                  text(request) + " " + text(key) + " " + text(value) + " " + std::to_string(ordinal),
-                  [&] { return s_lookups.theirs->lookup_add_data(lookup, request, key, value, ordinal); });
-  };
-  s_lookups.mine.lookup_request_option_set = [](velox_lookup_handle lookup, const char* request, const char* key,
-                                                const char* value) {
-    return passed("lookup_request_option_set", text(request) + " " + text(key) + " " + text(value),
-                  [&] { return s_lookups.theirs->lookup_request_option_set(lookup, request, key, value); });
-  };
-  s_lookups.mine.lookup_option_set = [](velox_lookup_handle lookup, const char* key, const char* value) {
-    return passed("lookup_option_set", text(key) + " " + text(value),
-                  [&] { return s_lookups.theirs->lookup_option_set(lookup, key, value); });
-  };
-  s_lookups.mine.lookup_execute = [](velox_lookup_handle lookup, velox_user_handle user, void* null) {
-    return passed("lookup_execute", "", [&] { return s_lookups.theirs->lookup_execute(lookup, user, null); });
-  };
-  s_lookups.mine.lookup_get_result = [](velox_lookup_handle lookup, const char* request, velox_mdo_handle* result) {
-    return passed("lookup_get_result", text(request),
-                  [&] { return s_lookups.theirs->lookup_get_result(lookup, request, result); });
-  };
-  s_lookups.mine.lookup_release = [](velox_lookup_handle lookup) {
-    return done(lookup ? "lookup_release" : "lookup_release_null",
-                [&] { return s_lookups.theirs->lookup_release(lookup); });
-  };
-
-  s_mdos.theirs = real<velox_mdo_interface>(VELOX_INTERFACE_MDO);
-  s_mdos.mine = *s_mdos.theirs;
-  s_mdos.mine.interface_release = released;
-  s_mdos.mine.mdo_addref = [](velox_mdo_handle mdo) {
-    return passed("mdo_addref", "", [&] { return s_mdos.theirs->mdo_addref(mdo); });
-  };
-  s_mdos.mine.mdo_release = [](velox_mdo_handle mdo) {
-    return done(mdo ? "mdo_release" : "mdo_release_null", [&] { return s_mdos.theirs->mdo_release(mdo); });
-  };
-  s_mdos.mine.mdo_get_context = [](velox_mdo_handle mdo, const char** context) {
-    return passed("mdo_get_context", "", [&] { return s_mdos.theirs->mdo_get_context(mdo, context); });
-  };
-  s_mdos.mine.mdo_value_get = [](velox_mdo_handle mdo, const char* key, uint32_t ordinal, const char** value) {
-    return passed("mdo_value_get", text(key), [&] { return s_mdos.theirs->mdo_value_get(mdo, key, ordinal, value); });
-  };
-  s_mdos.mine.mdo_child_get = [](velox_mdo_handle mdo, const char* key, uint32_t ordinal, uintptr_t zero,
-                                 velox_mdo_handle* child) {
-    return passed("mdo_child_get", text(key),
-                  [&] { return s_mdos.theirs->mdo_child_get(mdo, key, ordinal, zero, child); });
-  };
-
-  s_lists.theirs = real<velox_listmanager_interface>(VELOX_INTERFACE_LISTMANAGER);
-  s_lists.mine = *s_lists.theirs;
-  s_lists.mine.interface_release = released;
-  s_lists.mine.list_element_get_type = [](velox_list_element_handle element, const char** type) {
-    return passed("list_element_get_type", "", [&] { return s_lists.theirs->list_element_get_type(element, type); });
-  };
-  s_lists.mine.list_element_get_id = [](velox_list_element_handle element, int32_t* id) {
-    return passed("list_element_get_id", "", [&] { return s_lists.theirs->list_element_get_id(element, id); });
-  };
+  wrap<s_errorinfo, "errorinfo">(VELOX_INTERFACE_ERRORINFO);
+  wrap<s_handles, "handlemanager">(VELOX_INTERFACE_HANDLEMANAGER);
+  wrap<s_users, "userinfo">(VELOX_INTERFACE_USERINFO);
+  wrap<s_lookups, "lookup">(VELOX_INTERFACE_LOOKUP);
+  wrap<s_mdos, "mdo">(VELOX_INTERFACE_MDO);
+  wrap<s_lists, "listmanager">(VELOX_INTERFACE_LISTMANAGER);
+  s_errorinfo.mine.errorinfo_set = error_set;
+  HOOK(s_handles, handle_add);
+  HOOK(s_handles, handle_validate);
+  HOOK_ALWAYS(s_handles, handle_release);
+  HOOK(s_handles, handle_validate_user);
+  HOOK_ALWAYS(s_users, user_addref);
+  HOOK_ALWAYS(s_users, user_release);
+  HOOK(s_lookups, lookup_create);
+  HOOK(s_lookups, lookup_add_request);
+  HOOK(s_lookups, lookup_add_data);
+  HOOK(s_lookups, lookup_request_option_set);
+  HOOK(s_lookups, lookup_option_set);
+  HOOK(s_lookups, lookup_execute);
+  HOOK(s_lookups, lookup_get_result);
+  HOOK_ALWAYS(s_lookups, lookup_release);
+  HOOK(s_mdos, mdo_addref);
+  HOOK_ALWAYS(s_mdos, mdo_release);
+  HOOK(s_mdos, mdo_get_context);
+  HOOK(s_mdos, mdo_value_get);
+  HOOK(s_mdos, mdo_child_get);
+  HOOK(s_lists, list_element_get_type);
+  HOOK(s_lists, list_element_get_id);
 }
 
 pask_status table_get(const char* name, uintptr_t, uintptr_t, void** table) {
