@@ -53,21 +53,37 @@ uint32_t _cadenz_query_create(velox_user_handle user, velox_cadenz_callback_fn c
   return 0;
 }
 
+namespace {
+
+struct option_name {
+  const char* text;
+  uint32_t length;  // most keys are told apart by it
+
+  template <size_t size>
+  constexpr option_name(const char (&key)[size]) : text(key), length(size - 1) {}
+};
+
+constexpr option_name k_options[] = {
+    VELOX_CADENZ_OPTION_ENABLE_CONTENT,
+    VELOX_CADENZ_OPTION_ENABLE_XIDS,
+    VELOX_CADENZ_OPTION_ENABLE_SONIC,
+    VELOX_QUERYOPT_SERVICE_URL,
+    VELOX_QUERYOPT_NETWORK_INTF,
+    VELOX_CADENZ_OPTION_RETURN_COUNT,
+    VELOX_CADENZ_OPTION_FOCUS_POPULARITY,
+    VELOX_CADENZ_OPTION_FOCUS_SIMILARITY,
+    VELOX_CADENZ_OPTION_MAX_TRACKS_PER_ARTIST,
+    VELOX_CADENZ_OPTION_ROTATION_RADIO,
+    VELOX_CADENZ_OPTION_STATION_DMCA,
+    VELOX_CADENZ_OPTION_CATALOG_FILTER,
+};
+
+}  // namespace
+
 static bool option_known(const char* key) {
-  static constexpr const char* KEYS[] = {VELOX_CADENZ_OPTION_ENABLE_CONTENT,
-                                         VELOX_CADENZ_OPTION_ENABLE_XIDS,
-                                         VELOX_CADENZ_OPTION_ENABLE_SONIC,
-                                         VELOX_QUERYOPT_SERVICE_URL,
-                                         VELOX_QUERYOPT_NETWORK_INTF,
-                                         VELOX_CADENZ_OPTION_RETURN_COUNT,
-                                         VELOX_CADENZ_OPTION_FOCUS_POPULARITY,
-                                         VELOX_CADENZ_OPTION_FOCUS_SIMILARITY,
-                                         VELOX_CADENZ_OPTION_MAX_TRACKS_PER_ARTIST,
-                                         VELOX_CADENZ_OPTION_ROTATION_RADIO,
-                                         VELOX_CADENZ_OPTION_STATION_DMCA,
-                                         VELOX_CADENZ_OPTION_CATALOG_FILTER};
-  for (const char* known : KEYS)
-    if (pask_string_equal(key, known, 1)) return true;
+  const uint32_t length = pask_string_bytelen_nonull(key);
+  for (const option_name& known : k_options)
+    if (known.length == length && pask_string_equal(key, known.text, 1)) return true;
   return false;
 }
 
