@@ -3,6 +3,8 @@
 #include "pask_text.h"
 #include "pask_utf8.h"
 
+const locale_t TEXT_C_LOCALE = newlocale(LC_ALL_MASK, "C", nullptr);  // libc's own object: nothing is allocated
+
 uint8_t pask_string_equal(const char* a, const char* b, uint32_t ignore_case) {
   if (a == b) return 1;
   if (!a || !b) return 0;
@@ -13,8 +15,7 @@ uint8_t pask_string_startswith(const char* s, const char* prefix, uint32_t ignor
   if (!s || !prefix || *prefix == 0) return 0;
   if (s == prefix) return 1;
   const size_t bytes = strlen(prefix);
-  if (ignore_case == 0) return strncmp(s, prefix, bytes) == 0;
-  return strnlen(s, bytes) == bytes && text_same_nocase(s, prefix, bytes);
+  return (ignore_case != 0 ? strncasecmp_l(s, prefix, bytes, TEXT_C_LOCALE) : strncmp(s, prefix, bytes)) == 0;
 }
 
 static int16_t sign(int32_t difference) { return static_cast<int16_t>((difference > 0) - (difference < 0)); }
