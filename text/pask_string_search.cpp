@@ -11,23 +11,37 @@
 
 static char* position(const char* p) { return const_cast<char*>(p); }
 
-// The first c of s, which isn't 0, that ends within the first max_bytes bytes.
-static char* find_char(const char* s, uint32_t c, size_t max_bytes) {
-  const char ascii = c < 0x80 ? static_cast<char>(c) : 0;
+// How far mixed texts are measured ahead of the work on them: long enough for libc's vectors, short enough to stay in the
+// cache and to waste little when the work ends early.
+constexpr size_t MIXED_WINDOW = 1024;
+
+// As find_char(), for text with longer characters.
+static char* find_char_mixed(const char* s, uint32_t c, size_t max_bytes) {
+  const char* const start = s;
   for (;;) {
-    const size_t run = text_scan(s, max_bytes, ascii);
-    s += run;
-    max_bytes -= run;
-    if (max_bytes == 0 || *s == 0) return nullptr;
-    do {
+    const size_t left = max_bytes - static_cast<size_t>(s - start);
+    const size_t window = strnlen(s, text_min(MIXED_WINDOW, left));
+    if (window == 0) return nullptr;
+    const char* const hit = c < 0x80 ? static_cast<const char*>(memchr(s, static_cast<int>(c), window)) : nullptr;
+    const char* const stop = hit ? hit : s + window;
+    while (s < stop) {
+      s += text_ascii_run(s, stop);
+      if (s == stop) break;
       uint32_t found = 0;
       const uint32_t size = utf8_decode(s, &found);
-      if (size == 0 || size > max_bytes) return nullptr;
+      if (size == 0 || size > max_bytes - static_cast<size_t>(s - start)) return nullptr;
       if (found == c) return position(s);
       s += size;
-      max_bytes -= size;
-    } while (max_bytes != 0 && text_is_multibyte(s));
+    }
+    if (hit) return position(hit);
   }
+}
+
+// The first c of s, which isn't 0, that ends within the first max_bytes bytes.
+static char* find_char(const char* s, uint32_t c, size_t max_bytes) {
+  const size_t ascii = text_scan(s, max_bytes, c < 0x80 ? static_cast<char>(c) : 0);
+  if (ascii == max_bytes || s[ascii] == 0) return nullptr;
+  return text_is_multibyte(s + ascii) ? find_char_mixed(s + ascii, c, max_bytes - ascii) : position(s + ascii);
 }
 
 char* pask_string_strchr(const char* s, uint32_t c) { return pask_string_strnchr(s, c, TEXT_NO_LIMIT); }
@@ -73,15 +87,19 @@ uint32_t pask_string_strcnspn(const char* s, const char* reject, uint32_t n) {
 // True when the text in front of end, or of the terminator for a null end, is of valid characters in their shortest form.
 // No character reaches behind end.
 static bool is_plain(const char* p, const char* end) {
-  for (;;) {
-    p += text_scan(p, static_cast<size_t>(end ? end - p : -1));
-    if (p == end || *p == 0) return true;
-    do {
-      const uint32_t size = utf8_sequence_size(p);
-      if (size == 0 || utf8_assemble(p, size) < (size == 2 ? 0x80u : 0x800u)) return false;
-      p += size;
-    } while (p != end && text_is_multibyte(p));
+  p += text_scan(p, static_cast<size_t>(end ? end - p : -1));
+  if (p == end || *p == 0) return true;
+  if (!end) end = p + strlen(p);
+  while (p < end) {
+    if (!text_is_multibyte(p)) {
+      p += text_ascii_run(p, end);
+      continue;
+    }
+    const uint32_t size = utf8_sequence_size(p);
+    if (size == 0 || utf8_assemble(p, size) < (size == 2 ? 0x80u : 0x800u)) return false;
+    p += size;
   }
+  return true;
 }
 
 // What a search found: null and nothing behind it, or an occurrence.
@@ -132,15 +150,15 @@ static void copy_lower(char* to, const char* from, size_t n) {
 // The search without case for `bytes` bytes of ASCII: libc's, over lower case, as far as the haystack is ASCII. *rest gets
 // null where the search is over, else the first position that is left to it.
 static const char* search_ascii(const char* haystack, const char* needle, size_t bytes, const char** rest) {
-  char folded_needle[FOLDED_NEEDLE];
-  char folded[FOLDED_WINDOW];
-  copy_lower(folded_needle, needle, bytes);
+  char folded_needle[FOLDED_NEEDLE + 1];
+  char folded[FOLDED_WINDOW + 1];
+  copy_lower(folded_needle, needle, bytes + 1);
   *rest = nullptr;
   for (size_t window = bytes + 64;; window = FOLDED_WINDOW) {
     const size_t run = text_scan(haystack, window);
     copy_lower(folded, haystack, run);
-    if (const void* const at = memmem(folded, run, folded_needle, bytes))
-      return haystack + (static_cast<const char*>(at) - folded);
+    folded[run] = 0;
+    if (const char* const at = strstr(folded, folded_needle)) return haystack + (at - folded);
     if (run < window && haystack[run] == 0) return nullptr;
     if (run >= bytes) haystack += run - bytes + 1;
     if (run == window) continue;

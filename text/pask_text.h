@@ -111,7 +111,7 @@ inline size_t text_min(size_t a, size_t b) { return a < b ? a : b; }
 struct text_extent {
   uint32_t bytes;  // of whole, valid characters
   uint32_t chars;
-  bool invalid;  // an invalid sequence ended it
+  uint32_t invalid;  // 1 when an invalid sequence ended it
 };
 
 // The characters of s up to its terminator, an invalid sequence, max_chars, or the last that ends within max_bytes.
@@ -123,7 +123,7 @@ uint32_t _utf8_step_back(const char** pp, size_t before, uint32_t* c);
 // --- Comparison of bytes, for keys.
 
 // The C locale, whose letters are the 26 of ASCII, whatever locale the process or thread has chosen.
-extern const locale_t TEXT_C_LOCALE;
+[[gnu::visibility("hidden")]] extern const locale_t TEXT_C_LOCALE;
 
 // Equality without case of two strings, neither null. Most unequal keys differ in their first byte.
 inline bool text_equal_nocase(const char* a, const char* b) {

@@ -22,10 +22,13 @@ constexpr uint32_t FLAG_STEP = 1;  // bits from the flag of a byte to that of th
 constexpr text_flags FLAGS_ALL = 0xffff;
 
 inline text_block block_load(const char* p) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p)); }
-inline text_block block_or(text_block a, text_block b) { return _mm_or_si128(a, b); }
+inline text_block block_and(text_block a, text_block b) { return _mm_and_si128(a, b); }
 inline text_block block_equal(text_block block, char byte) { return _mm_cmpeq_epi8(block, _mm_set1_epi8(byte)); }
-// Set in the bytes that are 0 or not ASCII.
-inline text_block block_not_plain(text_block block) { return _mm_cmpgt_epi8(_mm_set1_epi8(1), block); }
+// Set in the bytes that are ASCII, not 0 and, if that isn't 0, not `byte`.
+inline text_block block_plain(text_block block, char byte) {
+  const text_block plain = _mm_cmpgt_epi8(block, _mm_setzero_si128());
+  return byte != 0 ? _mm_andnot_si128(block_equal(block, byte), plain) : plain;
+}
 
 // A flag where bit 7 - shift of the byte is set.
 template <int shift = 0>
@@ -56,12 +59,15 @@ constexpr uint32_t FLAG_STEP = 8;
 constexpr text_flags FLAGS_ALL = WORD_HIGHS;
 
 inline text_block block_load(const char* p) { return text_load(p); }
-inline text_block block_or(text_block a, text_block b) { return a | b; }
+inline text_block block_and(text_block a, text_block b) { return a & b; }
 inline text_block block_equal(text_block block, char byte) {
   const text_block difference = block ^ WORD_ONES * static_cast<uint8_t>(byte);
   return ~(((difference & ~WORD_HIGHS) + ~WORD_HIGHS) | difference);
 }
-inline text_block block_not_plain(text_block block) { return ~((block & ~WORD_HIGHS) + ~WORD_HIGHS) | block; }
+inline text_block block_plain(text_block block, char byte) {
+  const text_block plain = ((block & ~WORD_HIGHS) + ~WORD_HIGHS) & ~block;
+  return byte != 0 ? plain & ~block_equal(block, byte) : plain;
+}
 
 template <int shift = 0>
 inline text_flags block_flags(text_block block) {
@@ -89,14 +95,9 @@ inline uint32_t block_offset(const char* p, uint32_t unit) {
   return static_cast<uint32_t>(reinterpret_cast<uintptr_t>(p) & (unit - 1));
 }
 
-// What ends a scan: the terminator, a byte of 0x80 and up, and, if it isn't 0, `byte`.
-inline text_block block_stops(const char* p, char byte) {
-  const text_block block = block_load(p);
-  return byte != 0 ? block_or(block_not_plain(block), block_equal(block, byte)) : block_not_plain(block);
-}
-
-// The number of bytes of s in front of the first that ends a scan, at most `most`. `byte` is ASCII.
+// The number of bytes of s in front of the first that is 0, isn't ASCII or is `byte`, which is ASCII; at most `most`.
 inline size_t text_scan(const char* s, size_t most, char byte = 0) {
+  const auto plain = [=](const char* p) { return block_plain(block_load(p), byte); };
   size_t i = 0;
   if (!TEXT_BLOCKS) {
     while (i < most && s[i] != 0 && !text_is_multibyte(s + i) && (byte == 0 || s[i] != byte)) ++i;
@@ -104,17 +105,17 @@ inline size_t text_scan(const char* s, size_t most, char byte = 0) {
   }
   if (most == 0) return 0;
   const uint32_t skipped = block_offset(s, BLOCK_BYTES);
-  text_flags stops = block_flags(block_stops(s - skipped, byte)) & flags_from(skipped);
-  for (i = 0 - static_cast<size_t>(skipped); stops == 0; stops = block_flags(block_stops(s + i, byte))) {
+  text_flags stops = ~block_flags(plain(s - skipped)) & flags_from(skipped);
+  for (i = 0 - static_cast<size_t>(skipped); stops == 0; stops = ~block_flags(plain(s + i)) & FLAGS_ALL) {
     i += BLOCK_BYTES;
     if (i >= most) return most;
     if (block_offset(s + i, GROUP_BYTES) != 0) continue;
     for (;; i += GROUP_BYTES) {
       if (i >= most) return most;
       const char* const p = s + i;
-      const text_block first = block_or(block_stops(p, byte), block_stops(p + BLOCK_BYTES, byte));
-      const text_block last = block_or(block_stops(p + 2 * BLOCK_BYTES, byte), block_stops(p + 3 * BLOCK_BYTES, byte));
-      if (block_flags(block_or(first, last)) != 0) break;
+      const text_block first = block_and(plain(p), plain(p + BLOCK_BYTES));
+      const text_block last = block_and(plain(p + 2 * BLOCK_BYTES), plain(p + 3 * BLOCK_BYTES));
+      if (block_flags(block_and(first, last)) != FLAGS_ALL) break;
     }
   }
   return text_min(i + flags_before(stops), most);

@@ -67,19 +67,19 @@ static text_extent measure_chars(const char* s, text_extent done, uint32_t max_b
   return done;
 }
 
-// Takes whole blocks while they are valid. The bits of a byte make four flags, and these tell all: the lead bytes, where they
-// want continuation bytes, and where such are.
-text_extent text_measure(const char* s, uint32_t max_bytes, uint32_t max_chars) {
-  text_extent done = {static_cast<uint32_t>(text_scan(s, text_min(max_bytes, max_chars))), 0, false};
-  done.chars = done.bytes;
-  if (done.bytes == max_bytes || done.chars == max_chars || s[done.bytes] == 0) return done;
+// Takes whole blocks while they are valid. The upper bits of a byte make four flags, and these tell all: where lead bytes are,
+// where they want continuation bytes, and where such are. Begins behind `done`, at a character.
+[[gnu::noinline]] static text_extent measure_blocks(const char* s, uint32_t ascii, uint32_t max_bytes,
+                                                    uint32_t max_chars) {
+  text_extent done = {ascii, ascii, 0};
   text_flags cut = 0;  // wanted from this block by a character of the last one
-  for (const char* p = s + done.bytes; TEXT_BLOCKS && done.bytes < max_bytes;) {
+  while (TEXT_BLOCKS && done.bytes < max_bytes) {
+    const char* const p = s + done.bytes;
     const uint32_t skipped = block_offset(p, BLOCK_BYTES);
     const text_block block = block_load(p - skipped);
     const text_flags zeros = block_flags(block_equal(block, 0)) & flags_from(skipped);
     const uint32_t end = zeros != 0 ? flags_before(zeros) : BLOCK_BYTES;
-    const text_flags inside = flags_from(skipped) & (end < BLOCK_BYTES ? flags_until(end) : FLAGS_ALL);
+    const text_flags inside = flags_from(skipped) & (zeros != 0 ? flags_until(end) : FLAGS_ALL);
     const text_flags high = block_flags(block) & inside;
     const text_flags lead = high & block_flags<1>(block);
     const text_flags lead_of_3 = lead & block_flags<2>(block);
@@ -91,7 +91,6 @@ text_extent text_measure(const char* s, uint32_t max_bytes, uint32_t max_chars) 
     done.bytes += bytes;
     done.chars += chars;
     if (zeros != 0) return done;
-    p += bytes;
     cut = lead >> (BLOCK_BYTES - 1) * FLAG_STEP | lead_of_3 >> (BLOCK_BYTES - 2) * FLAG_STEP;
   }
   if (cut != 0) {
@@ -100,6 +99,13 @@ text_extent text_measure(const char* s, uint32_t max_bytes, uint32_t max_chars) 
     }
   }
   return measure_chars(s, done, max_bytes, max_chars);
+}
+
+text_extent text_measure(const char* s, uint32_t max_bytes, uint32_t max_chars) {
+  const size_t most = text_min(max_bytes, max_chars);
+  const size_t ascii = text_scan(s, most);
+  if (ascii == most || s[ascii] == 0) return {static_cast<uint32_t>(ascii), static_cast<uint32_t>(ascii), 0};
+  return measure_blocks(s, static_cast<uint32_t>(ascii), max_bytes, max_chars);
 }
 
 // Where two runs of ASCII begin to differ, or the start of the block with that place.
