@@ -22,7 +22,6 @@ constexpr uint32_t FLAG_STEP = 1;  // bits from the flag of a byte to that of th
 constexpr text_flags FLAGS_ALL = 0xffff;
 
 inline text_block block_load(const char* p) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p)); }
-inline text_block block_and(text_block a, text_block b) { return _mm_and_si128(a, b); }
 inline text_block block_equal(text_block block, char byte) { return _mm_cmpeq_epi8(block, _mm_set1_epi8(byte)); }
 // Set in the bytes that are ASCII, not 0 and, if that isn't 0, not `byte`.
 inline text_block block_plain(text_block block, char byte) {
@@ -59,7 +58,6 @@ constexpr uint32_t FLAG_STEP = 8;
 constexpr text_flags FLAGS_ALL = WORD_HIGHS;
 
 inline text_block block_load(const char* p) { return text_load(p); }
-inline text_block block_and(text_block a, text_block b) { return a & b; }
 inline text_block block_equal(text_block block, char byte) {
   const text_block difference = block ^ WORD_ONES * static_cast<uint8_t>(byte);
   return ~(((difference & ~WORD_HIGHS) + ~WORD_HIGHS) | difference);
@@ -83,7 +81,6 @@ inline bool blocks_same_nocase(text_word a, text_word b) { return word_tolower(a
 inline bool blocks_same(text_word a, text_word b) { return a == b; }
 
 constexpr uint32_t BLOCK_BYTES = sizeof(text_block);
-constexpr uint32_t GROUP_BYTES = 4 * BLOCK_BYTES;
 
 // The number of bytes of a block in front of the first flag.
 inline uint32_t flags_before(text_flags flags) { return static_cast<uint32_t>(__builtin_ctzll(flags)) / FLAG_STEP; }
@@ -109,14 +106,6 @@ inline size_t text_scan(const char* s, size_t most, char byte = 0) {
   for (i = 0 - static_cast<size_t>(skipped); stops == 0; stops = ~block_flags(plain(s + i)) & FLAGS_ALL) {
     i += BLOCK_BYTES;
     if (i >= most) return most;
-    if (block_offset(s + i, GROUP_BYTES) != 0) continue;
-    for (;; i += GROUP_BYTES) {
-      if (i >= most) return most;
-      const char* const p = s + i;
-      const text_block first = block_and(plain(p), plain(p + BLOCK_BYTES));
-      const text_block last = block_and(plain(p + 2 * BLOCK_BYTES), plain(p + 3 * BLOCK_BYTES));
-      if (block_flags(block_and(first, last)) != FLAGS_ALL) break;
-    }
   }
   return text_min(i + flags_before(stops), most);
 }
