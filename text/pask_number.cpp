@@ -24,45 +24,60 @@ static constexpr digit_pairs DIGITS = [] {
 
 constexpr uint32_t MOST_DIGITS = 20;
 
-// Writes the digits of value so that they end in front of `end`. Returns their start.
+// Writes the digits of value so that they end in front of `end`.
 template <typename T>
-static char* write_digits(T value, char* end) {
+static void write_digits(T value, char* end) {
   for (; value >= 100; value /= 100) {
     end -= 2;
     memcpy(end, DIGITS.text + 2 * (value % 100), 2);
   }
-  if (value < 10) {
-    *--end = static_cast<char>('0' + value);
-    return end;
-  }
-  end -= 2;
-  memcpy(end, DIGITS.text + 2 * value, 2);
-  return end;
+  if (value < 10)
+    end[-1] = static_cast<char>('0' + value);
+  else
+    memcpy(end - 2, DIGITS.text + 2 * value, 2);
 }
 
-static char* write_number(uint64_t magnitude, bool negative, char* buf, uint32_t size) {
+// Four digits a turn: most numbers take one or two.
+static uint32_t count_digits(uint64_t value) {
+  for (uint32_t count = 1;; count += 4, value /= 10000) {
+    if (value < 10) return count;
+    if (value < 100) return count + 1;
+    if (value < 1000) return count + 2;
+    if (value < 10000) return count + 3;
+  }
+}
+
+static void write_number(uint64_t value, uint32_t count, char* buf) {
+  buf[count] = 0;
+  if (value <= UINT32_MAX)
+    write_digits(static_cast<uint32_t>(value), buf + count);
+  else
+    write_digits(value, buf + count);
+}
+
+static char* number_to_text(uint64_t magnitude, bool negative, char* buf, uint32_t size) {
   if (!buf || size == 0) return buf;
-  char digits[MOST_DIGITS];
-  char* const end = digits + MOST_DIGITS;
-  const char* const start =
-      magnitude <= UINT32_MAX ? write_digits(static_cast<uint32_t>(magnitude), end) : write_digits(magnitude, end);
-  const uint32_t wanted = static_cast<uint32_t>(end - start);
-  const uint32_t count = wanted < size - 1 ? wanted : size - 1;
-  char* to = buf;
-  if (negative && wanted < size - 1) *to++ = '-';
-  memcpy(to, end - count, count);
-  to[count] = 0;
+  const uint32_t wanted = count_digits(magnitude);
+  if (wanted < size) [[likely]] {
+    const bool sign = negative && wanted + 1 < size;
+    if (sign) *buf = '-';
+    write_number(magnitude, wanted, buf + sign);
+    return buf;
+  }
+  char digits[MOST_DIGITS + 1];
+  write_number(magnitude, wanted, digits);
+  memcpy(buf, digits + wanted - (size - 1), size);
   return buf;
 }
 
 char* pask_string_i64toa(int64_t value, char* buf, uint32_t size) {
   const uint64_t bits = static_cast<uint64_t>(value);
-  return write_number(value < 0 ? 0 - bits : bits, value < 0, buf, size);
+  return number_to_text(value < 0 ? 0 - bits : bits, value < 0, buf, size);
 }
 
 char* pask_string_i32toa(int32_t value, char* buf, uint32_t size) { return pask_string_i64toa(value, buf, size); }
-char* pask_string_u64toa(uint64_t value, char* buf, uint32_t size) { return write_number(value, false, buf, size); }
-char* pask_string_u32toa(uint32_t value, char* buf, uint32_t size) { return write_number(value, false, buf, size); }
+char* pask_string_u64toa(uint64_t value, char* buf, uint32_t size) { return number_to_text(value, false, buf, size); }
+char* pask_string_u32toa(uint32_t value, char* buf, uint32_t size) { return number_to_text(value, false, buf, size); }
 
 // --- Text to integers.
 

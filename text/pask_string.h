@@ -9,8 +9,8 @@
  *
  * Sizes of a destination are in bytes and include the terminator. The n of strncpy, strncat, strndup, strncmp and strnicmp
  * is in characters. A position is a pointer into the string that was given; as in libc, it may be written through if that
- * string may. A flag is off at 0 and on at anything else. Nothing is read behind a terminator, nor more of a text than a
- * limit in bytes or characters asks for.
+ * string may. A flag is off at 0 and on at anything else. Nothing depends on what lies behind a terminator or
+ * behind what a limit in bytes or characters asks for, and no page that begins there is touched.
  *
  * Nothing here holds state, needs the module to be started or reports a failure: bad input gives the result told here. The
  * operations may be called from any thread; a text that one thread changes must not be used by another meanwhile. */

@@ -3,6 +3,8 @@
 #include "pask_text.h"
 #include "pask_utf8.h"
 
+const locale_t TEXT_C_LOCALE = newlocale(LC_ALL_MASK, "C", nullptr);  // libc's own object: nothing is allocated
+
 uint8_t pask_string_equal(const char* a, const char* b, uint32_t ignore_case) {
   if (a == b) return 1;
   if (!a || !b) return 0;
@@ -13,8 +15,7 @@ uint8_t pask_string_startswith(const char* s, const char* prefix, uint32_t ignor
   if (!s || !prefix || *prefix == 0) return 0;
   if (s == prefix) return 1;
   const size_t bytes = strlen(prefix);
-  if (ignore_case == 0) return strncmp(s, prefix, bytes) == 0;
-  return strnlen(s, bytes) == bytes && text_same_nocase(s, prefix, bytes);
+  return (ignore_case != 0 ? strncasecmp_l(s, prefix, bytes, TEXT_C_LOCALE) : strncmp(s, prefix, bytes)) == 0;
 }
 
 static int16_t sign(int32_t difference) { return static_cast<int16_t>((difference > 0) - (difference < 0)); }
@@ -28,6 +29,9 @@ static bool order_by_address(const char* a, const char* b, int16_t* order) {
 static int16_t order_by_chars(const char* a, const char* b, uint32_t max_chars, bool exact) {
   int16_t order;
   if (order_by_address(a, b, &order)) return order;
+  // What is equal by bytes is so by characters, up to an invalid sequence, where both go on.
+  if (!exact && max_chars == TEXT_NO_LIMIT && text_equal_nocase(a, b))
+    return sign(text_measure(a, TEXT_NO_LIMIT, TEXT_NO_LIMIT).invalid != 0);
   int32_t difference = 0;
   _pask_string_utf8_compare(a, b, max_chars, exact, &difference, nullptr, nullptr, nullptr);
   return sign(difference);

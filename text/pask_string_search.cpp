@@ -6,31 +6,42 @@
 
 #include "pask_string.h"
 #include "pask_text.h"
+#include "pask_text_block.h"
 #include "pask_utf8.h"
 
 static char* position(const char* p) { return const_cast<char*>(p); }
 
-// The first c of s, which isn't 0, that ends within the first max_bytes bytes.
-static char* find_char(const char* s, uint32_t c, uint32_t max_bytes) {
-  const char* const limit_base = s;
+// How far mixed texts are measured ahead of the work on them: long enough for libc's vectors, short enough to stay in the
+// cache and to waste little when the work ends early.
+constexpr size_t MIXED_WINDOW = 1024;
+
+// As find_char(), for text with longer characters.
+static char* find_char_mixed(const char* s, uint32_t c, size_t max_bytes) {
+  const char* const start = s;
   for (;;) {
-    const size_t left = max_bytes - static_cast<size_t>(s - limit_base);
-    const size_t window = strnlen(s, text_min(TEXT_WINDOW, left));
+    const size_t left = max_bytes - static_cast<size_t>(s - start);
+    const size_t window = strnlen(s, text_min(MIXED_WINDOW, left));
     if (window == 0) return nullptr;
-    const char* const end = s + window;
     const char* const hit = c < 0x80 ? static_cast<const char*>(memchr(s, static_cast<int>(c), window)) : nullptr;
-    const char* const stop = hit ? hit : end;
+    const char* const stop = hit ? hit : s + window;
     while (s < stop) {
       s += text_ascii_run(s, stop);
       if (s == stop) break;
       uint32_t found = 0;
       const uint32_t size = utf8_decode(s, &found);
-      if (size == 0 || size > max_bytes - static_cast<size_t>(s - limit_base)) return nullptr;
+      if (size == 0 || size > max_bytes - static_cast<size_t>(s - start)) return nullptr;
       if (found == c) return position(s);
       s += size;
     }
     if (hit) return position(hit);
   }
+}
+
+// The first c of s, which isn't 0, that ends within the first max_bytes bytes.
+static char* find_char(const char* s, uint32_t c, size_t max_bytes) {
+  const size_t ascii = text_scan(s, max_bytes, c < 0x80 ? static_cast<char>(c) : 0);
+  if (ascii == max_bytes || s[ascii] == 0) return nullptr;
+  return text_is_multibyte(s + ascii) ? find_char_mixed(s + ascii, c, max_bytes - ascii) : position(s + ascii);
 }
 
 char* pask_string_strchr(const char* s, uint32_t c) { return pask_string_strnchr(s, c, TEXT_NO_LIMIT); }
@@ -73,15 +84,22 @@ uint32_t pask_string_strcnspn(const char* s, const char* reject, uint32_t n) {
   return i;
 }
 
-// True when the bytes in front of end are valid characters in their shortest form. No character reaches behind end.
+// True when the text in front of end, or of the terminator for a null end, is of valid characters in their shortest form.
+// No character reaches behind end.
 static bool is_plain(const char* p, const char* end) {
-  for (;;) {
-    p += text_ascii_run(p, end);
-    if (p >= end) return true;
+  p += text_scan(p, static_cast<size_t>(end ? end - p : -1));
+  if (p == end || *p == 0) return true;
+  if (!end) end = p + strlen(p);
+  while (p < end) {
+    if (!text_is_multibyte(p)) {
+      p += text_ascii_run(p, end);
+      continue;
+    }
     const uint32_t size = utf8_sequence_size(p);
     if (size == 0 || utf8_assemble(p, size) < (size == 2 ? 0x80u : 0x800u)) return false;
     p += size;
   }
+  return true;
 }
 
 // What a search found: null and nothing behind it, or an occurrence.
@@ -119,12 +137,54 @@ static occurrence search_chars(const char* haystack, const char* needle, uint32_
   }
 }
 
+// How long a needle may be to be searched for in lower case, and how much of a haystack is turned at a time.
+constexpr size_t FOLDED_NEEDLE = 1024;
+constexpr size_t FOLDED_WINDOW = 4 * FOLDED_NEEDLE;
+
+static void copy_lower(char* to, const char* from, size_t n) {
+  size_t i = 0;
+  for (; n - i >= sizeof(text_word); i += sizeof(text_word)) text_store(to + i, word_tolower(text_load(from + i)));
+  for (; i < n; ++i) to[i] = static_cast<char>(byte_tolower(text_byte(from + i)));
+}
+
+// The search without case for `bytes` bytes of ASCII: libc's, over lower case, as far as the haystack is ASCII. *rest gets
+// null where the search is over, else the first position that is left to it.
+static const char* search_ascii(const char* haystack, const char* needle, size_t bytes, const char** rest) {
+  char folded_needle[FOLDED_NEEDLE + 1];
+  char folded[FOLDED_WINDOW + 1];
+  copy_lower(folded_needle, needle, bytes + 1);
+  *rest = nullptr;
+  for (size_t window = bytes + 64;; window = FOLDED_WINDOW) {
+    const size_t run = text_scan(haystack, window);
+    copy_lower(folded, haystack, run);
+    folded[run] = 0;
+    if (const char* const at = strstr(folded, folded_needle)) return haystack + (at - folded);
+    if (run < window && haystack[run] == 0) return nullptr;
+    if (run >= bytes) haystack += run - bytes + 1;
+    if (run == window) continue;
+    *rest = haystack;
+    return nullptr;
+  }
+}
+
+// True when a search for the needle may turn its first character to lower case as it does the others: when the locale agrees.
+static bool first_folds(char first) {
+  const uint32_t c = static_cast<uint8_t>(first);
+  return !pask_string_isalpha(c) || pask_string_char_tolower(c) == pask_string_char_tolower(c ^ 0x20);
+}
+
 static occurrence search(const char* haystack, const char* needle, bool exact) {
   const text_extent extent = text_measure(needle, TEXT_NO_LIMIT, TEXT_NO_LIMIT);
-  if (exact && !extent.invalid && is_plain(needle, needle + extent.bytes)) {
+  const uint32_t bytes = extent.bytes;
+  const bool ascii = !extent.invalid && bytes == extent.chars;
+  if (exact && (ascii || (!extent.invalid && is_plain(needle, nullptr)))) {
     const char* const at = strstr(haystack, needle);
-    if (is_plain(haystack, at ? at : haystack + strlen(haystack)))
-      return at ? occurrence{at, at + extent.bytes, extent.chars} : occurrence{};
+    if (is_plain(haystack, at)) return at ? occurrence{at, at + bytes, extent.chars} : occurrence{};
+  }
+  if (!exact && ascii && bytes <= FOLDED_NEEDLE && first_folds(*needle)) {
+    const char* const at = search_ascii(haystack, needle, bytes, &haystack);
+    if (at) return {at, at + bytes, bytes};
+    if (!haystack) return {};
   }
   return search_chars(haystack, needle, extent.chars + (extent.invalid ? 1 : 0), exact);
 }

@@ -1,9 +1,11 @@
 // The inside of text: decoding, runs of ASCII by whole words, and comparison without case, inline for the floors above.
 //
-// Words are only ever read inside a length that is known, so nothing behind a terminator is touched.
+// Words are only ever read inside a length that is known; pask_text_block.h is for texts of unknown length.
 #pragma once
 
+#include <locale.h>
 #include <string.h>
+#include <strings.h>
 
 #include "pask_status.h"
 
@@ -15,10 +17,6 @@ constexpr uint32_t STRING_ERR_INVALID_UTF8 = status_error(PKG_STRING, 0x03a0);
 constexpr uint32_t STRING_ERR_ODD_UCS2 = status_error(PKG_STRING, 0x03a1);
 
 constexpr uint32_t TEXT_NO_LIMIT = 0xffffffffu;
-
-// How far texts of unknown length are measured ahead of the work on them: long enough for libc's vectors, short enough to
-// stay in the cache and to waste little when the work ends early.
-constexpr uint32_t TEXT_WINDOW = 1024;
 
 // --- Words of bytes.
 
@@ -44,39 +42,6 @@ inline text_word word_letters(text_word w, char first) {
 
 inline text_word word_tolower(text_word w) { return w | word_letters(w, 'A') >> 2; }
 inline text_word word_toupper(text_word w) { return w ^ word_letters(w, 'a') >> 2; }
-
-// --- Blocks: the widest unit that the target compares at once, a vector or a word.
-
-#if defined(__SSE2__) || defined(__ARM_NEON)
-typedef uint8_t text_block __attribute__((vector_size(16)));
-
-inline bool block_any(text_block block) {
-  uint64_t halves[2];
-  memcpy(halves, &block, sizeof halves);
-  return (halves[0] | halves[1]) != 0;
-}
-
-inline text_block block_letters(text_block block) { return (text_block)(block - 'a' < 26) & 0x20; }
-#else
-typedef text_word text_block;
-
-inline bool block_any(text_block block) { return block != 0; }
-inline text_block block_letters(text_block block) { return word_letters(block, 'a') >> 2; }
-#endif
-
-// Whether two blocks are the same but for the case of letters: only bit 0x20 may differ, and only in a letter. With Ascii,
-// they must be ASCII too.
-template <bool Ascii>
-inline bool blocks_same_nocase(const char* a, const char* b) {
-  text_block block_a, block_b, bits;
-  memcpy(&block_a, a, sizeof block_a);
-  memcpy(&block_b, b, sizeof block_b);
-  memset(&bits, 0x20, sizeof bits);
-  const text_block difference = block_a ^ block_b;
-  const text_block wrong = difference & ~block_letters(block_a | bits);
-  memset(&bits, 0x80, sizeof bits);
-  return !block_any(Ascii ? wrong | (block_a & bits) : wrong);
-}
 
 // --- Bytes and characters.
 
@@ -146,7 +111,7 @@ inline size_t text_min(size_t a, size_t b) { return a < b ? a : b; }
 struct text_extent {
   uint32_t bytes;  // of whole, valid characters
   uint32_t chars;
-  bool invalid;  // an invalid sequence ended it
+  uint32_t invalid;  // 1 when an invalid sequence ended it
 };
 
 // The characters of s up to its terminator, an invalid sequence, max_chars, or the last that ends within max_bytes.
@@ -157,22 +122,10 @@ uint32_t _utf8_step_back(const char** pp, size_t before, uint32_t* c);
 
 // --- Comparison of bytes, for keys.
 
-// 1 when the n bytes at a and b are the same letters in any ASCII case.
-inline bool text_same_nocase(const char* a, const char* b, size_t n) {
-  size_t i = 0;
-  for (; n - i >= sizeof(text_block); i += sizeof(text_block))
-    if (!blocks_same_nocase<false>(a + i, b + i)) return false;
-  for (; i < n; ++i)
-    if (byte_tolower(text_byte(a + i)) != byte_tolower(text_byte(b + i))) return false;
-  return true;
-}
+// The C locale, whose letters are the 26 of ASCII, whatever locale the process or thread has chosen.
+[[gnu::visibility("hidden")]] extern const locale_t TEXT_C_LOCALE;
 
 // Equality without case of two strings, neither null. Most unequal keys differ in their first byte.
 inline bool text_equal_nocase(const char* a, const char* b) {
-  if (byte_tolower(text_byte(a)) != byte_tolower(text_byte(b))) return false;
-  for (;; a += TEXT_WINDOW, b += TEXT_WINDOW) {
-    const size_t n = strnlen(a, TEXT_WINDOW);
-    if (strnlen(b, TEXT_WINDOW) != n || !text_same_nocase(a, b, n)) return false;
-    if (n < TEXT_WINDOW) return true;
-  }
+  return byte_tolower(text_byte(a)) == byte_tolower(text_byte(b)) && strcasecmp_l(a, b, TEXT_C_LOCALE) == 0;
 }

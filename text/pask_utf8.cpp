@@ -2,6 +2,7 @@
 #include "pask_utf8.h"
 
 #include "pask_text.h"
+#include "pask_text_block.h"
 
 const uint8_t utfmarktab[3] = {0x00, 0xc0, 0xe0};
 const uint8_t utflmasktab[3] = {0x7f, 0x1f, 0x0f};
@@ -53,63 +54,95 @@ uint32_t _utf8_set_next_char(char* dst, uint32_t room, uint32_t c, uint32_t* wri
   return 0;
 }
 
-text_extent text_measure(const char* s, uint32_t max_bytes, uint32_t max_chars) {
-  const char* p = s;
-  uint32_t chars = 0;
-  bool invalid = false;
-  for (;;) {
-    // As many bytes as characters are asked for at most: the text may end behind them without a terminator.
-    const size_t left = max_bytes - static_cast<size_t>(p - s);
-    const size_t window = strnlen(p, text_min(TEXT_WINDOW, text_min(left, max_chars - chars)));
-    const char* const end = p + window;
-    while (p < end) {
-      const size_t run = text_ascii_run(p, end);
-      p += run;
-      chars += static_cast<uint32_t>(run);
-      while (p < end && text_is_multibyte(p)) {
-        const uint32_t size = utf8_sequence_size(p);
-        invalid = size == 0;
-        if (invalid || size > max_bytes - static_cast<size_t>(p - s))
-          return {static_cast<uint32_t>(p - s), chars, invalid};
-        p += size;
-        ++chars;
-      }
-    }
-    if (window == 0) return {static_cast<uint32_t>(p - s), chars, false};
+// Goes on one character at a time: the end of every measurement that meets a limit or an invalid sequence.
+static text_extent measure_chars(const char* s, text_extent done, uint32_t max_bytes, uint32_t max_chars) {
+  while (done.bytes < max_bytes && done.chars < max_chars && s[done.bytes] != 0) {
+    const char* const p = s + done.bytes;
+    const uint32_t size = text_is_multibyte(p) ? utf8_sequence_size(p) : 1;
+    done.invalid = size == 0;
+    if (done.invalid || size > max_bytes - done.bytes) break;
+    done.bytes += size;
+    ++done.chars;
   }
+  return done;
 }
 
-// The number of leading bytes, all ASCII, in which a and b agree for certain; the limit is in characters.
-static uint32_t ascii_agreement(const char* a, const char* b, uint32_t max_chars, bool exact) {
-  constexpr uint32_t WORD = sizeof(text_word);
-  uint32_t done = 0;
-  // Texts that differ at all mostly do so at once; only then does it pay to measure them.
-  for (; done < max_chars && done < WORD; ++done) {
-    const uint8_t ca = text_byte(a + done);
-    const uint8_t cb = text_byte(b + done);
-    if (ca == 0 || cb == 0 || (ca | cb) >= 0x80) return done;
-    if (ca != cb && (exact || byte_tolower(ca) != byte_tolower(cb))) return done;
+// Takes whole blocks while they are valid. The upper bits of a byte make four flags, and these tell all: where lead bytes are,
+// where they want continuation bytes, and where such are. Begins behind `done`, at a character.
+[[gnu::noinline]] static text_extent measure_blocks(const char* s, uint32_t ascii, uint32_t max_bytes,
+                                                    uint32_t max_chars) {
+  text_extent done = {ascii, ascii, 0};
+  text_flags cut = 0;  // wanted from this block by a character of the last one
+  while (TEXT_BLOCKS && done.bytes < max_bytes) {
+    const char* const p = s + done.bytes;
+    const uint32_t skipped = block_offset(p, BLOCK_BYTES);
+    const text_block block = block_load(p - skipped);
+    const text_flags zeros = block_flags(block_equal(block, 0)) & flags_from(skipped);
+    const uint32_t end = zeros != 0 ? flags_before(zeros) : BLOCK_BYTES;
+    const text_flags inside = flags_from(skipped) & (zeros != 0 ? flags_until(end) : FLAGS_ALL);
+    const text_flags high = block_flags(block) & inside;
+    const text_flags lead = high & block_flags<1>(block);
+    const text_flags lead_of_3 = lead & block_flags<2>(block);
+    const text_flags wanted = cut | ((lead << FLAG_STEP | lead_of_3 << 2 * FLAG_STEP) & FLAGS_ALL);
+    const uint32_t bytes = end - skipped;
+    const uint32_t chars = flags_count(inside & ~wanted);
+    if (wanted != (high & ~lead) || (lead_of_3 & block_flags<3>(block)) != 0) break;
+    if (bytes > max_bytes - done.bytes || chars >= max_chars - done.chars) break;
+    done.bytes += bytes;
+    done.chars += chars;
+    if (zeros != 0) return done;
+    cut = lead >> (BLOCK_BYTES - 1) * FLAG_STEP | lead_of_3 >> (BLOCK_BYTES - 2) * FLAG_STEP;
   }
-  for (;;) {
-    const size_t ahead = text_min(TEXT_WINDOW, max_chars - done);
-    const size_t window = strnlen(b + done, strnlen(a + done, ahead));
-    const uint32_t end = done + static_cast<uint32_t>(window);
-    if (exact) {
-      for (; end - done >= WORD; done += WORD) {
-        const text_word word = text_load(a + done);
-        if (word != text_load(b + done) || (word & WORD_HIGHS)) return done;
-      }
-    } else {
-      for (; end - done >= sizeof(text_block); done += static_cast<uint32_t>(sizeof(text_block)))
-        if (!blocks_same_nocase<true>(a + done, b + done)) return done;
+  if (cut != 0) {
+    --done.chars;
+    while (utf8_is_continuation(s + --done.bytes)) {
     }
-    if (window < TEXT_WINDOW) return done;
+  }
+  return measure_chars(s, done, max_bytes, max_chars);
+}
+
+text_extent text_measure(const char* s, uint32_t max_bytes, uint32_t max_chars) {
+  const size_t most = text_min(max_bytes, max_chars);
+  const size_t ascii = text_scan(s, most);
+  if (ascii == most || s[ascii] == 0) return {static_cast<uint32_t>(ascii), static_cast<uint32_t>(ascii), 0};
+  return measure_blocks(s, static_cast<uint32_t>(ascii), max_bytes, max_chars);
+}
+
+// Where two runs of ASCII begin to differ, or the start of the block with that place.
+template <typename Block>
+static size_t agreement(const char* a, const char* b, size_t n, bool exact) {
+  const auto same = [=](size_t i) {
+    Block block_a, block_b;
+    memcpy(&block_a, a + i, sizeof block_a);
+    memcpy(&block_b, b + i, sizeof block_b);
+    return exact ? blocks_same(block_a, block_b) : blocks_same_nocase(block_a, block_b);
+  };
+  size_t i = 0;
+  for (; n - i >= sizeof(Block); i += sizeof(Block))
+    if (!same(i)) return i;
+  return i != 0 && i != n && same(n - sizeof(Block)) ? n : i;
+}
+
+// The number of leading bytes, all ASCII, in which a and b agree; the limit is in characters.
+static uint32_t ascii_agreement(const char* a, const char* b, uint32_t max_chars, bool exact) {
+  uint32_t done = 0;
+  // Texts that differ at all mostly do so at once: what is looked at ahead grows with what has agreed.
+  for (size_t ahead = 64;; ahead *= 2) {
+    const size_t window = text_min(ahead, max_chars - done);
+    const size_t run = text_scan(b + done, text_scan(a + done, window));
+    size_t same = agreement<text_block>(a + done, b + done, run, exact);
+    if (same == 0) same = agreement<text_word>(a + done, b + done, run, exact);
+    const auto fold = [=](char c) { return exact ? text_byte(&c) : byte_tolower(text_byte(&c)); };
+    while (same < run && fold(a[done + same]) == fold(b[done + same])) ++same;
+    done += static_cast<uint32_t>(same);
+    if (same < window || window < ahead) return done;
   }
 }
 
 uint32_t _pask_string_utf8_compare(const char* a, const char* b, uint32_t max_chars, uint32_t exact, int32_t* diff,
                                    uint32_t* count, const char** a_end, const char** b_end) {
-  uint32_t matched = ascii_agreement(a, b, max_chars, exact != 0);
+  uint32_t matched =
+      byte_tolower(text_byte(a)) == byte_tolower(text_byte(b)) ? ascii_agreement(a, b, max_chars, exact != 0) : 0;
   a += matched;
   b += matched;
   uint32_t budget = max_chars - matched;
@@ -143,34 +176,31 @@ uint32_t _pask_string_utf8_compare(const char* a, const char* b, uint32_t max_ch
   return status;
 }
 
+// Continuation bytes count as they come, so that one invalid sequence may be copied and the next end the copy.
 uint32_t _pask_string_utf8_copy(char* dst, uint32_t size, const char* src, uint32_t max_chars) {
   uint32_t room = size > 0 ? size - 1 : 0;
   uint32_t status = 0;
-  while (const size_t window = strnlen(src, text_min(TEXT_WINDOW, text_min(room, max_chars)))) {
-    for (const char* const end = src + window; src < end && room != 0;) {
-      const uint32_t run =
-          static_cast<uint32_t>(text_ascii_run(src, src + text_min(static_cast<size_t>(end - src), room)));
-      memcpy(dst, src, run);
-      src += run;
-      dst += run;
-      room -= run;
-      max_chars -= run;
-      for (; src < end && room != 0 && text_is_multibyte(src); --max_chars) {
-        const uint32_t bytes = utf8_lead_size(text_byte(src));
-        const bool fits = bytes <= room;
-        const bool cut = fits && (src[1] == 0 || (bytes == 3 && src[2] == 0));
-        if (bytes == 0 || cut) status = STRING_ERR_INVALID_UTF8;
-        if (status != 0 || !fits) {
-          *dst = 0;
-          return status;
-        }
-        for (uint32_t i = 0; i < bytes; ++i) dst[i] = src[i];
-        src += bytes;
-        dst += bytes;
-        room -= bytes;
-      }
+  for (;;) {
+    const text_extent valid = text_measure(src, room, max_chars);
+    memcpy(dst, src, valid.bytes);
+    src += valid.bytes;
+    dst += valid.bytes;
+    room -= valid.bytes;
+    max_chars -= valid.chars;
+    if (!valid.invalid) break;
+    const uint32_t bytes = utf8_lead_size(text_byte(src));
+    const bool cut = src[1] == 0 || (bytes == 3 && src[2] == 0);
+    if (bytes > room) break;
+    if (bytes == 0 || cut) {
+      status = STRING_ERR_INVALID_UTF8;
+      break;
     }
+    memcpy(dst, src, bytes);
+    src += bytes;
+    dst += bytes;
+    room -= bytes;
+    --max_chars;
   }
   *dst = 0;
-  return 0;
+  return status;
 }

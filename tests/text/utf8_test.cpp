@@ -104,6 +104,11 @@ std::optional<uint32_t> take(const std::string& s, size_t* at) {
 
 uint32_t folded(uint32_t c, bool exact) { return !exact && c >= 'A' && c <= 'Z' ? c + 32 : c; }
 
+std::string lower(std::string s) {
+  for (char& c : s) c = static_cast<char>(folded(static_cast<uint8_t>(c), false));
+  return s;
+}
+
 struct compared {
   uint32_t status = 0;
   int32_t diff = 0;
@@ -169,38 +174,55 @@ TEST(Utf8, AgreesWithTheModel) {
   const uint32_t seed = std::random_device{}();
   SCOPED_TRACE("seed " + std::to_string(seed));
   std::mt19937 random(seed);
-  const char* const pieces[] = {"a",
+  const std::string pieces[] = {"a",
                                 "A",
                                 "b",
                                 "Z",
                                 "z",
                                 "[",
                                 "@",
-                                "\xc3\xa9",
-                                "\xe2\x82\xac",
+                                "\303\251",
+                                "\342\202\254",
                                 "abcdefghijklmnop",
                                 "ABCDEFGHIJKLMNOPQRSTUVWXYZABCDEFGHIJKLMNOPQRSTUVWXYZ",
-                                "\xc3",
-                                "\xff",
-                                "\xc1\xa1"};
+                                "\303",
+                                "\377",
+                                "\301\241",
+                                "\342\202"};
+  // At the end of a page or in front of other bytes, so that starts and ends fall everywhere.
+  const auto placed = [&](const std::string& s) {
+    return guarded_text(random() % 2 ? s : s + '\0' + std::string(random() % 20, random() % 2 ? 'a' : '\200'));
+  };
   const auto text = [&](size_t kinds) {
     std::string s;
     for (size_t n = random() % 12; n > 0; --n) s += pieces[random() % kinds];
     return s;
   };
   for (int round = 0; round < 20000 && !HasFailure(); ++round) {
-    const size_t kinds = round % 4 == 0 ? 14 : 11;
+    const size_t kinds = round % 4 == 0 ? 15 : 11;
     const std::string common = text(kinds);
-    const std::string a = common + text(kinds), b = common + text(kinds);
+    const std::string a = common + text(kinds);
+    std::string b = random() % 4 ? common + text(kinds) : a;
+    if (random() % 2)
+      for (char& c : b)
+        if (isalpha(static_cast<uint8_t>(c)) && random() % 2) c ^= 0x20;
     const bool exact = random() % 2;
     const uint32_t limit = random() % 3 ? ALL : static_cast<uint32_t>(random() % 80);
-    const guarded_text ga(a), gb(b);
+    const guarded_text ga = placed(a), gb = placed(b);
     compared got;
     const char *a_end = nullptr, *b_end = nullptr;
     got.status = _pask_string_utf8_compare(ga, gb, limit, exact, &got.diff, &got.count, &a_end, &b_end);
     got.a_end = static_cast<size_t>(a_end - ga);
     got.b_end = static_cast<size_t>(b_end - gb);
-    EXPECT_EQ(got, model_compare(a, b, limit, exact)) << testing::PrintToString(a) << testing::PrintToString(b);
+    const compared model = model_compare(a, b, limit, exact);
+    EXPECT_EQ(got, model) << testing::PrintToString(a) << testing::PrintToString(b);
+
+    if (limit == ALL && !exact) {
+      EXPECT_EQ(pask_string_stricmp(ga, gb), (model.diff > 0) - (model.diff < 0)) << testing::PrintToString(a);
+    }
+    const std::string low_a = lower(a), low_b = lower(b);
+    EXPECT_EQ(pask_string_equal(ga, gb, 1), low_a == low_b);
+    EXPECT_EQ(pask_string_startswith(ga, gb, 1), !b.empty() && low_a.starts_with(low_b));
 
     const uint32_t size = 1 + static_cast<uint32_t>(random() % 90);
     const guarded_text out("", size);
@@ -216,12 +238,22 @@ TEST(Utf8, AgreesWithTheModel) {
     EXPECT_EQ(pask_string_byteclen(ga, limit), bytes);
     if (limit == ALL) {
       EXPECT_EQ(pask_string_charlen(ga), chars + !valid);
+      EXPECT_EQ(pask_string_isvalid(ga), valid);
     }
 
-    const std::string needle = pieces[random() % kinds] + std::string(random() % 2 ? "a" : "");
-    const char* const found = _pask_string_substring(ga, needle.c_str(), nullptr, nullptr, exact);
+    const std::string needle =
+        random() % 2 ? pieces[random() % kinds] + pieces[random() % 3] : b.substr(0, 1 + random() % 40);
+    const char* const found = _pask_string_substring(ga, placed(needle), nullptr, nullptr, exact);
     EXPECT_EQ(found ? found - ga : -1, model_find(a, needle, exact))
         << testing::PrintToString(a) << testing::PrintToString(needle);
+    size_t at = 0;
+    const auto c = take(needle, &at);
+    if (c && *c != 0) {
+      const char* const first = pask_string_strchr(ga, *c);
+      EXPECT_EQ(first ? first - ga : -1, model_find(a, needle.substr(0, at), true)) << testing::PrintToString(a);
+    }
+    pask_string_tolower(ga);
+    EXPECT_EQ(low_a, ga.get());
   }
 }
 
