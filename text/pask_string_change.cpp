@@ -44,20 +44,6 @@ void pask_string_trim(char* s) {
   if (start != s || *end != 0) s[bytes] = 0;
 }
 
-struct to_lower {
-  static text_word word(text_word w) { return word_tolower(w); }
-};
-struct to_upper {
-  static text_word word(text_word w) { return word_toupper(w); }
-};
-
-template <typename Map>
-static void map_bytes(const char* src, char* dst, size_t n) {
-  size_t i = 0;
-  for (; n - i >= sizeof(text_word); i += sizeof(text_word)) text_store(dst + i, Map::word(text_load(src + i)));
-  for (; i < n; ++i) dst[i] = static_cast<char>(Map::word(text_byte(src + i)));
-}
-
 template <typename Map>
 static char* map_to(const char* src, char* dst, uint32_t n) {
   if (!src || !dst || n == 0) return dst;

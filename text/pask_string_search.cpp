@@ -141,22 +141,16 @@ static occurrence search_chars(const char* haystack, const char* needle, uint32_
 constexpr size_t FOLDED_NEEDLE = 1024;
 constexpr size_t FOLDED_WINDOW = 4 * FOLDED_NEEDLE;
 
-static void copy_lower(char* to, const char* from, size_t n) {
-  size_t i = 0;
-  for (; n - i >= sizeof(text_word); i += sizeof(text_word)) text_store(to + i, word_tolower(text_load(from + i)));
-  for (; i < n; ++i) to[i] = static_cast<char>(byte_tolower(text_byte(from + i)));
-}
-
 // The search without case for `bytes` bytes of ASCII: libc's, over lower case, as far as the haystack is ASCII. *rest gets
 // null where the search is over, else the first position that is left to it.
 static const char* search_ascii(const char* haystack, const char* needle, size_t bytes, const char** rest) {
   char folded_needle[FOLDED_NEEDLE + 1];
   char folded[FOLDED_WINDOW + 1];
-  copy_lower(folded_needle, needle, bytes + 1);
+  map_bytes<to_lower>(needle, folded_needle, bytes + 1);
   *rest = nullptr;
   for (size_t window = bytes + 64;; window = FOLDED_WINDOW) {
     const size_t run = text_scan(haystack, window);
-    copy_lower(folded, haystack, run);
+    map_bytes<to_lower>(haystack, folded, run);
     folded[run] = 0;
     if (const char* const at = strstr(folded, folded_needle)) return haystack + (at - folded);
     if (run < window && haystack[run] == 0) return nullptr;

@@ -55,6 +55,22 @@ constexpr T ascii_tolower(T c) {
 
 inline uint8_t byte_tolower(uint8_t b) { return static_cast<uint8_t>(ascii_tolower<uint32_t>(b)); }
 
+// The two maps of ASCII letters, by words.
+struct to_lower {
+  static text_word word(text_word w) { return word_tolower(w); }
+};
+struct to_upper {
+  static text_word word(text_word w) { return word_toupper(w); }
+};
+
+// Writes the mapped n bytes of src to dst, which may be src.
+template <typename Map>
+inline void map_bytes(const char* src, char* dst, size_t n) {
+  size_t i = 0;
+  for (; n - i >= sizeof(text_word); i += sizeof(text_word)) text_store(dst + i, Map::word(text_load(src + i)));
+  for (; i < n; ++i) dst[i] = static_cast<char>(Map::word(text_byte(src + i)));
+}
+
 // The bytes that a lead byte of 0x80 and up asks for, 0 when it is none.
 inline uint32_t utf8_lead_size(uint8_t lead) {
   if ((lead & 0xe0) == 0xc0) return 2;
