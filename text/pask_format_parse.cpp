@@ -27,6 +27,13 @@ constexpr format_row k_rows[] = {
 };
 constexpr format_row k_unknown = {0, 0, 0, nullptr, convert_unknown};
 
+struct flag_row {
+  char letter;
+  uint8_t flag;
+};
+constexpr flag_row k_flags[] = {{' ', FLAG_BLANK}, {'!', FLAG_POINT}, {'#', FLAG_ALTERNATE},
+                                {'+', FLAG_PLUS},  {'-', FLAG_LEFT},  {'0', FLAG_ZERO}};
+
 // Letter to row and character to flag, without a search.
 struct lookup {
   uint8_t row[0x80];  // index + 1
@@ -36,12 +43,7 @@ constexpr lookup k_lookup = [] {
   lookup made{};
   for (const format_row& row : k_rows)
     made.row[static_cast<uint8_t>(row.letter)] = static_cast<uint8_t>(&row - k_rows + 1);
-  made.flag[' '] = FLAG_BLANK;
-  made.flag['!'] = FLAG_POINT;
-  made.flag['#'] = FLAG_ALTERNATE;
-  made.flag['+'] = FLAG_PLUS;
-  made.flag['-'] = FLAG_LEFT;
-  made.flag['0'] = FLAG_ZERO;
+  for (const flag_row& row : k_flags) made.flag[static_cast<uint8_t>(row.letter)] = row.flag;
   return made;
 }();
 
