@@ -28,26 +28,20 @@ class Audio : public Catalogue {
 };
 
 TEST_F(Audio, AllFormatsTellTheSame) {
-  struct {
-    const char* name;
-    const char* codec;
-  } const k_formats[] = {{"a.flac", ""}, {"b.mp3", ""}, {"c.ogg", "-c:a libvorbis"}, {"d.opus", ""}, {"e.m4a", ""}};
-  for (const auto& format : k_formats) {
-    make(format.name,
-         {std::string("title=Été ") + format.name, "artist=Sigrún", "album=Nótt", "album_artist=Sigrún",
-          "genre=Dream Pop;Ambient", "date=1994-05-01", "track=3/9"},
-         format.codec);
-  }
+  const std::string names[] = {"a.flac", "b.mp3", "c.ogg", "d.opus", "e.m4a"};
+  for (const std::string& name : names)
+    make(name,
+         {"title=Été " + name, "artist=Sigrún", "album=Nótt", "album_artist=Sigrún", "genre=Dream Pop;Ambient",
+          "date=1994-05-01", "track=3/9"},
+         name == "c.ogg" ? "-c:a libvorbis" : "");
   EXPECT_EQ(scan_music(), "5 5 0 0 0 0");
-  for (const auto& format : k_formats) {
-    const std::vector<Item> found = search(std::string("ete ") + format.name);
-    ASSERT_EQ(found.size(), 1u) << format.name;
-    const Item& track = found[0];
-    EXPECT_EQ(track.artist() + "|" + track.at(VELOX_VAL_ALBUM) + "|" + track.at(VELOX_VAL_GENRE) + "|" +
-                  track.at(VELOX_VAL_YEAR) + "|" + track.at(VELOX_VAL_DURATION),
-              "Sigrún|Nótt|Dream Pop|1994|1")
-        << format.name;
-    EXPECT_EQ(track.at(VELOX_VAL_LOCATION), path(std::string("music/") + format.name));
+  for (const std::string& name : names) {
+    std::string told;
+    for (const Item& found : search("ete " + name))
+      for (const char* key :
+           {VELOX_VAL_ARTIST, VELOX_VAL_ALBUM, VELOX_VAL_GENRE, VELOX_VAL_YEAR, VELOX_VAL_DURATION, VELOX_VAL_LOCATION})
+        told += found.at(key) + "|";
+    EXPECT_EQ(told, "Sigrún|Nótt|Dream Pop|1994|1|" + path("music/" + name) + "|");
   }
   EXPECT_EQ(counts().albums, 1u);
   EXPECT_EQ(counts().genres, 2u);
@@ -88,26 +82,6 @@ TEST_F(Audio, OnlyWhatChangedIsReadAgain) {
   fs::rename(path("moved"), path("music"));
   EXPECT_EQ(scan_music(), "2 0 0 2 0 0");
   expect_sound();
-}
-
-TEST_F(Audio, BrokenFilesAreToldAndTheRestGoesOn) {
-  const std::string good = make("good.flac", {"title=Good", "artist=A"});
-  make("cut.flac", {"title=Cut", "artist=A"});
-  fs::resize_file(path("music/cut.flac"), 20);
-  write("music/text.mp3", "this is no sound at all");
-  write("music/empty.m4a", "");
-  write("music/noise.ogg", std::string(5000, '\x80'));
-  fs::create_symlink(path("nowhere"), path("music/dangling.opus"));
-  fs::create_directory(path("music/folder.mp3"));
-  write("music/cover.jpg", "x");
-  EXPECT_EQ(scan_music(), "6 1 0 0 0 5");
-  EXPECT_EQ(problems.size(), 5u);
-  for (const char* name : {"cut.flac", "text.mp3", "empty.m4a", "noise.ogg", "dangling.opus"}) {
-    EXPECT_TRUE(std::any_of(problems.begin(), problems.end(), [&](const std::string& told) {
-      return told.find(name) != std::string::npos;
-    })) << name;
-  }
-  EXPECT_EQ(search("good").size(), 1u);
 }
 
 }  // namespace

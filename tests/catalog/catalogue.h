@@ -8,54 +8,26 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
-/** A found or recommended item, as far as the tests look at it. */
+/** A found or recommended item. */
 struct Item {
-  std::map<std::string, std::string> values;
-  const std::string& at(const std::string& key) const {
-    static const std::string none;
-    const auto found = values.find(key);
-    return found == values.end() ? none : found->second;
+  explicit Item(velox_mdo_handle mdo) : held(mdo, velox_standin_mdo_release) { velox_standin_mdo_addref(mdo); }
+  std::string at(const char* key) const {
+    const char* value = velox_standin_mdo_value(held.get(), key, 1);
+    return value ? value : "";
   }
-  const std::string& title() const { return at(VELOX_VAL_TITLE); }
-  const std::string& artist() const { return at(VELOX_VAL_ARTIST); }
-  int number(const std::string& key) const { return std::atoi(at(key).c_str()); }
-};
+  std::string title() const { return at(VELOX_VAL_TITLE); }
+  std::string artist() const { return at(VELOX_VAL_ARTIST); }
+  int number(const char* key) const { return std::atoi(at(key).c_str()); }
 
-inline Item item_of(velox_mdo_handle mdo) {
-  Item made;
-  for (const char* key : {"velox_val_tui",
-                          "velox_val_tui_tag",
-                          "_sdkmgr_val_artist_id",
-                          "_sdkmgr_val_list_genre_id",
-                          "_sdkmgr_val_list_mood_id",
-                          VELOX_VAL_TITLE,
-                          VELOX_VAL_ARTIST,
-                          VELOX_VAL_ALBUM,
-                          VELOX_VAL_GENRE,
-                          VELOX_VAL_MOOD,
-                          VELOX_VAL_ERA,
-                          VELOX_VAL_YEAR,
-                          VELOX_VAL_DURATION,
-                          VELOX_VAL_POPULARITY,
-                          VELOX_VAL_LOCATION,
-                          VELOX_VAL_XID,
-                          VELOX_VAL_REASON,
-                          VELOX_VAL_REASON_KIND,
-                          VELOX_VAL_REASON_SEED,
-                          VELOX_VAL_SCORE}) {
-    if (const char* value = velox_standin_mdo_value(mdo, key, 1)) made.values[key] = value;
-  }
-  return made;
-}
+  std::shared_ptr<velox_mdo> held;
+};
 
 class Catalogue : public testing::Test {
  protected:
-  using Problems = std::vector<std::string>;
-
   void SetUp() override {
     char name[] = "/tmp/velox_catalog_XXXXXX";
     folder = mkdtemp(name);
@@ -115,7 +87,7 @@ class Catalogue : public testing::Test {
     EXPECT_EQ(velox_catalog_search(
                   catalog, text.c_str(), kinds, limit,
                   [](void* to, velox_mdo_handle each) {
-                    static_cast<std::vector<Item>*>(to)->push_back(item_of(each));
+                    static_cast<std::vector<Item>*>(to)->emplace_back(each);
                     return 0;
                   },
                   &found),
@@ -154,7 +126,7 @@ class Catalogue : public testing::Test {
   std::string folder, url;
   velox_catalog_handle catalog = nullptr;
   const velox_manager_record* record = nullptr;
-  Problems problems;
+  std::vector<std::string> problems;
   std::function<int(const velox_catalog_scan_report&)> on_step;
   int64_t live_before = 0;
 };
