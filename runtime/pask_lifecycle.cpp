@@ -6,7 +6,6 @@
 
 #include <pthread.h>
 
-#include "pask_fs_pool.h"
 #include "pask_modules.h"
 #include "pask_spinlock.h"
 #include "pask_thread_key.h"
@@ -18,6 +17,10 @@ static constexpr uint32_t ATOMIC_ERR_MUTEX = status_error(PKG_ATOMIC, 0x003c);
 
 static uint32_t atomic_mutex_start() { return pthread_mutex_init(&s_atomic_mutex, nullptr) ? ATOMIC_ERR_MUTEX : 0; }
 static uint32_t atomic_mutex_stop() { return pthread_mutex_destroy(&s_atomic_mutex) ? ATOMIC_ERR_MUTEX : 0; }
+
+// The one action that a higher floor gives (files/): the graph crosses the floors, includes don't.
+extern "C" VELOX_API uint32_t _pask_fs_mgr_init(void);
+extern "C" VELOX_API uint32_t _pask_fs_mgr_shutdown(void);
 
 namespace {
 
