@@ -11,6 +11,7 @@
 #include <atomic>
 #include <latch>
 #include <map>
+#include <sstream>
 #include <thread>
 
 #include "report_log.h"
@@ -37,43 +38,36 @@ struct module_row {
   const char* (*version)();
   const char* (*build_date)();
   const char* date;
-  bool reports;   // a start that fails
-  counts raised;  // by the first start, besides its own count
+  bool reports;        // a start that fails
+  const char* raises;  // by the first start, besides its own count
 };
 
-#define MODULE(m, ...)                                                                             \
-  {                                                                                                \
+#define CALLS(m)                                                                                 \
 #m, pask_##m##_initchecks, pask_##m##_initialize, pask_##m##_shutdown, pask_##m##_get_version, \
-        pask_##m##_get_build_date, __VA_ARGS__                                                     \
-  }
-
-const counts k_under_fs = {{"memory", 4}, {"thread", 1}, {"string", 1}, {"iostream", 1}};
+      pask_##m##_get_build_date
 
 const module_row k_modules[] = {
-    MODULE(thread, "2016-08-22 10:20-0700", false, {{"memory", 1}}),
-    MODULE(fs, "2016-08-22 10:19-0700", false, k_under_fs),
-    MODULE(string, "2016-08-22 10:20-0700", false, {{"memory", 1}}),
-    MODULE(md5, "2016-08-22 10:19-0700", false, {{"memory", 2}, {"string", 1}}),
-    MODULE(datatypes, "2016-08-22 10:19-0700", true,
-           {{"memory", 5}, {"thread", 2}, {"string", 2}, {"iostream", 1}, {"fs", 1}, {"random", 1}}),
-    MODULE(utils, "2016-08-22 10:19-0700", true,
-           {{"memory", 6}, {"thread", 1}, {"string", 3}, {"iostream", 1}, {"fs", 1}, {"random", 1}, {"md5", 1}}),
-    MODULE(time, "2016-08-22 10:19-0700", false, {{"memory", 2}, {"string", 1}}),
-    MODULE(iostream, "2016-08-22 10:20-0700", false, {{"memory", 1}}),
-    MODULE(random, "2016-08-22 10:19-0700", false,
-           {{"memory", 4}, {"thread", 1}, {"string", 1}, {"iostream", 1}, {"fs", 1}}),
-    MODULE(hdo, "2016-08-22 10:18-0700", true,
-           {{"memory", 8},
-            {"thread", 3},
-            {"string", 5},
-            {"datatypes", 1},
-            {"xml", 1},
-            {"random", 1},
-            {"fs", 1},
-            {"iostream", 1},
-            {"time", 1}}),
-    MODULE(xml, "2016-08-22 10:19-0700", true, {{"memory", 3}, {"string", 2}, {"time", 1}}),
+    {CALLS(thread), "2016-08-22 10:20-0700", false, "memory 1"},
+    {CALLS(fs), "2016-08-22 10:19-0700", false, "memory 4 thread 1 string 1 iostream 1"},
+    {CALLS(string), "2016-08-22 10:20-0700", false, "memory 1"},
+    {CALLS(md5), "2016-08-22 10:19-0700", false, "memory 2 string 1"},
+    {CALLS(datatypes), "2016-08-22 10:19-0700", true, "memory 5 thread 2 string 2 iostream 1 fs 1 random 1"},
+    {CALLS(utils), "2016-08-22 10:19-0700", true, "memory 6 thread 1 string 3 iostream 1 fs 1 random 1 md5 1"},
+    {CALLS(time), "2016-08-22 10:19-0700", false, "memory 2 string 1"},
+    {CALLS(iostream), "2016-08-22 10:20-0700", false, "memory 1"},
+    {CALLS(random), "2016-08-22 10:19-0700", false, "memory 4 thread 1 string 1 iostream 1 fs 1"},
+    {CALLS(hdo), "2016-08-22 10:18-0700", true,
+     "memory 8 thread 3 string 5 datatypes 1 xml 1 random 1 fs 1 iostream 1 time 1"},
+    {CALLS(xml), "2016-08-22 10:19-0700", true, "memory 3 string 2 time 1"},
 };
+
+counts raised_by(const module_row& row) {
+  counts raised;
+  std::istringstream words(row.raises);
+  std::string name;
+  for (int32_t count; words >> name >> count;) raised[name] = count;
+  return raised;
+}
 
 counts all_counts() {
   counts now;
@@ -98,14 +92,9 @@ TEST_P(Lifecycle, CountsAndTells) {
   EXPECT_STREQ(row.build_date(), row.date);
   EXPECT_EQ(row.shutdown(), 7u);
 
-  counts up = row.raised;
-  for (int32_t count = 1; count <= 3; ++count) {
-    ASSERT_EQ(row.initialize(), 0u);
-    up[row.name] = count;
-    EXPECT_EQ(all_counts(), up);
-  }
-  for (int32_t count = 2; count >= 1; --count) {
-    EXPECT_EQ(row.shutdown(), 0u);
+  counts up = raised_by(row);
+  for (const int32_t count : {1, 2, 3, 2, 1}) {
+    ASSERT_EQ(count < up[row.name] ? row.shutdown() : row.initialize(), 0u);
     up[row.name] = count;
     EXPECT_EQ(all_counts(), up);
   }
@@ -126,11 +115,9 @@ TEST_P(Lifecycle, LetsGoOfEverythingWhicheverStartOfMemoryFails) {
     const bool met = s_starts_granted < 0;
     s_starts_granted = -1;
     const auto reports = log.taken();
-    if (granted == 0) {
-      EXPECT_EQ(reports, own);
-    }
+    EXPECT_TRUE(granted > 0 || reports == own);
     if (status == 0) {
-      const bool whole = row.raised.count("fs") == 0 || pask_fs_initchecks() == 1;
+      const bool whole = raised_by(row).count("fs") == 0 || pask_fs_initchecks() == 1;
       EXPECT_EQ(whole, !met) << granted;
       EXPECT_EQ(row.initchecks(), 1);
       EXPECT_EQ(row.shutdown(), 0u);
@@ -184,43 +171,37 @@ TEST_F(LifecycleOnce, ThreadStoreKeyBelongsToWhoeverMadeIt) {
 }
 
 TEST_F(LifecycleOnce, StartsAndStopsFromManyThreads) {
-  constexpr int THREADS = 4;
-  constexpr int ROUNDS = 200;
   std::atomic<int> wrong{0};
-  std::latch all_there(THREADS);
-  std::vector<std::thread> threads;
-  for (int t = 0; t < THREADS; ++t)
+  std::latch all_there(4);
+  std::vector<std::jthread> threads;
+  for (size_t t = 0; t < 4; ++t)
     threads.emplace_back([&, t] {
       all_there.arrive_and_wait();
-      for (int i = 0; i < ROUNDS; ++i) {
+      for (size_t i = 0; i < 200; ++i) {
         const module_row& row = k_modules[(i + t) % std::size(k_modules)];
         if (row.initialize() != 0 || row.initchecks() < 1) ++wrong;
-        for (const auto& [name, count] : row.raised)
-          for (const module_row& below : k_modules)
-            if (name == below.name && below.initchecks() < 1) ++wrong;
+        for (const module_row& below : k_modules)
+          if (raised_by(row).count(below.name) && below.initchecks() < 1) ++wrong;
         if (row.shutdown() != 0) ++wrong;
       }
     });
-  for (std::thread& thread : threads) thread.join();
+  threads.clear();
   EXPECT_EQ(wrong, 0);
 }
 
 TEST_F(LifecycleOnce, AtomicsCountWithoutTheOthers) {
   EXPECT_EQ(pask_atomic_shutdown(), 7u);
-  EXPECT_EQ(pask_atomic_initialize(), 0u);
-  EXPECT_EQ(pask_atomic_initialize(), 0u);
+  EXPECT_EQ(pask_atomic_initialize() | pask_atomic_initialize(), 0u);
   EXPECT_EQ(pask_atomic_initchecks(), 2);
-  EXPECT_EQ(pask_atomic_shutdown(), 0u);
-  EXPECT_EQ(pask_atomic_shutdown(), 0u);
+  EXPECT_EQ(pask_atomic_shutdown() | pask_atomic_shutdown(), 0u);
   EXPECT_EQ(pask_atomic_initchecks(), 0);
 }
 
 pask_spinlock s_zeroed;
 
 TEST(Spinlock, GuardsFromZeroedStorageAndRefusesNull) {
-  EXPECT_EQ(pask_spinlock_init(nullptr), 0x901f0001u);
-  EXPECT_EQ(pask_spinlock_lock(nullptr), 0x901f0001u);
-  EXPECT_EQ(pask_spinlock_unlock(nullptr), 0x901f0001u);
+  for (const auto operation : {pask_spinlock_init, pask_spinlock_lock, pask_spinlock_unlock})
+    EXPECT_EQ(operation(nullptr), 0x901f0001u);
   EXPECT_EQ(pask_spinlock_delete(nullptr), 0u);
 
   pask_spinlock made;

@@ -17,8 +17,7 @@ namespace {
 constexpr uint32_t PATIENCE_MS = 60000;  // for what must come; a test that runs into it has failed
 
 struct critsec_record {
-  int32_t waiters;
-  int32_t count;
+  int32_t waiters, count;
   pthread_t owner;
   pthread_cond_t cond;
   pthread_mutex_t mutex;
@@ -26,24 +25,19 @@ struct critsec_record {
 
 struct rwlock_record {
   pthread_mutex_t mutex;
-  pthread_cond_t read_cond;
-  pthread_cond_t write_cond;
-  uint32_t readers;
-  uint32_t writer;
-  uint32_t read_waiters;
-  uint32_t write_waiters;
+  pthread_cond_t read_cond, write_cond;
+  uint32_t readers, writer, read_waiters, write_waiters;
 };
 
 struct event_record {
-  uint8_t signalled;
-  uint8_t manual_reset;
+  uint8_t signalled, manual_reset;
   pthread_mutex_t mutex;
   pthread_cond_t cond;
 };
 
-template <class Record, class Handle, class Read>
-auto under_mutex(Handle handle, Read read) {
-  auto* record = reinterpret_cast<Record*>(handle);
+template <class Record, class Read>
+auto under_mutex(void* handle, Read read) {
+  auto* record = static_cast<Record*>(handle);
   pthread_mutex_lock(&record->mutex);
   const auto value = read(*record);
   pthread_mutex_unlock(&record->mutex);
@@ -53,28 +47,26 @@ auto under_mutex(Handle handle, Read read) {
 template <class Test>
 void await(Test test) {
   const auto limit = std::chrono::steady_clock::now() + std::chrono::milliseconds(PATIENCE_MS);
-  while (!test()) {
-    ASSERT_LT(std::chrono::steady_clock::now(), limit);
-    std::this_thread::yield();
-  }
+  for (; !test(); std::this_thread::yield()) ASSERT_LT(std::chrono::steady_clock::now(), limit);
 }
 
-void await_waiters(pask_critsec_handle section, int32_t number) {
-  await([=] {
-    return under_mutex<critsec_record>(section, [](const auto& record) { return record.waiters; }) == number;
-  });
+void await_waiters(pask_critsec_handle section) {
+  await([=] { return under_mutex<critsec_record>(section, [](auto& record) { return record.waiters == 1; }); });
 }
 
 void await_waiters(pask_rwlock_handle lock, uint32_t readers, uint32_t writers) {
-  await([=] {
-    return under_mutex<rwlock_record>(
-        lock, [=](const auto& record) { return record.read_waiters == readers && record.write_waiters == writers; });
-  });
+  const auto there = [=](auto& record) { return record.read_waiters == readers && record.write_waiters == writers; };
+  await([=] { return under_mutex<rwlock_record>(lock, there); });
+}
+
+// Wakes whoever waits for the event, which stays as it is.
+int disturb(pask_event_handle event) {
+  return under_mutex<event_record>(event, [](auto& record) { return pthread_cond_broadcast(&record.cond); });
 }
 
 template <class Work>
-pask_status on_another_thread(Work work) {
-  return std::async(std::launch::async, work).get();
+auto start(Work work) {
+  return std::async(std::launch::async, work);
 }
 
 class Locks : public testing::Test {
@@ -82,31 +74,30 @@ class Locks : public testing::Test {
   void TearDown() override { EXPECT_EQ(velox_standin_memory_live_blocks(), 0); }
 };
 
+template <class Handle>
+void expect_null_refused(std::initializer_list<pask_status (*)(Handle)> operations) {
+  for (const auto operation : operations) EXPECT_EQ(operation(nullptr), 0x90020001u);
+}
+
 TEST_F(Locks, NullAndRefusedMemory) {
-  EXPECT_EQ(pask_thread_critsec_create(nullptr), 0x90020001u);
-  EXPECT_EQ(pask_thread_critsec_enter(nullptr), 0x90020001u);
-  EXPECT_EQ(pask_thread_critsec_leave(nullptr), 0x90020001u);
-  EXPECT_EQ(pask_thread_critsec_delete(nullptr), 0u);
-  EXPECT_EQ(pask_thread_rwlock_create(nullptr), 0x90020001u);
-  EXPECT_EQ(pask_thread_rwlock_readlock(nullptr), 0x90020001u);
-  EXPECT_EQ(pask_thread_rwlock_writelock(nullptr), 0x90020001u);
-  EXPECT_EQ(pask_thread_rwlock_unlock(nullptr), 0x90020001u);
-  EXPECT_EQ(pask_thread_rwlock_delete(nullptr), 0u);
-  EXPECT_EQ(pask_thread_event_create(nullptr, 0, 0), 0x90020001u);
+  expect_null_refused({pask_thread_critsec_enter, pask_thread_critsec_leave});
+  expect_null_refused({pask_thread_rwlock_readlock, pask_thread_rwlock_writelock, pask_thread_rwlock_unlock});
+  expect_null_refused({pask_thread_event_signal, pask_thread_event_reset});
   EXPECT_EQ(pask_thread_event_wait(nullptr, 0), 0x90020001u);
-  EXPECT_EQ(pask_thread_event_signal(nullptr), 0x90020001u);
-  EXPECT_EQ(pask_thread_event_reset(nullptr), 0x90020001u);
+  EXPECT_EQ(pask_thread_critsec_create(nullptr), 0x90020001u);
+  EXPECT_EQ(pask_thread_rwlock_create(nullptr), 0x90020001u);
+  EXPECT_EQ(pask_thread_event_create(nullptr, 0, 0), 0x90020001u);
+  EXPECT_EQ(pask_thread_critsec_delete(nullptr) | pask_thread_rwlock_delete(nullptr), 0u);
   EXPECT_EQ(pask_thread_event_delete(nullptr), 0u);
 
-  pask_critsec_handle section = nullptr;
-  pask_rwlock_handle lock = nullptr;
-  pask_event_handle event = nullptr;
+  pask_critsec_handle section;
+  pask_rwlock_handle lock;
+  pask_event_handle event;
   velox_standin_memory_refuse(0, 1);
   EXPECT_EQ(pask_thread_critsec_create(&section), 0x90020002u);
   EXPECT_EQ(pask_thread_rwlock_create(&lock), 0x90020002u);
   EXPECT_EQ(pask_thread_event_create(&event, 1, 1), 0x90020002u);
   velox_standin_memory_refuse_end();
-  EXPECT_TRUE(!section && !lock && !event);
 }
 
 class Critsec : public Locks {
@@ -119,23 +110,23 @@ class Critsec : public Locks {
   pask_critsec_handle section = nullptr;
 };
 
-TEST_F(Critsec, IsHeldUntilTheLastLevelIsLeft) {
-  ASSERT_EQ(pask_thread_critsec_enter(section), 0u);
-  ASSERT_EQ(pask_thread_critsec_enter(section), 0u);
+TEST_F(Critsec, IsHeldUntilTheLastLevelIsLeftAndNotDeletedInUse) {
+  EXPECT_EQ(pask_thread_critsec_enter(section) | pask_thread_critsec_enter(section), 0u);
+  EXPECT_EQ(start([&] { return pask_thread_critsec_delete(section); }).get(), 0x90020006u);
   std::atomic<int> levels{2};
-  auto other = std::async(std::launch::async, [&] {
+  auto other = start([&] {
     EXPECT_EQ(pask_thread_critsec_enter(section), 0u);
     const int left = levels;
     EXPECT_EQ(pask_thread_critsec_leave(section), 0u);
     return left;
   });
-  await_waiters(section, 1);
-  EXPECT_EQ(on_another_thread([&] { return pask_thread_critsec_leave(section); }),
-            0u);  // holds nothing, changes nothing
+  await_waiters(section);
+  EXPECT_EQ(pask_thread_critsec_delete(section), 0x90020006u);
+  EXPECT_EQ(start([&] { return pask_thread_critsec_leave(section); }).get(), 0u);  // holds nothing, changes nothing
   levels = 1;
   EXPECT_EQ(pask_thread_critsec_leave(section), 0u);
   for (int i = 0; i < 1000; ++i) std::this_thread::yield();
-  await_waiters(section, 1);
+  await_waiters(section);
   levels = 0;
   EXPECT_EQ(pask_thread_critsec_leave(section), 0u);
   EXPECT_EQ(other.get(), 0);
@@ -143,20 +134,9 @@ TEST_F(Critsec, IsHeldUntilTheLastLevelIsLeft) {
   EXPECT_EQ(pask_thread_critsec_enter(section), 0u);  // a free section, and one that its owner holds, can go: TearDown
 }
 
-TEST_F(Critsec, InUseIsNotDeleted) {
-  ASSERT_EQ(pask_thread_critsec_enter(section), 0u);
-  EXPECT_EQ(on_another_thread([&] { return pask_thread_critsec_delete(section); }), 0x90020006u);
-  auto waiter = std::async(std::launch::async,
-                           [&] { return pask_thread_critsec_enter(section) | pask_thread_critsec_leave(section); });
-  await_waiters(section, 1);
-  EXPECT_EQ(pask_thread_critsec_delete(section), 0x90020006u);
-  EXPECT_EQ(pask_thread_critsec_leave(section), 0u);
-  EXPECT_EQ(waiter.get(), 0u);
-}
-
 TEST_F(Critsec, LetsOneThreadInAtATime) {
   int sum = 0;
-  std::vector<std::thread> threads;
+  std::vector<std::jthread> threads;
   for (int t = 0; t < 4; ++t)
     threads.emplace_back([&] {
       for (int i = 0; i < 5000; ++i) {
@@ -168,7 +148,7 @@ TEST_F(Critsec, LetsOneThreadInAtATime) {
         pask_thread_critsec_leave(section);
       }
     });
-  for (std::thread& thread : threads) thread.join();
+  threads.clear();
   EXPECT_EQ(sum, 40000);
 }
 
@@ -181,8 +161,8 @@ class Rwlock : public Locks {
     Locks::TearDown();
   }
   // A thread that takes the lock, writes its letter, which only one writer or several readers can do at once, and unlocks.
-  std::thread taker(char letter) {
-    return std::thread([this, letter] {
+  void take(char letter) {
+    takers.emplace_back([this, letter] {
       EXPECT_EQ(letter == 'w' ? pask_thread_rwlock_writelock(lock) : pask_thread_rwlock_readlock(lock), 0u);
       order[static_cast<size_t>(next++)] = letter;
       EXPECT_EQ(pask_thread_rwlock_unlock(lock), 0u);
@@ -191,32 +171,28 @@ class Rwlock : public Locks {
   pask_rwlock_handle lock = nullptr;
   std::atomic<int> next{0};
   std::string order = "----";
+  std::vector<std::jthread> takers;
 };
 
-TEST_F(Rwlock, WaitingWriterHoldsBackNewReaders) {
+TEST_F(Rwlock, WritersGoFirst) {
   ASSERT_EQ(pask_thread_rwlock_readlock(lock), 0u);
-  EXPECT_EQ(on_another_thread([&] { return pask_thread_rwlock_readlock(lock) | pask_thread_rwlock_unlock(lock); }), 0u);
-  std::thread writer = taker('w');
+  EXPECT_EQ(start([&] { return pask_thread_rwlock_readlock(lock) | pask_thread_rwlock_unlock(lock); }).get(), 0u);
+  take('w');
   await_waiters(lock, 0, 1);
-  std::thread reader = taker('r');
+  take('r');  // not let in beside the first reader, for a writer waits
   await_waiters(lock, 1, 1);
   EXPECT_EQ(pask_thread_rwlock_unlock(lock), 0u);
-  writer.join();
-  reader.join();
+  takers.clear();
   EXPECT_EQ(order, "wr--");
-}
 
-TEST_F(Rwlock, WriterThatReleasesLetsWritersGoFirst) {
+  next = 0;
   ASSERT_EQ(pask_thread_rwlock_writelock(lock), 0u);
-  std::vector<std::thread> threads;
-  threads.push_back(taker('r'));
-  threads.push_back(taker('r'));
-  await_waiters(lock, 2, 0);
-  threads.push_back(taker('w'));
-  threads.push_back(taker('w'));
-  await_waiters(lock, 2, 2);
+  for (const uint32_t writers : {0u, 2u}) {
+    for (int i = 0; i < 2; ++i) take(writers ? 'w' : 'r');
+    await_waiters(lock, 2, writers);
+  }
   EXPECT_EQ(pask_thread_rwlock_unlock(lock), 0u);
-  for (std::thread& thread : threads) thread.join();
+  takers.clear();
   EXPECT_EQ(order, "wwrr");
 }
 
@@ -224,28 +200,26 @@ TEST_F(Rwlock, ReadersNeverSeeHalfAWrite) {
   int a = 0;
   int b = 0;
   std::atomic<int> torn{0};
-  std::vector<std::thread> threads;
   for (int t = 0; t < 4; ++t)
-    threads.emplace_back([&, t] {
+    takers.emplace_back([&, t] {
       for (int i = 0; i < 3000; ++i) {
-        if (t == 0) {
-          pask_thread_rwlock_writelock(lock);
-          ++a;
-          ++b;
-        } else {
-          pask_thread_rwlock_readlock(lock);
-          if (a != b) ++torn;
-        }
+        t == 0 ? pask_thread_rwlock_writelock(lock) : pask_thread_rwlock_readlock(lock);
+        if (t == 0) ++a, ++b;
+        if (a != b) ++torn;
         pask_thread_rwlock_unlock(lock);
       }
     });
-  for (std::thread& thread : threads) thread.join();
+  takers.clear();
   EXPECT_EQ(a, 3000);
   EXPECT_EQ(torn, 0);
 }
 
 class Event : public Locks {
  protected:
+  void make(uint8_t signalled, uint8_t manual) {
+    EXPECT_EQ(pask_thread_event_delete(event), 0u);
+    ASSERT_EQ(pask_thread_event_create(&event, signalled, manual), 0u);
+  }
   void TearDown() override {
     EXPECT_EQ(pask_thread_event_delete(event), 0u);
     Locks::TearDown();
@@ -256,26 +230,24 @@ class Event : public Locks {
 TEST_F(Event, KeepsOrConsumesItsSignal) {
   for (const uint8_t manual : {uint8_t{0}, uint8_t{2}}) {
     const pask_status second = manual ? 0u : PASK_THREAD_INFO_TIMEOUT;
-    ASSERT_EQ(pask_thread_event_create(&event, 1, manual), 0u);
-    EXPECT_EQ(pask_thread_event_wait(event, 0), 0u);
-    EXPECT_EQ(pask_thread_event_wait(event, 0), second);
-    EXPECT_EQ(pask_thread_event_signal(event), 0u);
-    EXPECT_EQ(pask_thread_event_wait(event, PASK_THREAD_NO_LIMIT), 0u);
-    EXPECT_EQ(pask_thread_event_wait(event, 0), second);
+    make(1, manual);
+    for (const uint32_t timeout : {0u, PASK_THREAD_NO_LIMIT}) {
+      EXPECT_EQ(pask_thread_event_wait(event, timeout), 0u);
+      EXPECT_EQ(pask_thread_event_wait(event, 0), second);
+      EXPECT_EQ(pask_thread_event_signal(event), 0u);
+    }
     EXPECT_EQ(pask_thread_event_reset(event), 0u);
     EXPECT_EQ(pask_thread_event_wait(event, 0), PASK_THREAD_INFO_TIMEOUT);
-    EXPECT_EQ(pask_thread_event_delete(event), 0u);
   }
-  event = nullptr;
 }
 
 TEST_F(Event, SignalLetsOneWaiterThroughAtATime) {
-  ASSERT_EQ(pask_thread_event_create(&event, 0, 0), 0u);
+  make(0, 0);
   std::atomic<int> through{0};
-  std::vector<std::thread> threads;
-  for (int t = 0; t < 3; ++t)
-    threads.emplace_back([&] {
-      EXPECT_EQ(pask_thread_event_wait(event, PATIENCE_MS), 0u);
+  std::vector<std::jthread> threads;
+  for (const uint32_t timeout : {PATIENCE_MS, PASK_THREAD_NO_LIMIT, PATIENCE_MS})
+    threads.emplace_back([&, timeout] {
+      EXPECT_EQ(pask_thread_event_wait(event, timeout), 0u);
       ++through;
     });
   for (int t = 1; t <= 3; ++t) {
@@ -283,35 +255,26 @@ TEST_F(Event, SignalLetsOneWaiterThroughAtATime) {
     await([&] { return through == t; });
     EXPECT_EQ(pask_thread_event_wait(event, 0), PASK_THREAD_INFO_TIMEOUT);
   }
-  for (std::thread& thread : threads) thread.join();
 }
 
 // The signal and the reset lie in one hold of the event's mutex, so that no waiter can see the state between them.
 TEST_F(Event, ManualSignalCountsThoughItIsResetBeforeTheWaiterRuns) {
-  ASSERT_EQ(pask_thread_event_create(&event, 0, 1), 0u);
+  make(0, 1);
   std::atomic<int> waiting{2};
-  std::vector<std::thread> threads;
+  std::vector<std::jthread> threads;
   for (const uint32_t timeout : {PATIENCE_MS, PASK_THREAD_NO_LIMIT})
     threads.emplace_back([&, timeout] {
       EXPECT_EQ(pask_thread_event_wait(event, timeout), 0u);
       --waiting;
     });
-  await([&] {
-    under_mutex<event_record>(event, [](event_record& record) { return pthread_cond_broadcast(&record.cond); });
-    return waiting == 0;
-  });
-  for (std::thread& thread : threads) thread.join();
+  await([&] { return disturb(event) == 0 && waiting == 0; });
 }
 
 // Neither a wake without the state nor an early timeout ends the wait; the second timeout carries over a full second.
 TEST_F(Event, TimeoutComesNoSoonerThanAsked) {
-  ASSERT_EQ(pask_thread_event_create(&event, 0, 0), 0u);
-  std::atomic<bool> done{false};
-  std::thread disturber([&] {
-    while (!done) {
-      under_mutex<event_record>(event, [](event_record& record) { return pthread_cond_broadcast(&record.cond); });
-      std::this_thread::yield();
-    }
+  make(0, 0);
+  std::jthread disturber([this](std::stop_token stop) {
+    for (; !stop.stop_requested(); std::this_thread::yield()) disturb(event);
   });
   const auto now_us = [] {
     timespec now;
@@ -323,8 +286,6 @@ TEST_F(Event, TimeoutComesNoSoonerThanAsked) {
     EXPECT_EQ(pask_thread_event_wait(event, timeout), PASK_THREAD_INFO_TIMEOUT);
     EXPECT_GE(now_us() - start, int64_t{timeout} * 1000);
   }
-  done = true;
-  disturber.join();
 }
 
 }  // namespace
