@@ -255,42 +255,40 @@ TEST_F(Vector, LockLetsThreadsAddAtOnceAndIsFreeWhenAnElementIsReleased) {
   EXPECT_TRUE(s_entered);
 }
 
+#define CALL(operation, ...) [](pask_vector_handle v) { return pask_vector_##operation(v, __VA_ARGS__); }
+
 // Each operation with a bad handle: the status word, told once.
 TEST_F(Vector, RefusesNullAndForeignHandles) {
-  uint8_t room[128] = {1};
   static uintptr_t s_value;
-  static uint32_t s_count;
-  using handle = pask_vector_handle;
-  const struct {
-    pask_status (*call)(handle);
-    pask_status null, bad;
-  } operations[] = {{[](handle v) { return pask_vector_count(v, &s_count); }, 0, FOREIGN},
-                    {pask_vector_delete, 0, 0x900d0320},
-                    {[](handle v) { return pask_vector_add(v, 1); }, INVALID, 0x900d0320},
-                    {[](handle v) { return pask_vector_insert(v, 0, 1); }, INVALID, 0x900d0320},
-                    {[](handle v) { return pask_vector_set_min_size(v, 1); }, INVALID, 0x900d0320},
-                    {[](handle v) { return pask_vector_getindex(v, 0, &s_value); }, INVALID, FOREIGN},
-                    {[](handle v) { return pask_vector_removeindex(v, 0, &s_value); }, INVALID, FOREIGN},
-                    {[](handle v) { return pask_vector_deleteindex(v, 0); }, INVALID, FOREIGN},
-                    {[](handle v) { return pask_vector_swapindex(v, 0, 0); }, INVALID, FOREIGN},
-                    {[](handle v) { return pask_vector_sort(v, by_tens, 1); }, INVALID, FOREIGN},
-                    {[](handle v) { return pask_vector_foreach(v, take_first, nullptr); }, INVALID, FOREIGN},
-                    {[](handle v) { return pask_vector_find(v, 1, &s_count); }, INVALID, FOREIGN},
-                    {[](handle v) { return pask_vector_find_literal(v, 1, &s_count); }, INVALID, FOREIGN},
-                    {pask_vector_clear, INVALID, FOREIGN},
-                    {[](handle v) { return pask_vector_copy(v, nullptr, &s_out); }, INVALID, FOREIGN},
-                    {[](handle v) { return pask_vector_split(v, 0, &s_out); }, INVALID, FOREIGN}};
+  static uint32_t s_count = 9;
+  uint8_t room[128] = {1};
   report_log log;
-  for (const auto& op : operations) {
-    SCOPED_TRACE(&op - operations);
-    s_count = 9;
-    EXPECT_EQ(op.call(nullptr), op.null);
-    EXPECT_EQ(log.taken(), op.null ? std::vector<std::string>{"pask_vector 900d0001"} : std::vector<std::string>{});
-    EXPECT_EQ(op.call(reinterpret_cast<handle>(room)), op.bad);
-    EXPECT_EQ(log.taken().size(), 1u);
-    EXPECT_EQ(s_count, &op == operations ? 0u : 9u);
-  }
-  const handle vector = make(0, nullptr, {1}), sorted = make(PASK_VECTOR_SORTED);
+  const auto told = [&](pask_status word) {
+    char line[] = "pask_vector 00000000";
+    std::snprintf(line + 12, 9, "%08x", word);
+    EXPECT_EQ(log.taken(), std::vector<std::string>(word ? 1 : 0, line));
+  };
+  const auto refuse = [&](pask_status null, pask_status bad,
+                          std::initializer_list<pask_status (*)(pask_vector_handle)> operations) {
+    for (const auto operation : operations) {
+      SCOPED_TRACE(testing::Message() << bad << " " << &operation - operations.begin());
+      EXPECT_EQ(operation(nullptr), null);
+      told(null);
+      EXPECT_EQ(operation(reinterpret_cast<pask_vector_handle>(room)), bad);
+      told(bad);
+    }
+  };
+  refuse(0, 0x900d0320, {pask_vector_delete});
+  refuse(INVALID, 0x900d0320, {CALL(add, 1), CALL(insert, 0, 1), CALL(set_min_size, 1)});
+  refuse(INVALID, FOREIGN,
+         {CALL(getindex, 0, &s_value), CALL(removeindex, 0, &s_value), CALL(deleteindex, 0), CALL(swapindex, 0, 0),
+          CALL(sort, by_tens, 1), CALL(foreach, take_first, nullptr), CALL(find, 1, &s_count),
+          CALL(find_literal, 1, &s_count), pask_vector_clear, CALL(copy, nullptr, &s_out), CALL(split, 0, &s_out)});
+  EXPECT_EQ(s_count, 9u);
+  refuse(0, FOREIGN, {CALL(count, &s_count)});
+  EXPECT_EQ(s_count, 0u);
+
+  const pask_vector_handle vector = make(0, nullptr, {1}), sorted = make(PASK_VECTOR_SORTED);
   for (const pask_status word :
        {pask_vector_getindex(vector, 0, nullptr), pask_vector_count(nullptr, nullptr),
         pask_vector_foreach(vector, nullptr, nullptr), pask_vector_copy(vector, nullptr, nullptr),
