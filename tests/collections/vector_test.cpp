@@ -15,7 +15,7 @@
 namespace {
 
 constexpr pask_status NOT_FOUND = 0x100d0003, PAST_END = 0x100d0361, INVALID = 0x900d0001, NO_MEMORY = 0x900d0002,
-                      FOREIGN = 0x900d0321;
+                      FOREIGN = 0x900d0321, NO_LOCK = 0x90020002;
 
 using values = std::vector<uintptr_t>;
 
@@ -106,9 +106,10 @@ TEST_F(Vector, FollowsAPlainModel) {
           uint32_t index = 0xdead;
           const uintptr_t unit = operation == 5 ? 10 : 1;
           const auto first = std::find_if(model.begin(), model.end(), [=](auto v) { return v / unit == value / unit; });
-          ASSERT_EQ((operation == 5 ? pask_vector_find : pask_vector_find_literal)(vector, value, &index),
-                    first != model.end() ? 0u : NOT_FOUND);
-          ASSERT_EQ(index, first != model.end() ? static_cast<uint32_t>(first - model.begin()) : 0xdeadu);
+          const bool has = first != model.end();
+          const auto search = operation == 5 ? pask_vector_find : pask_vector_find_literal;
+          ASSERT_EQ(search(vector, value, &index), has ? 0u : NOT_FOUND);
+          ASSERT_EQ(index, has ? static_cast<uint32_t>(first - model.begin()) : 0xdeadu);
           break;
         }
         default:
@@ -164,31 +165,21 @@ TEST_F(Vector, MarkOfASortedOneFollowsItsOrder) {
 TEST_F(Vector, SearchesCompareInThePromisedOrder) {
   const pask_vector_handle plain = make(0, by_tens, {11, 25, 21});
   const pask_vector_handle sorted = make(PASK_VECTOR_SORTED, by_tens, {11, 21, 22, 23, 31});
-  const struct {
-    pask_status (*search)(pask_vector_handle, uintptr_t, uint32_t*);
-    pask_vector_handle vector;
-    uintptr_t value;
-    pask_status word;
-    uint32_t index;
-    std::vector<std::pair<uintptr_t, uintptr_t>> compared;
-  } searches[] = {{pask_vector_find, plain, 21, 0, 1, {{11, 21}, {25, 21}}},
-                  {pask_vector_find, plain, 11, 0, 0, {}},  // identical: not compared
-                  {_pask_vector_upper_bound, sorted, 29, 0, 4, {{29, 22}, {29, 23}, {29, 31}}},
-                  {_pask_vector_lower_bound, sorted, 5, NOT_FOUND, 0, {{5, 22}, {5, 11}}},
-                  // Equal ones are there, it isn't.
-                  {pask_vector_find_literal,
-                   sorted,
-                   29,
-                   NOT_FOUND,
-                   9,
-                   {{29, 22}, {29, 11}, {29, 21}, {22, 29}, {23, 29}, {31, 29}}}};
-  for (const auto& s : searches) {
+  using pairs = std::vector<std::pair<uintptr_t, uintptr_t>>;
+  // The comparisons, and last the status word with the index.
+  const auto trail = [](auto search, pask_vector_handle vector, uintptr_t value) {
     uint32_t index = 9;
     s_compared.clear();
-    EXPECT_EQ(s.search(s.vector, s.value, &index), s.word);
-    EXPECT_EQ(index, s.index);
-    EXPECT_EQ(s_compared, s.compared);
-  }
+    const pask_status word = search(vector, value, &index);
+    s_compared.emplace_back(word, index);
+    return s_compared;
+  };
+  EXPECT_EQ(trail(pask_vector_find, plain, 21), (pairs{{11, 21}, {25, 21}, {0, 1}}));
+  EXPECT_EQ(trail(pask_vector_find, plain, 11), (pairs{{0, 0}}));  // identical: not compared
+  EXPECT_EQ(trail(_pask_vector_upper_bound, sorted, 29), (pairs{{29, 22}, {29, 23}, {29, 31}, {0, 4}}));
+  EXPECT_EQ(trail(_pask_vector_lower_bound, sorted, 5), (pairs{{5, 22}, {5, 11}, {NOT_FOUND, 0}}));
+  EXPECT_EQ(trail(pask_vector_find_literal, sorted, 29),  // equal ones are there, it isn't
+            (pairs{{29, 22}, {29, 11}, {29, 21}, {22, 29}, {23, 29}, {31, 29}, {NOT_FOUND, 9}}));
 }
 
 TEST_F(Vector, ReleasesWhatItOwnsAndNoZero) {
@@ -208,14 +199,12 @@ TEST_F(Vector, SplitsAndMovesTheElements) {
   const pask_vector_handle vector = make(PASK_VECTOR_SORTED, by_tens, {10, 20, 30, 40});
   pask_vector_handle tail = nullptr;
   EXPECT_EQ(pask_vector_split(vector, 4, &tail), PAST_END);
-  EXPECT_EQ(tail, nullptr);
   for (const uint32_t at : {3u, 0u}) {
     ASSERT_EQ(pask_vector_split(vector, at, &tail), 0u);
     EXPECT_EQ(items_of(kept(tail)), at ? values{40} : (values{10, 20, 30}));
     EXPECT_TRUE(is_sorted(tail));
     EXPECT_EQ(of(vector)->capacity, at ? 3u : 16u);
   }
-  EXPECT_EQ(pask_vector_add(vector, 5), 0u);
   EXPECT_EQ(s_released, values{});
 }
 
@@ -255,48 +244,40 @@ TEST_F(Vector, LockLetsThreadsAddAtOnceAndIsFreeWhenAnElementIsReleased) {
   EXPECT_TRUE(s_entered);
 }
 
+#define CALL(operation, ...) [](pask_vector_handle v) { return pask_vector_##operation(v, __VA_ARGS__); }
+
 // Each operation with a bad handle: the status word, told once.
 TEST_F(Vector, RefusesNullAndForeignHandles) {
-  uint8_t room[128] = {1};
   static uintptr_t s_value;
-  static uint32_t s_count;
-  using handle = pask_vector_handle;
-  const struct {
-    pask_status (*call)(handle);
-    pask_status null, bad;
-  } operations[] = {{[](handle v) { return pask_vector_count(v, &s_count); }, 0, FOREIGN},
-                    {pask_vector_delete, 0, 0x900d0320},
-                    {[](handle v) { return pask_vector_add(v, 1); }, INVALID, 0x900d0320},
-                    {[](handle v) { return pask_vector_insert(v, 0, 1); }, INVALID, 0x900d0320},
-                    {[](handle v) { return pask_vector_set_min_size(v, 1); }, INVALID, 0x900d0320},
-                    {[](handle v) { return pask_vector_getindex(v, 0, &s_value); }, INVALID, FOREIGN},
-                    {[](handle v) { return pask_vector_removeindex(v, 0, &s_value); }, INVALID, FOREIGN},
-                    {[](handle v) { return pask_vector_deleteindex(v, 0); }, INVALID, FOREIGN},
-                    {[](handle v) { return pask_vector_swapindex(v, 0, 0); }, INVALID, FOREIGN},
-                    {[](handle v) { return pask_vector_sort(v, by_tens, 1); }, INVALID, FOREIGN},
-                    {[](handle v) { return pask_vector_foreach(v, take_first, nullptr); }, INVALID, FOREIGN},
-                    {[](handle v) { return pask_vector_find(v, 1, &s_count); }, INVALID, FOREIGN},
-                    {[](handle v) { return pask_vector_find_literal(v, 1, &s_count); }, INVALID, FOREIGN},
-                    {pask_vector_clear, INVALID, FOREIGN},
-                    {[](handle v) { return pask_vector_copy(v, nullptr, &s_out); }, INVALID, FOREIGN},
-                    {[](handle v) { return pask_vector_split(v, 0, &s_out); }, INVALID, FOREIGN}};
+  static uint32_t s_count = 9;
+  uint8_t room[128] = {1};
   report_log log;
-  for (const auto& op : operations) {
-    SCOPED_TRACE(&op - operations);
-    s_count = 9;
-    EXPECT_EQ(op.call(nullptr), op.null);
-    EXPECT_EQ(log.taken(), op.null ? std::vector<std::string>{"pask_vector 900d0001"} : std::vector<std::string>{});
-    EXPECT_EQ(op.call(reinterpret_cast<handle>(room)), op.bad);
-    EXPECT_EQ(log.taken().size(), 1u);
-    EXPECT_EQ(s_count, &op == operations ? 0u : 9u);
-  }
-  const handle vector = make(0, nullptr, {1}), sorted = make(PASK_VECTOR_SORTED);
+  const auto refuse = [&](pask_status null, pask_status bad,
+                          std::initializer_list<pask_status (*)(pask_vector_handle)> operations) {
+    for (const auto& operation : operations) {
+      EXPECT_EQ(operation(nullptr), null) << &operation - operations.begin();
+      EXPECT_EQ(log.taken().size(), null ? 1u : 0u);
+      EXPECT_EQ(operation(reinterpret_cast<pask_vector_handle>(room)), bad) << &operation - operations.begin();
+      EXPECT_EQ(log.taken().size(), 1u);
+    }
+  };
+  refuse(0, 0x900d0320, {pask_vector_delete});
+  refuse(INVALID, 0x900d0320, {CALL(add, 1), CALL(insert, 0, 1), CALL(set_min_size, 1)});
+  refuse(INVALID, FOREIGN,
+         {CALL(getindex, 0, &s_value), CALL(removeindex, 0, &s_value), CALL(deleteindex, 0), CALL(swapindex, 0, 0),
+          CALL(sort, by_tens, 1), CALL(foreach, take_first, nullptr), CALL(find, 1, &s_count),
+          CALL(find_literal, 1, &s_count), pask_vector_clear, CALL(copy, nullptr, &s_out), CALL(split, 0, &s_out)});
+  EXPECT_EQ(s_count, 9u);
+  refuse(0, FOREIGN, {CALL(count, &s_count)});
+  EXPECT_EQ(s_count, 0u);
+
+  const pask_vector_handle vector = make(0, nullptr, {1}), sorted = make(PASK_VECTOR_SORTED);
   for (const pask_status word :
        {pask_vector_getindex(vector, 0, nullptr), pask_vector_count(nullptr, nullptr),
         pask_vector_foreach(vector, nullptr, nullptr), pask_vector_copy(vector, nullptr, nullptr),
         pask_vector_split(vector, 0, nullptr), pask_vector_add(sorted, 0), pask_vector_find(sorted, 0, nullptr)})
     EXPECT_EQ(word, INVALID);
-  EXPECT_EQ(log.taken().size(), 9u);  // the sorted one's by two levels each
+  EXPECT_EQ(log.taken(), std::vector<std::string>(9, "pask_vector 900d0001"));  // the sorted one's by two levels each
 }
 
 TEST(VectorUnstarted, CreateRefusesUnreported) {
@@ -307,35 +288,27 @@ TEST(VectorUnstarted, CreateRefusesUnreported) {
 
 // A failure is told by each function that makes it or hands it on.
 TEST_F(Vector, RefusedMemoryLeavesItAsItWasAndIsToldAtEachLevel) {
-  const struct {
-    uint32_t granted;
-    pask_status (*call)();
-    pask_status word;
-    size_t levels;
-  } refusals[] = {
-      {0, [] { return pask_vector_create(&s_out, 1, nullptr, nullptr); }, NO_MEMORY, 2},
-      {1, [] { return pask_vector_create(&s_out, 1, nullptr, nullptr); }, 0x90020002, 2},
-      {0, [] { return pask_vector_add(s_vector, 6); }, NO_MEMORY, 3},
-      {0, [] { return pask_vector_insert(s_vector, 0, 6); }, NO_MEMORY, 3},
-      {0, [] { return pask_vector_set_min_size(s_vector, 17); }, NO_MEMORY, 2},
-      {0, [] { return pask_vector_copy(s_vector, release, &s_out); }, NO_MEMORY, 2},
-      {1, [] { return pask_vector_copy(s_vector, release, &s_out); }, 0x90020002, 2},
-      {2, [] { return pask_vector_copy(s_vector, release, &s_out); }, NO_MEMORY, 2},
-      {2, [] { return pask_vector_split(s_vector, 4, &s_out); }, NO_MEMORY, 2},
-      {3, [] { return pask_vector_split(s_vector, 4, &s_out); }, NO_MEMORY, 1}};  // the tail is lost, and released
-  s_vector = make(PASK_VECTOR_THREADSAFE, nullptr, values(16, 5));
+  const values full(16, 5);
+  s_vector = make(PASK_VECTOR_THREADSAFE, nullptr, full);
   report_log log;
-  for (const auto& r : refusals) {
-    SCOPED_TRACE(&r - refusals);
-    EXPECT_EQ(items_of(s_vector), values(16, 5));
-    EXPECT_EQ(s_released, values{});
-    velox_standin_memory_refuse(r.granted, 0);
-    EXPECT_EQ(r.call(), r.word);
+  const auto refused = [&](uint32_t granted, pask_status word, size_t levels, pask_status (*call)()) {
+    EXPECT_TRUE(items_of(s_vector) == full && s_released.empty());
+    velox_standin_memory_refuse(granted, 0);
+    EXPECT_EQ(call(), word);
     EXPECT_EQ(velox_standin_memory_refuse_end(), 1);
-    EXPECT_EQ(log.taken().size(), r.levels);
+    EXPECT_EQ(log.taken().size(), levels);
     EXPECT_EQ(s_out, nullptr);
-  }
-  EXPECT_EQ(items_of(s_vector), values(4, 5));
+  };
+  for (const uint32_t granted : {0u, 1u})
+    refused(granted, granted ? NO_LOCK : NO_MEMORY, 2, [] { return pask_vector_create(&s_out, 1, nullptr, nullptr); });
+  refused(0, NO_MEMORY, 3, [] { return pask_vector_add(s_vector, 6); });
+  refused(0, NO_MEMORY, 3, [] { return pask_vector_insert(s_vector, 0, 6); });
+  refused(0, NO_MEMORY, 2, [] { return pask_vector_set_min_size(s_vector, 17); });
+  for (const uint32_t granted : {0u, 1u, 2u})
+    refused(granted, granted == 1 ? NO_LOCK : NO_MEMORY, 2, [] { return pask_vector_copy(s_vector, release, &s_out); });
+  for (const uint32_t granted : {2u, 3u})
+    refused(granted, NO_MEMORY, granted == 2 ? 2 : 1, [] { return pask_vector_split(s_vector, 4, &s_out); });
+  EXPECT_EQ(items_of(s_vector), values(4, 5));  // the last one lost the tail, which is released
   EXPECT_EQ(s_released, values(12, 5));
 }
 

@@ -5,7 +5,6 @@
 #include <pthread.h>
 #include <velox/pask_fs.h>
 #include <velox/pask_modules.h>
-#include <velox/pask_spinlock.h>
 #include <velox/velox_standin.h>
 
 #include <atomic>
@@ -116,14 +115,11 @@ TEST_P(Lifecycle, LetsGoOfEverythingWhicheverStartOfMemoryFails) {
     s_starts_granted = -1;
     const auto reports = log.taken();
     EXPECT_TRUE(granted > 0 || reports == own);
+    EXPECT_TRUE(status == 0 || (status == 10 && met));
     if (status == 0) {
-      const bool whole = raised_by(row).count("fs") == 0 || pask_fs_initchecks() == 1;
-      EXPECT_EQ(whole, !met) << granted;
+      EXPECT_EQ(raised_by(row).count("fs") == 0 || pask_fs_initchecks() == 1, !met) << granted;
       EXPECT_EQ(row.initchecks(), 1);
       EXPECT_EQ(row.shutdown(), 0u);
-    } else {
-      EXPECT_EQ(status, 10u);
-      EXPECT_TRUE(met);
     }
     ASSERT_EQ(all_counts(), counts{}) << granted;
     if (!met) return;
@@ -153,21 +149,18 @@ TEST_F(LifecycleOnce, FilesDontStartWithoutTheirPoolAndRandomNumbersDo) {
 }
 
 TEST_F(LifecycleOnce, ThreadStoreKeyBelongsToWhoeverMadeIt) {
-  ASSERT_EQ(pask_thread_initialize(), 0u);
-  EXPECT_NE(g_pask_thread_store_key, 0u);
-  EXPECT_EQ(pask_thread_shutdown(), 0u);
-  EXPECT_EQ(g_pask_thread_store_key, 0u);
-
-  g_pask_thread_store_key = 77;  // another library of the family has been here
-  ASSERT_EQ(pask_thread_initialize(), 0u);
-  EXPECT_EQ(pask_thread_shutdown(), 0u);
-  EXPECT_EQ(std::exchange(g_pask_thread_store_key, 0u), 77u);
+  for (const uint32_t there : {0u, 77u}) {  // another library of the family may have been here
+    g_pask_thread_store_key = there;
+    ASSERT_EQ(pask_thread_initialize(), 0u);
+    EXPECT_TRUE(there ? g_pask_thread_store_key == there : g_pask_thread_store_key != 0);
+    EXPECT_EQ(pask_thread_shutdown(), 0u);
+    EXPECT_EQ(std::exchange(g_pask_thread_store_key, 0u), there);
+  }
 
   std::vector<pthread_key_t> keys;
   for (pthread_key_t key; pthread_key_create(&key, nullptr) == 0;) keys.push_back(key);
   EXPECT_EQ(pask_hdo_initialize(), 10u);
   for (const pthread_key_t key : keys) pthread_key_delete(key);
-  EXPECT_EQ(all_counts(), counts{});
 }
 
 TEST_F(LifecycleOnce, StartsAndStopsFromManyThreads) {
@@ -190,37 +183,11 @@ TEST_F(LifecycleOnce, StartsAndStopsFromManyThreads) {
 }
 
 TEST_F(LifecycleOnce, AtomicsCountWithoutTheOthers) {
-  EXPECT_EQ(pask_atomic_shutdown(), 7u);
-  EXPECT_EQ(pask_atomic_initialize() | pask_atomic_initialize(), 0u);
-  EXPECT_EQ(pask_atomic_initchecks(), 2);
-  EXPECT_EQ(pask_atomic_shutdown() | pask_atomic_shutdown(), 0u);
-  EXPECT_EQ(pask_atomic_initchecks(), 0);
-}
-
-pask_spinlock s_zeroed;
-
-TEST(Spinlock, GuardsFromZeroedStorageAndRefusesNull) {
-  for (const auto operation : {pask_spinlock_init, pask_spinlock_lock, pask_spinlock_unlock})
-    EXPECT_EQ(operation(nullptr), 0x901f0001u);
-  EXPECT_EQ(pask_spinlock_delete(nullptr), 0u);
-
-  pask_spinlock made;
-  ASSERT_EQ(pask_spinlock_init(&made), 0u);
-  for (pask_spinlock* lock : {&s_zeroed, &made}) {
-    int sum = 0;
-    const auto add = [&] {
-      for (int i = 0; i < 20000; ++i) {
-        pask_spinlock_lock(lock);
-        ++sum;
-        pask_spinlock_unlock(lock);
-      }
-    };
-    std::thread other(add);
-    add();
-    other.join();
-    EXPECT_EQ(sum, 40000);
-  }
-  EXPECT_EQ(pask_spinlock_delete(&made), 0u);
+  const std::vector<uint32_t> words = {pask_atomic_shutdown(),   pask_atomic_initialize(),
+                                       pask_atomic_initialize(), static_cast<uint32_t>(pask_atomic_initchecks()),
+                                       pask_atomic_shutdown(),   pask_atomic_shutdown(),
+                                       pask_atomic_shutdown()};
+  EXPECT_EQ(words, (std::vector<uint32_t>{7, 0, 0, 2, 0, 0, 7}));
 }
 
 }  // namespace

@@ -1,14 +1,14 @@
-// Critical section, read-write lock and event. Threads meet on what the objects themselves tell: their records begin as told
+// Critical section, read-write lock, spinlock and event. Threads meet on what the objects themselves tell: their records begin as told
 // here, and the counts of waiters are read under the record's own mutex.
 #include <gtest/gtest.h>
 #include <pthread.h>
 #include <time.h>
+#include <velox/pask_spinlock.h>
 #include <velox/pask_thread.h>
 #include <velox/velox_standin.h>
 
 #include <atomic>
 #include <future>
-#include <string>
 #include <thread>
 #include <vector>
 
@@ -50,15 +50,6 @@ void await(Test test) {
   for (; !test(); std::this_thread::yield()) ASSERT_LT(std::chrono::steady_clock::now(), limit);
 }
 
-void await_waiters(pask_critsec_handle section) {
-  await([=] { return under_mutex<critsec_record>(section, [](auto& record) { return record.waiters == 1; }); });
-}
-
-void await_waiters(pask_rwlock_handle lock, uint32_t readers, uint32_t writers) {
-  const auto there = [=](auto& record) { return record.read_waiters == readers && record.write_waiters == writers; };
-  await([=] { return under_mutex<rwlock_record>(lock, there); });
-}
-
 // Wakes whoever waits for the event, which stays as it is.
 int disturb(pask_event_handle event) {
   return under_mutex<event_record>(event, [](auto& record) { return pthread_cond_broadcast(&record.cond); });
@@ -71,46 +62,90 @@ auto start(Work work) {
 
 class Locks : public testing::Test {
  protected:
-  void TearDown() override { EXPECT_EQ(velox_standin_memory_live_blocks(), 0); }
+  void SetUp() override {
+    ASSERT_EQ(pask_thread_critsec_create(&section) | pask_thread_rwlock_create(&lock), 0u);
+    make_event(0, 0);
+  }
+  void TearDown() override {
+    EXPECT_EQ(pask_thread_critsec_delete(section), 0u);
+    EXPECT_EQ(pask_thread_rwlock_unlock(lock), 0x90020001u);  // nobody holds it
+    EXPECT_EQ(pask_thread_rwlock_delete(lock) | pask_thread_event_delete(event), 0u);
+    EXPECT_EQ(velox_standin_memory_live_blocks(), 0);
+  }
+  void make_event(uint8_t signalled, uint8_t manual) {
+    EXPECT_EQ(pask_thread_event_delete(event), 0u);
+    ASSERT_EQ(pask_thread_event_create(&event, signalled, manual), 0u);
+  }
+  void await_one_at_section() {
+    await([=, this] { return under_mutex<critsec_record>(section, [](auto& record) { return record.waiters == 1; }); });
+  }
+  void await_at_lock(uint32_t readers, uint32_t writers) {
+    const auto there = [=](auto& record) { return record.read_waiters == readers && record.write_waiters == writers; };
+    await([=, this] { return under_mutex<rwlock_record>(lock, there); });
+  }
+  // A thread that takes the lock, writes its letter, which only one writer or several readers can do at once, and unlocks.
+  void take(char letter) {
+    threads.emplace_back([this, letter] {
+      EXPECT_EQ((letter == 'w' ? pask_thread_rwlock_writelock : pask_thread_rwlock_readlock)(lock), 0u);
+      order[static_cast<size_t>(next++)] = letter;
+      EXPECT_EQ(pask_thread_rwlock_unlock(lock), 0u);
+    });
+  }
+  pask_critsec_handle section = nullptr;
+  pask_rwlock_handle lock = nullptr;
+  pask_event_handle event = nullptr;
+  std::atomic<int> next{0};
+  std::string order = "----";
+  std::vector<std::jthread> threads;
 };
 
 template <class Handle>
-void expect_null_refused(std::initializer_list<pask_status (*)(Handle)> operations) {
-  for (const auto operation : operations) EXPECT_EQ(operation(nullptr), 0x90020001u);
+void expect_null_refused(std::initializer_list<pask_status (*)(Handle)> operations, pask_status refusal) {
+  for (const auto operation : operations) EXPECT_EQ(operation(nullptr), refusal);
 }
 
-TEST_F(Locks, NullAndRefusedMemory) {
-  expect_null_refused({pask_thread_critsec_enter, pask_thread_critsec_leave});
-  expect_null_refused({pask_thread_rwlock_readlock, pask_thread_rwlock_writelock, pask_thread_rwlock_unlock});
-  expect_null_refused({pask_thread_event_signal, pask_thread_event_reset});
+TEST(Null, IsRefusedExceptByDelete) {
+  expect_null_refused({pask_thread_critsec_enter, pask_thread_critsec_leave}, 0x90020001);
+  expect_null_refused({pask_thread_rwlock_readlock, pask_thread_rwlock_writelock, pask_thread_rwlock_unlock},
+                      0x90020001);
+  expect_null_refused({pask_thread_event_signal, pask_thread_event_reset}, 0x90020001);
+  expect_null_refused({pask_spinlock_init, pask_spinlock_lock, pask_spinlock_unlock}, 0x901f0001);
   EXPECT_EQ(pask_thread_event_wait(nullptr, 0), 0x90020001u);
   EXPECT_EQ(pask_thread_critsec_create(nullptr), 0x90020001u);
   EXPECT_EQ(pask_thread_rwlock_create(nullptr), 0x90020001u);
   EXPECT_EQ(pask_thread_event_create(nullptr, 0, 0), 0x90020001u);
   EXPECT_EQ(pask_thread_critsec_delete(nullptr) | pask_thread_rwlock_delete(nullptr), 0u);
-  EXPECT_EQ(pask_thread_event_delete(nullptr), 0u);
-
-  pask_critsec_handle section;
-  pask_rwlock_handle lock;
-  pask_event_handle event;
-  velox_standin_memory_refuse(0, 1);
-  EXPECT_EQ(pask_thread_critsec_create(&section), 0x90020002u);
-  EXPECT_EQ(pask_thread_rwlock_create(&lock), 0x90020002u);
-  EXPECT_EQ(pask_thread_event_create(&event, 1, 1), 0x90020002u);
-  velox_standin_memory_refuse_end();
+  EXPECT_EQ(pask_thread_event_delete(nullptr) | pask_spinlock_delete(nullptr), 0u);
 }
 
-class Critsec : public Locks {
- protected:
-  void SetUp() override { ASSERT_EQ(pask_thread_critsec_create(&section), 0u); }
-  void TearDown() override {
-    EXPECT_EQ(pask_thread_critsec_delete(section), 0u);
-    Locks::TearDown();
-  }
-  pask_critsec_handle section = nullptr;
-};
+template <class Handle>
+void expect_one_at_a_time(Handle handle, int levels, pask_status (*enter)(Handle), pask_status (*leave)(Handle)) {
+  int sum = 0;
+  std::vector<std::jthread> threads;
+  for (int t = 0; t < 4; ++t)
+    threads.emplace_back([&] {
+      for (int i = 0; i < 5000; ++i) {
+        for (int level = 0; level < levels; ++level) enter(handle);
+        for (int level = 0; level < levels; ++level, leave(handle)) ++sum;
+      }
+    });
+  threads.clear();
+  EXPECT_EQ(sum, 20000 * levels);
+}
 
-TEST_F(Critsec, IsHeldUntilTheLastLevelIsLeftAndNotDeletedInUse) {
+pask_spinlock s_zeroed;
+
+TEST_F(Locks, LetOneThreadInAtATime) {
+  expect_one_at_a_time(section, 2, pask_thread_critsec_enter, pask_thread_critsec_leave);
+  expect_one_at_a_time(lock, 1, pask_thread_rwlock_writelock, pask_thread_rwlock_unlock);
+  pask_spinlock made;
+  ASSERT_EQ(pask_spinlock_init(&made), 0u);
+  for (pask_spinlock* spinlock : {&s_zeroed, &made})
+    expect_one_at_a_time(spinlock, 1, pask_spinlock_lock, pask_spinlock_unlock);
+  EXPECT_EQ(pask_spinlock_delete(&made), 0u);
+}
+
+TEST_F(Locks, SectionIsHeldUntilTheLastLevelIsLeftAndNotDeletedInUse) {
   EXPECT_EQ(pask_thread_critsec_enter(section) | pask_thread_critsec_enter(section), 0u);
   EXPECT_EQ(start([&] { return pask_thread_critsec_delete(section); }).get(), 0x90020006u);
   std::atomic<int> levels{2};
@@ -120,13 +155,13 @@ TEST_F(Critsec, IsHeldUntilTheLastLevelIsLeftAndNotDeletedInUse) {
     EXPECT_EQ(pask_thread_critsec_leave(section), 0u);
     return left;
   });
-  await_waiters(section);
+  await_one_at_section();
   EXPECT_EQ(pask_thread_critsec_delete(section), 0x90020006u);
   EXPECT_EQ(start([&] { return pask_thread_critsec_leave(section); }).get(), 0u);  // holds nothing, changes nothing
   levels = 1;
   EXPECT_EQ(pask_thread_critsec_leave(section), 0u);
   for (int i = 0; i < 1000; ++i) std::this_thread::yield();
-  await_waiters(section);
+  await_one_at_section();
   levels = 0;
   EXPECT_EQ(pask_thread_critsec_leave(section), 0u);
   EXPECT_EQ(other.get(), 0);
@@ -134,106 +169,34 @@ TEST_F(Critsec, IsHeldUntilTheLastLevelIsLeftAndNotDeletedInUse) {
   EXPECT_EQ(pask_thread_critsec_enter(section), 0u);  // a free section, and one that its owner holds, can go: TearDown
 }
 
-TEST_F(Critsec, LetsOneThreadInAtATime) {
-  int sum = 0;
-  std::vector<std::jthread> threads;
-  for (int t = 0; t < 4; ++t)
-    threads.emplace_back([&] {
-      for (int i = 0; i < 5000; ++i) {
-        pask_thread_critsec_enter(section);
-        pask_thread_critsec_enter(section);
-        ++sum;
-        pask_thread_critsec_leave(section);
-        ++sum;
-        pask_thread_critsec_leave(section);
-      }
-    });
-  threads.clear();
-  EXPECT_EQ(sum, 40000);
-}
-
-class Rwlock : public Locks {
- protected:
-  void SetUp() override { ASSERT_EQ(pask_thread_rwlock_create(&lock), 0u); }
-  void TearDown() override {
-    EXPECT_EQ(pask_thread_rwlock_unlock(lock), 0x90020001u);  // nobody holds it
-    EXPECT_EQ(pask_thread_rwlock_delete(lock), 0u);
-    Locks::TearDown();
-  }
-  // A thread that takes the lock, writes its letter, which only one writer or several readers can do at once, and unlocks.
-  void take(char letter) {
-    takers.emplace_back([this, letter] {
-      EXPECT_EQ(letter == 'w' ? pask_thread_rwlock_writelock(lock) : pask_thread_rwlock_readlock(lock), 0u);
-      order[static_cast<size_t>(next++)] = letter;
-      EXPECT_EQ(pask_thread_rwlock_unlock(lock), 0u);
-    });
-  }
-  pask_rwlock_handle lock = nullptr;
-  std::atomic<int> next{0};
-  std::string order = "----";
-  std::vector<std::jthread> takers;
-};
-
-TEST_F(Rwlock, WritersGoFirst) {
+TEST_F(Locks, WritersGoFirst) {
   ASSERT_EQ(pask_thread_rwlock_readlock(lock), 0u);
   EXPECT_EQ(start([&] { return pask_thread_rwlock_readlock(lock) | pask_thread_rwlock_unlock(lock); }).get(), 0u);
   take('w');
-  await_waiters(lock, 0, 1);
+  await_at_lock(0, 1);
   take('r');  // not let in beside the first reader, for a writer waits
-  await_waiters(lock, 1, 1);
+  await_at_lock(1, 1);
   EXPECT_EQ(pask_thread_rwlock_unlock(lock), 0u);
-  takers.clear();
+  threads.clear();
   EXPECT_EQ(order, "wr--");
 
   next = 0;
   ASSERT_EQ(pask_thread_rwlock_writelock(lock), 0u);
   for (const uint32_t writers : {0u, 2u}) {
     for (int i = 0; i < 2; ++i) take(writers ? 'w' : 'r');
-    await_waiters(lock, 2, writers);
+    await_at_lock(2, writers);
   }
   EXPECT_EQ(pask_thread_rwlock_unlock(lock), 0u);
-  takers.clear();
+  threads.clear();
   EXPECT_EQ(order, "wwrr");
 }
 
-TEST_F(Rwlock, ReadersNeverSeeHalfAWrite) {
-  int a = 0;
-  int b = 0;
-  std::atomic<int> torn{0};
-  for (int t = 0; t < 4; ++t)
-    takers.emplace_back([&, t] {
-      for (int i = 0; i < 3000; ++i) {
-        t == 0 ? pask_thread_rwlock_writelock(lock) : pask_thread_rwlock_readlock(lock);
-        if (t == 0) ++a, ++b;
-        if (a != b) ++torn;
-        pask_thread_rwlock_unlock(lock);
-      }
-    });
-  takers.clear();
-  EXPECT_EQ(a, 3000);
-  EXPECT_EQ(torn, 0);
-}
-
-class Event : public Locks {
- protected:
-  void make(uint8_t signalled, uint8_t manual) {
-    EXPECT_EQ(pask_thread_event_delete(event), 0u);
-    ASSERT_EQ(pask_thread_event_create(&event, signalled, manual), 0u);
-  }
-  void TearDown() override {
-    EXPECT_EQ(pask_thread_event_delete(event), 0u);
-    Locks::TearDown();
-  }
-  pask_event_handle event = nullptr;
-};
-
-TEST_F(Event, KeepsOrConsumesItsSignal) {
+TEST_F(Locks, EventKeepsOrConsumesItsSignal) {
   for (const uint8_t manual : {uint8_t{0}, uint8_t{2}}) {
-    const pask_status second = manual ? 0u : PASK_THREAD_INFO_TIMEOUT;
-    make(1, manual);
+    make_event(1, manual);
     for (const uint32_t timeout : {0u, PASK_THREAD_NO_LIMIT}) {
       EXPECT_EQ(pask_thread_event_wait(event, timeout), 0u);
-      EXPECT_EQ(pask_thread_event_wait(event, 0), second);
+      EXPECT_EQ(pask_thread_event_wait(event, 0), manual ? 0u : PASK_THREAD_INFO_TIMEOUT);
       EXPECT_EQ(pask_thread_event_signal(event), 0u);
     }
     EXPECT_EQ(pask_thread_event_reset(event), 0u);
@@ -241,38 +204,28 @@ TEST_F(Event, KeepsOrConsumesItsSignal) {
   }
 }
 
-TEST_F(Event, SignalLetsOneWaiterThroughAtATime) {
-  make(0, 0);
-  std::atomic<int> through{0};
-  std::vector<std::jthread> threads;
-  for (const uint32_t timeout : {PATIENCE_MS, PASK_THREAD_NO_LIMIT, PATIENCE_MS})
-    threads.emplace_back([&, timeout] {
-      EXPECT_EQ(pask_thread_event_wait(event, timeout), 0u);
-      ++through;
-    });
-  for (int t = 1; t <= 3; ++t) {
-    EXPECT_EQ(pask_thread_event_signal(event), 0u);
-    await([&] { return through == t; });
-    EXPECT_EQ(pask_thread_event_wait(event, 0), PASK_THREAD_INFO_TIMEOUT);
+// The manual one is only disturbed: a signal and a reset in one hold of its mutex look no different to its waiters.
+TEST_F(Locks, EventLetsOneWaiterThroughForEachSignalOrAllThatAManualOneWakes) {
+  for (const bool manual : {false, true}) {
+    make_event(0, manual);
+    next = 0;
+    for (const uint32_t timeout : {PATIENCE_MS, PASK_THREAD_NO_LIMIT, PATIENCE_MS})
+      threads.emplace_back([this, timeout] {
+        EXPECT_EQ(pask_thread_event_wait(event, timeout), 0u);
+        ++next;
+      });
+    if (manual) await([this] { return disturb(event) == 0 && next == 3; });
+    for (int through = 1; !manual && through <= 3; ++through) {
+      EXPECT_EQ(pask_thread_event_signal(event), 0u);
+      await([&] { return next == through; });
+      EXPECT_EQ(pask_thread_event_wait(event, 0), PASK_THREAD_INFO_TIMEOUT);
+    }
+    threads.clear();
   }
 }
 
-// The signal and the reset lie in one hold of the event's mutex, so that no waiter can see the state between them.
-TEST_F(Event, ManualSignalCountsThoughItIsResetBeforeTheWaiterRuns) {
-  make(0, 1);
-  std::atomic<int> waiting{2};
-  std::vector<std::jthread> threads;
-  for (const uint32_t timeout : {PATIENCE_MS, PASK_THREAD_NO_LIMIT})
-    threads.emplace_back([&, timeout] {
-      EXPECT_EQ(pask_thread_event_wait(event, timeout), 0u);
-      --waiting;
-    });
-  await([&] { return disturb(event) == 0 && waiting == 0; });
-}
-
 // Neither a wake without the state nor an early timeout ends the wait; the second timeout carries over a full second.
-TEST_F(Event, TimeoutComesNoSoonerThanAsked) {
-  make(0, 0);
+TEST_F(Locks, EventTimeoutComesNoSoonerThanAsked) {
   std::jthread disturber([this](std::stop_token stop) {
     for (; !stop.stop_requested(); std::this_thread::yield()) disturb(event);
   });
