@@ -39,22 +39,17 @@ TEST(Number, WritesTheLowestDigits) {
 }
 
 TEST(Number, ReadsIntegersWithTheLimitsOfTheirType) {
-  const std::tuple<const char*, int32_t, uint32_t, int64_t, uint64_t> rows[] = {
-      {nullptr, 0, 0, 0, 0},
-      {"", 0, 0, 0, 0},
-      {"x1", 0, 0, 0, 0},
-      {" \t\n+0042x", 42, 42, 42, 42},
-      {"-1", -1, 4294967295u, -1, ~0ull},
-      {"2147483648", INT32_MAX, 2147483648u, 2147483648, 2147483648},
-      {"-2147483649", INT32_MIN, 2147483647u, -2147483649, 18446744071562067967ull},
-      {"4294967296", INT32_MAX, UINT32_MAX, 4294967296, 4294967296},
-      {" -4294967295", INT32_MIN, 1, -4294967295, 18446744069414584321ull},
-      {"-4294967296", INT32_MIN, UINT32_MAX, -4294967296, 18446744069414584320ull},
-      {"18446744073709551614", INT32_MAX, UINT32_MAX, INT64_MAX, 18446744073709551614ull},
-      {"99999999999999999999", INT32_MAX, UINT32_MAX, INT64_MAX, UINT64_MAX},
-      {"-99999999999999999999", INT32_MIN, UINT32_MAX, INT64_MIN, UINT64_MAX},
-  };
-  for (const auto& [text, i32, u32, i64, u64] : rows) {
+  using row = std::tuple<const char*, int32_t, uint32_t, int64_t, uint64_t>;
+  for (const auto& [text, i32, u32, i64, u64] :
+       {row(nullptr, 0, 0, 0, 0), row("", 0, 0, 0, 0), row("x1", 0, 0, 0, 0), row(" \t\n+0042x", 42, 42, 42, 42),
+        row("-1", -1, 4294967295u, -1, ~0ull), row("2147483648", INT32_MAX, 2147483648u, 2147483648, 2147483648),
+        row("-2147483649", INT32_MIN, 2147483647u, -2147483649, 18446744071562067967ull),
+        row("4294967296", INT32_MAX, UINT32_MAX, 4294967296, 4294967296),
+        row(" -4294967295", INT32_MIN, 1, -4294967295, 18446744069414584321ull),
+        row("-4294967296", INT32_MIN, UINT32_MAX, -4294967296, 18446744069414584320ull),
+        row("18446744073709551614", INT32_MAX, UINT32_MAX, INT64_MAX, 18446744073709551614ull),
+        row("99999999999999999999", INT32_MAX, UINT32_MAX, INT64_MAX, UINT64_MAX),
+        row("-99999999999999999999", INT32_MIN, UINT32_MAX, INT64_MIN, UINT64_MAX)}) {
     SCOPED_TRACE(testing::PrintToString(text));
     EXPECT_EQ(pask_string_atoi32(text), i32);
     EXPECT_EQ(pask_string_atou32(text), u32);
@@ -78,18 +73,18 @@ TEST(Number, AccumulatesDoubles) {
   const double inf = HUGE_VAL;
   volatile double tenth_power = 1.0;  // 10 * 0.1 ... is no correctly rounded 1e-20
   for (int i = 0; i < 20; ++i) tenth_power = tenth_power * 0.1;
-  const std::pair<const char*, double> rows[] = {{nullptr, 0.0},        {"", 0.0},
-                                                 {"abc", 0.0},          {"-", -0.0},
-                                                 {"-x", -0.0},          {"  -1.5e2xyz", -150.0},
-                                                 {".5", 5 * 0.1},       {"5.", 5.0},
-                                                 {"1e", 1.0},           {"e5", 0.0},
-                                                 {"+7", 7.0},           {"1e-20", tenth_power},
-                                                 {"1.e+3", 1000.0},     {"--1", -0.0},
-                                                 {"1e2000000000", inf}, {"-1e2000000000", -inf},
-                                                 {"0e2000000000", 0.0}, {"1e-2000000000", 0.0},
-                                                 {"\x01\x20 8", 8.0},   {"inf", 0.0},
-                                                 {"0x10", 0.0},         {"1e4294967298", 100.0}};
-  for (const auto& [text, value] : rows)
+  using row = std::pair<const char*, double>;
+  for (const auto& [text, value] : {row(nullptr, 0.0),        row("", 0.0),
+                                    row("abc", 0.0),          row("-", -0.0),
+                                    row("-x", -0.0),          row("  -1.5e2xyz", -150.0),
+                                    row(".5", 5 * 0.1),       row("5.", 5.0),
+                                    row("1e", 1.0),           row("e5", 0.0),
+                                    row("+7", 7.0),           row("1e-20", tenth_power),
+                                    row("1.e+3", 1000.0),     row("--1", -0.0),
+                                    row("1e2000000000", inf), row("-1e2000000000", -inf),
+                                    row("0e2000000000", 0.0), row("1e-2000000000", 0.0),
+                                    row("\x01\x20 8", 8.0),   row("inf", 0.0),
+                                    row("0x10", 0.0),         row("1e4294967298", 100.0)})
     EXPECT_EQ(std::bit_cast<uint64_t>(pask_string_atof64(text)), std::bit_cast<uint64_t>(value))
         << testing::PrintToString(text);
 }
