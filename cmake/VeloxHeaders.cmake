@@ -6,6 +6,7 @@ set(VELOX_HEADERS
     manager/velox_standin.h
     manager/velox_catalog.h
     runtime/pask_modules.h
+    runtime/pask_atomic.h
     runtime/pask_spinlock.h
     runtime/pask_thread.h
     text/pask_string.h

@@ -2,6 +2,7 @@
 #ifndef PASK_H
 #define PASK_H
 
+#include "pask_atomic.h"
 #include "pask_format.h"
 #include "pask_fs.h"
 #include "pask_hashtable.h"

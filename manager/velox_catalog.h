@@ -89,6 +89,42 @@ typedef struct velox_catalog_counts {
 
 VELOX_API pask_status velox_catalog_count(velox_catalog_handle catalog, velox_catalog_counts* counts);
 
+/* ---- Stations ------------------------------------------------------------------------------------------------------- */
+
+/** A station that the catalogue keeps. The texts are borrowed for the call. */
+typedef struct velox_catalog_station {
+  const char* id;                            /* what velox_cadenz_station_lookup() takes */
+  const char* name;                          /* made from the seeds until it is renamed */
+  uint64_t created;                          /* seconds since 1970 */
+  uint64_t used;                             /* last request, the same */
+  uint64_t played, skipped, liked, disliked; /* events so far; likes and dislikes of tracks and artists */
+} velox_catalog_station;
+
+/** Called with each station, last used first. A result other than 0 ends the listing. */
+typedef int (*velox_catalog_station_fn)(void* context, const velox_catalog_station* station);
+
+VELOX_API pask_status velox_catalog_stations(velox_catalog_handle catalog, velox_catalog_station_fn on_station,
+                                             void* context);
+
+/** An event of a station's history. The texts are borrowed for the call. */
+typedef struct velox_catalog_station_event {
+  const char*
+      kind; /* "TRACK_PLAYED", "TRACK_SKIPPED", "TRACK_LIKE", "TRACK_DISLIKE", "ARTIST_LIKE", "ARTIST_DISLIKE" */
+  const char* title;  /* of the track; empty for an artist, or when the track has left the catalogue */
+  const char* artist; /* may be empty likewise */
+  uint64_t time;      /* seconds since 1970 at which it was reported */
+} velox_catalog_station_event;
+
+typedef int (*velox_catalog_station_event_fn)(void* context, const velox_catalog_station_event* event);
+
+/** Lists a station's events, oldest first. VELOX_STANDIN_ERR_NOT_FOUND for an unknown station, here and below. */
+VELOX_API pask_status velox_catalog_station_history(velox_catalog_handle catalog, const char* id,
+                                                    velox_catalog_station_event_fn on_event, void* context);
+/** Gives a station another name, which must not be empty. */
+VELOX_API pask_status velox_catalog_station_rename(velox_catalog_handle catalog, const char* id, const char* name);
+/** Removes a station with its history; requests with its identifier then find nothing. */
+VELOX_API pask_status velox_catalog_station_remove(velox_catalog_handle catalog, const char* id);
+
 /* ---- What it answers ------------------------------------------------------------------------------------------------ */
 /* Recommendations ("velox_lookup_type_radio_recommend"). Tracks are near to a seed when they share its genres, moods and
  * years, a rare genre counting more than a common one, or its artist or album. The same request to the same catalogue gets

@@ -1,4 +1,4 @@
-/* Locks and events: a recursive critical section, a read-write lock that prefers writers, and an event with a timed wait.
+/* Threads, locks and events: a recursive critical section, a read-write lock that prefers writers, and an event with a timed wait.
  *
  * They work without pask_thread_initialize. Each is a heap object behind an opaque handle; its memory comes from the memory
  * service. Unless told otherwise an operation returns 0, or
@@ -68,6 +68,15 @@ VELOX_API pask_status pask_thread_event_wait(pask_event_handle event, uint32_t t
 VELOX_API pask_status pask_thread_event_signal(pask_event_handle event);
 /** Clears the event. */
 VELOX_API pask_status pask_thread_event_reset(pask_event_handle event);
+
+/* ---- Threads ------------------------------------------------------------------------------------------------------- */
+
+typedef struct pask_thread* pask_thread_handle;
+/** The system's identifier of a thread. */
+typedef uintptr_t pask_thread_id;
+
+/** Gives a thread's identifier; a null handle means the calling thread. 0x90020007 when pask_thread isn't started. */
+VELOX_API pask_status pask_thread_get_id(pask_thread_handle thread, pask_thread_id* id);
 
 VELOX_END_DECLS
 

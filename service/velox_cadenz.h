@@ -1,7 +1,8 @@
-/* velox_cadenz: recommendations from seeds, narrowed by filters.
+/* velox_cadenz: recommendations and radio stations from seeds, narrowed by filters.
  *
  * An application starts its manager library, hands the manager's record to velox_cadenz_initialize(), makes queries and
- * filters, asks for recommendations, releases what it made and calls velox_cadenz_shutdown().
+ * filters, asks for recommendations or makes stations and draws their playlists, releases what it made and calls
+ * velox_cadenz_shutdown().
  *
  * Status words. 0 is success; a word with bit 31 set is an error. All words given here are of package 0xb5: what fails below
  * the service keeps its low 16 bits and is moved into that package (0x900d0002 arrives as 0x90b50002), unless an operation
@@ -14,8 +15,9 @@
  * case. Handles stay valid until their release.
  *
  * Threads. Operations on one query wait for each other, also for a whole velox_cadenz_query_generate_recommendations(); the
- * callback of a running request may use the options and seeds of its own query. A filter takes no lock: keep uses of one
- * filter apart. Nothing protects an operation against a velox_cadenz_shutdown() on another thread. */
+ * callback of a running request may use the options and seeds of its own query. Operations on one station wait for each other
+ * in the same way, also for a whole velox_cadenz_station_generate_playlist(). A filter takes no lock: keep uses of one filter
+ * apart. Nothing protects an operation against a velox_cadenz_shutdown() on another thread. */
 #ifndef VELOX_CADENZ_H
 #define VELOX_CADENZ_H
 
@@ -40,6 +42,7 @@ VELOX_BEGIN_DECLS
 
 typedef struct cadenz_query* velox_cadenz_query_handle;
 typedef struct cadenz_filter* velox_cadenz_filter_handle;
+typedef struct cadenz_station* velox_cadenz_station_handle;
 
 /* ---- Start and stop ------------------------------------------------------------------------------------------------- */
 
@@ -142,6 +145,72 @@ VELOX_API pask_status velox_cadenz_filter_create(velox_cadenz_filter_handle* fil
 VELOX_API pask_status velox_cadenz_filter_set(velox_cadenz_filter_handle filter, velox_list_element_handle element);
 /** Ends a filter. Null is a success. */
 VELOX_API pask_status velox_cadenz_filter_release(velox_cadenz_filter_handle filter);
+
+/* ---- Stations ------------------------------------------------------------------------------------------------------- */
+/* A station is a radio that the service keeps: it has an identifier, goes on where it was when it is reopened by it, and is
+ * steered by what the application reports of the listener. Nothing goes to the service until the next playlist is drawn. */
+
+/** Makes a new station from a query's seeds and options and a filter, and blocks until the service has made it. Seeds are sent
+ *  as they are; with neither seed nor filter the service decides. The station gets a copy of the query's options and does
+ *  not hold the query.
+ *  filter    may be null; it must be a live filter until the operation returns
+ *  callback  may be null; serves the station's later requests, while this one is told to the query's own callback
+ *  station   out
+ *  Returns 0; 0x90b50001 for a null out-parameter, without error information; 0x90b50003 for an answer without a station's
+ *  identifier; 0x90b50002 without memory; otherwise what the lookup gave. The query may be used again in every case. */
+VELOX_API pask_status velox_cadenz_query_generate_station(velox_cadenz_query_handle query,
+                                                          velox_cadenz_filter_handle filter,
+                                                          velox_cadenz_callback_fn callback, void* data,
+                                                          velox_cadenz_station_handle* station);
+/** Reopens a station by the identifier that velox_cadenz_station_id gave, and blocks until its playlist is there.
+ *  user      a live user; the station holds a reference for its whole life
+ *  callback  may be null; serves this request and the later ones
+ *  station   out
+ *  Returns 0; 0x90b50001 for an empty identifier or a null out-parameter, without error information; 0x90b50003 when the
+ *  service has no such station, or the station nothing to offer; 0x90b50002 without memory; otherwise what the lookup gave. */
+VELOX_API pask_status velox_cadenz_station_lookup(const char* station_id, velox_user_handle user,
+                                                  velox_cadenz_callback_fn callback, void* data,
+                                                  velox_cadenz_station_handle* station);
+/** Gives the station's identifier, a text of the station's own that stays valid until its release. 0x90b50001 for a null
+ *  out-parameter, without error information. */
+VELOX_API pask_status velox_cadenz_station_id(velox_cadenz_station_handle station, const char** station_id);
+/** Ends a station here; the service keeps it. Events that no playlist has reported yet are dropped. Null is a success. */
+VELOX_API pask_status velox_cadenz_station_release(velox_cadenz_station_handle station);
+
+/** Sets an option in place of its former value; it takes effect with the next playlist. The keys are those of a query except
+ *  MAX_TRACKS_PER_ARTIST, ROTATION_RADIO and CATALOG_FILTER.
+ *  Returns 0; 0x90b50001 for an empty or unknown key; 0x90b50002 without memory, the former value then stays. */
+VELOX_API pask_status velox_cadenz_station_option_set(velox_cadenz_station_handle station, const char* key,
+                                                      const char* value);
+/** Reads an option, also one that came from the query and can't be set here. `value` receives a text of the station's own,
+ *  which may be null and stays valid until the option is set again or the station is released.
+ *  Returns 0; 0x90b50001 for a null key or out-parameter, without error information; 0x90b50003 when never set. */
+VELOX_API pask_status velox_cadenz_station_option_get(velox_cadenz_station_handle station, const char* key,
+                                                      const char** value);
+
+/* What the listener did. */
+#define VELOX_CADENZ_EVENT_TRACK_PLAYED   1u
+#define VELOX_CADENZ_EVENT_TRACK_SKIPPED  2u
+#define VELOX_CADENZ_EVENT_TRACK_LIKE     3u
+#define VELOX_CADENZ_EVENT_TRACK_DISLIKE  4u
+#define VELOX_CADENZ_EVENT_ARTIST_LIKE    5u
+#define VELOX_CADENZ_EVENT_ARTIST_DISLIKE 6u
+
+/** Records an event of a track ("velox_ctx_track", events 1 to 4) or an artist ("velox_ctx_artist", 5 and 6). The station
+ *  takes a reference on the object. All recorded events go out in one request, in order, with the next playlist, and are
+ *  gone after it even if it fails: a track without identifiers, for one, fails only there.
+ *  Returns 0; 0x90b50001 for an unknown event, a null object or one that doesn't suit the event, and then records nothing;
+ *  the manager's refusal of a bad object. */
+VELOX_API pask_status velox_cadenz_station_event(velox_cadenz_station_handle station, uint32_t event,
+                                                 velox_mdo_handle subject);
+/** Reports pending events, or else changed options, and gives the station's playlist: an object with its albums as
+ *  "velox_ctx_album!" children, whose tracks are theirs. With nothing to report it gives the playlist that the station has and
+ *  asks nobody. A service that has nothing to play, or fails, leaves the earlier playlist with the station.
+ *  playlist  out: a reference of the caller's, to be released through the manager; it may outlive the station
+ *  Returns 0; 0x90b50001 for a null out-parameter, without error information; 0x90b50003 when there is no playlist; otherwise
+ *  what the lookup gave. */
+VELOX_API pask_status velox_cadenz_station_generate_playlist(velox_cadenz_station_handle station,
+                                                             velox_mdo_handle* playlist);
 
 /* For the manager's registry: both free a filter's record and its values. */
 VELOX_API void _cadenz_filter_delete(velox_cadenz_filter_handle filter);
