@@ -140,10 +140,6 @@ struct seed_values {
 
 }  // namespace
 
-static uint32_t data_add(velox_lookup_handle lookup, const char* key, const char* value, uint32_t ordinal) {
-  return g_cadenz_lookup_interface->lookup_add_data(lookup, CADENZ_REQUEST_NAME, key, value, ordinal);
-}
-
 static void seed_object_release(const seed_objects& objects, velox_mdo_handle object) {
   g_cadenz_mdo_interface->mdo_release(object == objects.unreferenced ? nullptr : object);
 }
@@ -207,10 +203,10 @@ static const char* seed_kind(const seed_values& values) {
 static uint32_t seed_values_add(velox_lookup_handle lookup, const seed_values& values, uint32_t ordinal) {
   const char* kind = seed_kind(values);
   if (!kind) return CADENZ_ERR_BAD_SEED;
-  PASK_TRY(data_add(lookup, KEY_KIND, kind, ordinal));
+  PASK_TRY(cadenz_data_add(lookup, KEY_KIND, kind, ordinal));
   for (uint32_t slot = 0; slot < SLOT_COUNT; ++slot)
     if (values.has(static_cast<seed_slot>(slot)))
-      PASK_TRY(data_add(lookup, k_slot_keys[slot], values.text[slot], ordinal));
+      PASK_TRY(cadenz_data_add(lookup, k_slot_keys[slot], values.text[slot], ordinal));
   return 0;
 }
 
@@ -250,8 +246,8 @@ static uint32_t filter_value_add(uint32_t ordinal, pask_stringmap_handle values,
   PASK_TRY(pask_stringmap_value_get(values, index, &list_type, &value));
   const char* key = filter_data_key(list_type);
   if (!key) return 0;
-  if (index == 0) PASK_TRY(data_add(lookup, KEY_KIND, "ATTRIBUTE", ordinal));
-  return data_add(lookup, key, value, ordinal);
+  if (index == 0) PASK_TRY(cadenz_data_add(lookup, KEY_KIND, "ATTRIBUTE", ordinal));
+  return cadenz_data_add(lookup, key, value, ordinal);
 }
 
 static uint32_t _cadenz_query_lookup_add_filter_to_seed(uint32_t ordinal, pask_stringmap_handle values,

@@ -50,15 +50,14 @@ void cadenz_lookup_callback(void* data, const velox_progress* progress, uint8_t*
 
 // A filter can take the place of seeds: with one, their absence is no failure.
 static uint32_t unless_filtered(uint32_t status, const cadenz_filter* filter) {
-  return filter && (status & 0xffff) == CADENZ_CODE_NO_SEEDS ? 0 : status;
+  return filter ? cadenz_unless_no_seeds(status) : status;
 }
 
 static uint32_t recommend(cadenz_query* query, const cadenz_filter* filter, velox_lookup_handle* lookup,
                           velox_mdo_handle* result) {
   PASK_TRY(unless_filtered(cadenz_preprocess_seeds(query), filter));
   PASK_TRY(_cadenz_query_lookup_create(query, CADENZ_TYPE_RECOMMEND, lookup));
-  const uint32_t status = _cadenz_query_lookup_add_seeds(query, *lookup);
-  if (status && (status & 0xffff) != CADENZ_CODE_NO_SEEDS) return status;
+  PASK_TRY(cadenz_unless_no_seeds(_cadenz_query_lookup_add_seeds(query, *lookup)));
   if (filter) _cadenz_query_lookup_add_filter(query, *lookup, filter);
   return _cadenz_query_lookup_execute(query->user, *lookup, result);
 }

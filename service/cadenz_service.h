@@ -6,6 +6,7 @@
 #include "pask_stringmap.h"
 #include "pask_thread.h"
 #include "pask_vector.h"
+#include "pask_vector2.h"
 #include "velox_cadenz.h"
 
 // ---- The manager, as got at the first start; null while the service is down ----------------------------------------
@@ -24,6 +25,7 @@ extern VELOX_API velox_listmanager_interface* g_cadenz_lists_interface;
 // ---- Status words that stay inside -----------------------------------------------------------------------------------
 
 constexpr uint32_t CADENZ_INFO_NOT_FOUND = status_info(PKG_CADENZ, CODE_NOT_FOUND);
+constexpr uint32_t CADENZ_ERR_BAD_EVENT = status_error(PKG_CADENZ, 0x003d);
 static_assert(CADENZ_ERR_NO_MEMORY == status_error(PKG_CADENZ, CODE_NO_MEMORY));
 constexpr uint32_t CADENZ_CODE_NO_SEEDS = CADENZ_ERR_NO_SEEDS & 0xffff;
 constexpr uint32_t CADENZ_PACKAGE_WORD = PKG_CADENZ << 16;
@@ -61,6 +63,7 @@ uint32_t cadenz_log_only(const char* operation, uint32_t status);
 // ---- Records -------------------------------------------------------------------------------------------------------------
 
 constexpr uint32_t CADENZ_QUERY_MAGIC = 0xf6fff666;
+constexpr uint32_t CADENZ_STATION_MAGIC = 0xf7fff777;
 constexpr uint32_t CADENZ_FILTER_MAGIC = 0xf8fff888;
 
 struct cadenz_query {
@@ -80,6 +83,31 @@ struct cadenz_filter {
   pask_stringmap_handle values;  // list type -> decimal texts of the elements' numbers
 };
 
+struct cadenz_station {
+  uint32_t magic;
+  pask_critsec_handle lock;    // guards all below; held during a whole exchange with the service
+  cadenz_query* query;         // the station's own: its user, callback and options; no seeds, and its lock isn't used
+  char* station_id;            // never empty
+  velox_mdo_handle playlist;   // the latest answer with something to play, referenced; null until the first
+  pask_vector2_handle events;  // of cadenz_event, in order of arrival
+};
+
+// What the listener did, until the next exchange reports it.
+struct cadenz_event {
+  uint32_t kind;             // VELOX_CADENZ_EVENT_
+  velox_mdo_handle subject;  // the track or artist, referenced
+};
+
+// ---- Options (cadenz_query.cpp) ------------------------------------------------------------------------------------------
+
+// Whose option a key may be; a key of both has both bits.
+enum option_owner : uint8_t { OPTION_OF_QUERY = 1, OPTION_OF_STATION = 2 };
+
+// Sets an option under a lock if an owner of that kind has such a key; reads any that is set.
+uint32_t cadenz_option_set(const cadenz_query* query, pask_critsec_handle lock, option_owner owner, const char* key,
+                           const char* value);
+uint32_t cadenz_option_get(const cadenz_query* query, pask_critsec_handle lock, const char* key, const char** value);
+
 // ---- A query's inner steps (cadenz_query.cpp) --------------------------------------------------------------------------
 
 uint32_t _cadenz_query_create(velox_user_handle user, velox_cadenz_callback_fn callback, void* data,
@@ -98,11 +126,23 @@ inline uint32_t cadenz_seed_add(pask_vector_handle seeds, velox_mdo_handle seed)
   return pask_vector_add(seeds, reinterpret_cast<uintptr_t>(seed));
 }
 
+// ---- A station's inner steps (cadenz_station.cpp, cadenz_station_event.cpp, cadenz_station_lookup.cpp) ---------------------
+
+// Brings a station in step with the service by the one request that the moment needs, or by none. 0 exactly when the station
+// has a playlist. The caller holds the station's lock, unless nobody else knows the station.
+uint32_t _cadenz_station_lookup(cadenz_station* station);
+// Adds all pending events to a request and empties the list, also when one of them fails and the request can't go out.
+uint32_t cadenz_events_send(cadenz_station* station, velox_lookup_handle lookup);
+void _cadenz_event_release(void* event);
+
 // ---- The request (cadenz_lookup.cpp, cadenz_recommend.cpp, cadenz_preprocess.cpp) -----------------------------------------
 
 #define CADENZ_REQUEST_NAME        "cadenzreq1"
 #define CADENZ_TYPE_RECOMMEND      "velox_lookup_type_radio_recommend"
 #define CADENZ_TYPE_CREATE         "velox_lookup_type_radio_create"
+#define CADENZ_TYPE_EVENT          "velox_lookup_type_radio_event"
+#define CADENZ_TYPE_SETTING        "velox_lookup_type_radio_setting"
+#define CADENZ_TYPE_LOOKAHEAD      "velox_lookup_type_radio_lookahead"
 #define CADENZ_TYPE_ALBUM          "velox_lookup_type_album"
 #define CADENZ_LOOKUP_SERVICE_URL  "velox_lookup_option_serviceurl"
 #define CADENZ_LOOKUP_NETWORK_INTF "velox_lookup_option_networkintf"
@@ -110,12 +150,14 @@ inline uint32_t cadenz_seed_add(pask_vector_handle seeds, velox_mdo_handle seed)
 #define CADENZ_CTX_ALBUM           "velox_ctx_album"
 #define CADENZ_CTX_ARTIST          "velox_ctx_artist"
 #define CADENZ_CTX_CONTRIBUTOR     "velox_ctx_contributor"
+#define CADENZ_CHILD_ALBUM         "velox_ctx_album!"
 #define CADENZ_CHILD_TRACK         "velox_ctx_track!"
 #define CADENZ_CHILD_ARTIST        "velox_ctx_artist!"
 #define CADENZ_CHILD_CONTRIBUTOR   "velox_ctx_contributor!"
 #define CADENZ_VAL_TUI             "velox_val_tui"
 #define CADENZ_VAL_TUI_TAG         "velox_val_tui_tag"
 #define CADENZ_VAL_ARTIST_ID       "_sdkmgr_val_artist_id"
+#define CADENZ_VAL_STATION_ID      "_sdkmgr_val_cadenz_radio_id"
 #define CADENZ_LIST_GENRES         "velox_list_type_genres"
 #define CADENZ_LIST_MOODS          "velox_list_type_moods"
 #define CADENZ_LIST_ERAS           "velox_list_type_eras"
@@ -126,6 +168,16 @@ uint32_t _cadenz_query_lookup_add_seeds(cadenz_query* query, velox_lookup_handle
 uint32_t _cadenz_query_lookup_add_filter(cadenz_query* query, velox_lookup_handle lookup, const cadenz_filter* filter);
 uint32_t _cadenz_query_lookup_execute(velox_user_handle user, velox_lookup_handle lookup, velox_mdo_handle* result);
 void cadenz_lookup_callback(void* data, const velox_progress* progress, uint8_t* abort);
+
+// Adds a value to the one request of a lookup.
+inline uint32_t cadenz_data_add(velox_lookup_handle lookup, const char* key, const char* value, uint32_t ordinal) {
+  return g_cadenz_lookup_interface->lookup_add_data(lookup, CADENZ_REQUEST_NAME, key, value, ordinal);
+}
+
+// Seeds can be absent where something else stands for them: that status is then none.
+constexpr uint32_t cadenz_unless_no_seeds(uint32_t status) {
+  return (status & 0xffff) == CADENZ_CODE_NO_SEEDS ? 0 : status;
+}
 
 // Passes the query's service URL and network interface on to a lookup, where they are set.
 uint32_t cadenz_lookup_endpoint(const cadenz_query* query, velox_lookup_handle lookup);

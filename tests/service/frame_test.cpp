@@ -177,6 +177,38 @@ const operation_case k_operations[] = {
        return velox_cadenz_query_generate_recommendations(as<velox_cadenz_query_handle>(h), nullptr, &result);
      },
      false, false},
+    {"velox_cadenz_query_generate_station", "( %p, %p, %p, %p, %p )",
+     [](void* h) {
+       velox_cadenz_station_handle station = nullptr;
+       return velox_cadenz_query_generate_station(as<velox_cadenz_query_handle>(h), nullptr, nullptr, nullptr,
+                                                  &station);
+     },
+     false, false},
+    {"velox_cadenz_station_id", "( %p, %p )",
+     [](void* h) {
+       const char* id = nullptr;
+       return velox_cadenz_station_id(as<velox_cadenz_station_handle>(h), &id);
+     },
+     false, false},
+    {"velox_cadenz_station_release", "( %p )",
+     [](void* h) { return velox_cadenz_station_release(as<velox_cadenz_station_handle>(h)); }, true, false},
+    {"velox_cadenz_station_option_set", "( %p, %s, %s )",
+     [](void* h) { return velox_cadenz_station_option_set(as<velox_cadenz_station_handle>(h), "k", "v"); }, false,
+     false},
+    {"velox_cadenz_station_option_get", "( %p, %s, %p )",
+     [](void* h) {
+       const char* value = nullptr;
+       return velox_cadenz_station_option_get(as<velox_cadenz_station_handle>(h), "k", &value);
+     },
+     false, false},
+    {"velox_cadenz_station_event", "( %p, %u, %p )",
+     [](void* h) { return velox_cadenz_station_event(as<velox_cadenz_station_handle>(h), 1, nullptr); }, false, false},
+    {"velox_cadenz_station_generate_playlist", "( %p, %p )",
+     [](void* h) {
+       velox_mdo_handle playlist = nullptr;
+       return velox_cadenz_station_generate_playlist(as<velox_cadenz_station_handle>(h), &playlist);
+     },
+     false, false},
     {"velox_cadenz_filter_release", "( %p )",
      [](void* h) { return velox_cadenz_filter_release(as<velox_cadenz_filter_handle>(h)); }, true, false},
     {"velox_cadenz_filter_set", "( %p, %p )",

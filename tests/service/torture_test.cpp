@@ -202,11 +202,44 @@ void queries(trial& t) {
   }
 }
 
+void stations(trial& t) {
+  recording::spare("mdo_addref");  // an event and a playlist rely on their reference
+  auto* query = t.make<velox_cadenz_query_handle>(
+      "create", [](auto* out) { return velox_cadenz_query_create(s_user, nullptr, nullptr, out); });
+  t.step("option_set", [&] { return velox_cadenz_query_option_set(query, VELOX_CADENZ_OPTION_STATION_DMCA, "1"); });
+  t.also = 0x0003;  // an identifier that can't be read is none
+  velox_cadenz_station_handle both[] = {
+      t.make<velox_cadenz_station_handle>(
+          "generate",
+          [&](auto* out) { return velox_cadenz_query_generate_station(query, nullptr, nullptr, nullptr, out); }),
+      t.make<velox_cadenz_station_handle>(
+          "lookup", [](auto* out) { return velox_cadenz_station_lookup("id", s_user, nullptr, nullptr, out); })};
+  const object track("velox_ctx_track", {{"velox_val_tui", "t"}, {"velox_val_tui_tag", "g"}});
+  for (auto* station : both) {
+    t.step("option_set",
+           [&] { return velox_cadenz_station_option_set(station, VELOX_CADENZ_OPTION_RETURN_COUNT, "5"); });
+    t.step("event", [&] { return velox_cadenz_station_event(station, VELOX_CADENZ_EVENT_TRACK_LIKE, track); });
+    auto* playlist = t.make<velox_mdo_handle>(
+        "playlist", [&](auto* out) { return velox_cadenz_station_generate_playlist(station, out); });
+    velox_standin_mdo_release(playlist);
+    if (velox_cadenz_station_release(station) != 0) {
+      ++t.failures;
+      EXPECT_EQ(velox_cadenz_station_release(station), 0u);
+    }
+  }
+  if (velox_cadenz_query_release(query) != 0) {
+    ++t.failures;
+    EXPECT_EQ(velox_cadenz_query_release(query), 0u);
+  }
+}
+
 pask_status answer_all(void*, const velox_standin_lookup* lookup, velox_standin_run* run) {
   for (uint32_t i = 0; i < lookup->request_count; ++i) {
     const object track("velox_ctx_track", {{"velox_val_tui", "t"}, {"velox_val_tui_tag", "g"}});
     const object album("velox_ctx_album", {{"_sdkmgr_val_artist_id", "id"}}, {{"velox_ctx_track!matching", &track}});
-    const object response("velox_ctx_response", {}, {{"velox_ctx_album!", &album}});
+    const object response("velox_ctx_response",
+                          {{"_sdkmgr_val_cadenz_radio_id", "id"}, {"_sdkmgr_val_response_code", "velox_result_ok"}},
+                          {{"velox_ctx_album!", &album}});
     velox_standin_run_result(run, i, response);
   }
   return 0;
@@ -222,6 +255,7 @@ class Torture : public testing::TestWithParam<life> {
     velox_standin_provider_set(&provider);
   }
   void TearDown() override {
+    recording::spare("");
     velox_standin_provider_set(nullptr);
     velox_standin_user_release(s_user);
     EXPECT_EQ(velox_cadenz_shutdown(), 0u);
@@ -276,9 +310,11 @@ INSTANTIATE_TEST_SUITE_P(Lives, Allocations,
                                          life{"tables_unlocked", tables<PASK_HASHTABLE_MULTI_VALUE>},
                                          life{"string_maps", string_maps}, life{"texts", texts},
                                          life{"accumulators", accumulators}, life{"filters", filters},
-                                         life{"queries", queries}),
+                                         life{"queries", queries}, life{"stations", stations}),
                          life_name);
-INSTANTIATE_TEST_SUITE_P(Lives, TableCalls, testing::Values(life{"filters", filters}, life{"queries", queries}),
+INSTANTIATE_TEST_SUITE_P(Lives, TableCalls,
+                         testing::Values(life{"filters", filters}, life{"queries", queries},
+                                         life{"stations", stations}),
                          life_name);
 
 }  // namespace

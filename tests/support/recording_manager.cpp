@@ -14,7 +14,7 @@ const velox_manager_record* s_real;
 velox_manager_record s_record;
 std::mutex s_lock;  // guards all of this
 std::vector<std::string> s_calls, s_errors, s_log;
-std::string s_fail_name;
+std::string s_fail_name, s_spared;
 int64_t s_fail_in = -1;
 pask_status s_fail_word;
 bool s_failed;
@@ -25,7 +25,8 @@ std::string text(const char* value) { return value ? value : "(null)"; }
 pask_status call(const std::string& line) {
   const std::lock_guard held(s_lock);
   s_calls.push_back(line);
-  if (s_fail_in < 0 || (!s_fail_name.empty() && s_fail_name != line.substr(0, line.find(' ')))) return 0;
+  const std::string name = line.substr(0, line.find(' '));
+  if (s_fail_in < 0 || (s_fail_name.empty() ? name == s_spared : name != s_fail_name)) return 0;
   if (s_fail_in-- != 0) return 0;
   s_failed = true;
   return s_fail_word;
@@ -116,6 +117,7 @@ void wrap_tables() {
   HOOK(s_handles, handle_validate);
   HOOK_ALWAYS(s_handles, handle_release);
   HOOK(s_handles, handle_validate_user);
+  HOOK(s_handles, handle_validate_mdo);
   HOOK_ALWAYS(s_users, user_addref);
   HOOK_ALWAYS(s_users, user_release);
   HOOK(s_lookups, lookup_create);
@@ -130,6 +132,7 @@ void wrap_tables() {
   HOOK_ALWAYS(s_mdos, mdo_release);
   HOOK(s_mdos, mdo_get_context);
   HOOK(s_mdos, mdo_value_get);
+  HOOK(s_mdos, mdo_child_count);
   HOOK(s_mdos, mdo_child_get);
   HOOK(s_lists, list_element_get_type);
   HOOK(s_lists, list_element_get_id);
@@ -197,6 +200,8 @@ void fail(const std::string& name, uint32_t nth, pask_status word) {
   s_fail_word = word;
   s_failed = false;
 }
+
+void spare(const std::string& name) { s_spared = name; }
 
 bool fail_end() {
   s_fail_in = -1;

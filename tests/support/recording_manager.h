@@ -16,6 +16,8 @@ constexpr pask_status FAILURE = 0x90440077;  // what a chosen call gives
 
 // Fails the n-th call from now on, with the given word. A call whose result nobody looks at does its work all the same.
 void fail(uint32_t nth, pask_status word = FAILURE);
+// Never fails calls of that name by number; empty for none.
+void spare(const std::string& name);
 // Fails the n-th call of that name.
 void fail(const std::string& name, uint32_t nth, pask_status word = FAILURE);
 // Ends the failing. True when a call was failed.
