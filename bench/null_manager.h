@@ -1,5 +1,5 @@
-// A manager record whose tables do nothing: every metadata object is a track with an identifier pair, every lookup succeeds.
-// What is left is the library's own cost. One query or filter at a time.
+// A manager record whose tables do nothing: every metadata object is a track with an identifier pair and an answer with
+// something to play, every lookup succeeds. What is left is the library's own cost. A few objects at a time.
 #pragma once
 
 #include <velox/velox_manager.h>
@@ -7,7 +7,17 @@
 namespace null_manager {
 
 inline char g_object;  // stands for every handle of the manager
-inline velox_handle_delete_fn g_destroy;
+
+struct registered {
+  void* object;
+  velox_handle_delete_fn destroy;
+};
+inline registered g_registered[8];
+inline registered& registration_of(const void* object) {
+  registered* found = g_registered;
+  while (found->object != object) ++found;
+  return *found;
+}
 
 template <class Handle>
 Handle any() {
@@ -21,14 +31,16 @@ inline velox_errorinfo_interface g_errorinfo = {
 
 inline velox_handlemanager_interface g_handles = {
     table_release,
-    [](velox_client_ref, void*, uint32_t, velox_handle_delete_fn destroy) -> pask_status {
-      g_destroy = destroy;
+    [](velox_client_ref, void* object, uint32_t, velox_handle_delete_fn destroy) -> pask_status {
+      registration_of(nullptr) = {object, destroy};
       return 0;
     },
     [](const void*, uint32_t) -> pask_status { return 0; },
     nullptr,
     [](void* handle) -> pask_status {
-      g_destroy(handle);
+      registered& its = registration_of(handle);
+      its.object = nullptr;
+      its.destroy(handle);
       return 0;
     },
     nullptr,
@@ -74,7 +86,10 @@ inline velox_mdo_interface g_mdos = {
       return 0;
     },
     nullptr,
-    [](velox_mdo_handle, const char*, uint32_t*) -> pask_status { return 0x90010003; },
+    [](velox_mdo_handle, const char*, uint32_t* count) -> pask_status {
+      *count = 1;
+      return 0;
+    },
     [](velox_mdo_handle, const char*, uint32_t, uintptr_t, velox_mdo_handle*) -> pask_status { return 0x90010003; }};
 
 inline velox_listmanager_interface g_lists = {table_release,

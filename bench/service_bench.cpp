@@ -38,6 +38,29 @@ void option_set(benchmark::State& state) {
 }
 BENCHMARK(option_set);
 
+// With nothing new, and with an event for each playlist.
+void generate_playlist(benchmark::State& state) {
+  const started service;
+  velox_cadenz_query_handle query = nullptr;
+  velox_cadenz_station_handle station = nullptr;
+  velox_cadenz_query_create(null_manager::any<velox_user_handle>(), nullptr, nullptr, &query);
+  velox_cadenz_query_generate_station(query, nullptr, nullptr, nullptr, &station);
+  const bool event = state.range(0) != 0;
+  const uint64_t before = velox_standin_memory_allocations();
+  for (auto _ : state) {
+    if (event)
+      velox_cadenz_station_event(station, VELOX_CADENZ_EVENT_TRACK_PLAYED, null_manager::any<velox_mdo_handle>());
+    velox_mdo_handle playlist = nullptr;
+    velox_cadenz_station_generate_playlist(station, &playlist);
+    benchmark::DoNotOptimize(playlist);
+  }
+  state.counters["allocations"] =
+      static_cast<double>(velox_standin_memory_allocations() - before) / static_cast<double>(state.iterations());
+  velox_cadenz_station_release(station);
+  velox_cadenz_query_release(query);
+}
+BENCHMARK(generate_playlist)->ArgName("events")->Arg(0)->Arg(1);
+
 }  // namespace
 
 BENCHMARK_MAIN();
