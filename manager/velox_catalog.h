@@ -58,6 +58,17 @@ typedef struct velox_catalog_scan_events {
 VELOX_API pask_status velox_catalog_scan(velox_catalog_handle catalog, const char* path,
                                          const velox_catalog_scan_events* events, velox_catalog_scan_report* report);
 
+/** Gives the next bytes of a text: at most `size` of them into `buffer`, and their count, which is 0 at the end. A failed word
+ *  ends the import. */
+typedef pask_status (*velox_catalog_read_fn)(void* context, void* buffer, uint32_t size, uint32_t* got);
+
+/** Takes in a tab-separated text from wherever the caller reads it, as a scan takes in a .tsv file. `name` stands for the file:
+ *  relative paths in the text begin at its folder, messages name it, and the tracks replace those of an earlier import or scan
+ *  of that name. Returns what velox_catalog_scan returns, or the failed word that `read` gave. */
+VELOX_API pask_status velox_catalog_import(velox_catalog_handle catalog, const char* name, velox_catalog_read_fn read,
+                                           void* context, const velox_catalog_scan_events* events,
+                                           velox_catalog_scan_report* report);
+
 /* ---- Finding ------------------------------------------------------------------------------------------------------- */
 
 #define VELOX_CATALOG_TRACKS  1u

@@ -79,19 +79,27 @@ pask_status velox_catalog_open(const char* url, uint32_t mode, velox_catalog_han
 
 void velox_catalog_close(velox_catalog_handle catalog) { delete catalog; }
 
-pask_status velox_catalog_scan(velox_catalog_handle catalog, const char* path, const velox_catalog_scan_events* events,
-                               velox_catalog_scan_report* report) {
+/** The frame of what fills a catalogue: `work` gets the run and the absolute form of the path. */
+template <class Work>
+static pask_status filled(const char* operation, velox_catalog_handle catalog, const char* path,
+                          const velox_catalog_scan_events* events, velox_catalog_scan_report* report, Work work) {
   if (report) *report = {};
-  return guarded(__func__, [&] {
+  return guarded(operation, [&] {
     require(catalog && path && *path && report, "a catalogue, a path and a report are needed");
     if (!catalog->db->writable())
       throw failure{VELOX_STANDIN_ERR_INVALID_ARG,
                     "catalogue \"" + catalog->db->path() + "\" is open for reading only"};
-    const std::string whole = resolved(path);
-    struct stat status = {};
-    const bool folder = ::stat(whole.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
     const velox_catalog_scan_events nobody = {};
     scan_run run{*catalog->db, events ? *events : nobody, *report, writer(*catalog->db)};
+    work(run, resolved(path));
+  });
+}
+
+pask_status velox_catalog_scan(velox_catalog_handle catalog, const char* path, const velox_catalog_scan_events* events,
+                               velox_catalog_scan_report* report) {
+  return filled(__func__, catalog, path, events, report, [](scan_run& run, const std::string& whole) {
+    struct stat status = {};
+    const bool folder = ::stat(whole.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
     if (!folder && ends_in(whole, ".tsv")) {
       scan_tsv(run, whole);
     } else if (folder || is_audio(whole)) {
@@ -100,6 +108,15 @@ pask_status velox_catalog_scan(velox_catalog_handle catalog, const char* path, c
       throw failure{VELOX_STANDIN_ERR_INVALID_ARG,
                     "\"" + whole + "\" is neither a folder nor an audio file nor a .tsv file"};
     }
+  });
+}
+
+pask_status velox_catalog_import(velox_catalog_handle catalog, const char* name, velox_catalog_read_fn read,
+                                 void* context, const velox_catalog_scan_events* events,
+                                 velox_catalog_scan_report* report) {
+  return filled(__func__, catalog, name, events, report, [&](scan_run& run, const std::string& whole) {
+    require(read, "a function to read by is needed");
+    import_tsv(run, whole, read, context);
   });
 }
 

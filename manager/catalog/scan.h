@@ -21,6 +21,8 @@ struct scan_run {
 /** `path` is absolute. */
 void scan_files(scan_run& run, const std::string& path, bool folder);
 void scan_tsv(scan_run& run, const std::string& path);
+/** `name` is absolute. */
+void import_tsv(scan_run& run, const std::string& name, velox_catalog_read_fn read, void* context);
 
 }  // namespace velox::catalog
 

@@ -1,11 +1,12 @@
 // Tab-separated files: a header line that names the columns, then a track a line. A line's digest tells whether it is known
 // already, so that a second scan, or one after an interruption, writes only what differs.
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
-#include <memory>
 
 #include "scan.h"
 #include "tags.h"
@@ -46,34 +47,52 @@ void divide(std::string_view line, fields& parts) {
   }
 }
 
-/** The lines of a file, without their ends. */
+/** The lines of a text, without their ends. A line that is longer than any may be comes cut, yet too long. */
 class line_reader {
  public:
-  explicit line_reader(const std::string& path) : file_(std::fopen(path.c_str(), "re"), &std::fclose), path_(path) {
-    if (!file_) throw failure{VELOX_STANDIN_ERR_NOT_FOUND, path + " can't be read: " + std::strerror(errno)};
-    std::setvbuf(file_.get(), nullptr, _IOFBF, 1 << 18);
-  }
-  ~line_reader() { std::free(line_); }
+  line_reader(const std::string& name, velox_catalog_read_fn read, void* context)
+      : name_(name), read_(read), context_(context), buffer_(1 << 18) {}
   bool next(std::string_view& line) {
-    const ssize_t length = getline(&line_, &room_, file_.get());
-    if (length < 0) {
-      if (std::ferror(file_.get()))
-        throw failure{VELOX_STANDIN_ERR_NOT_FOUND, path_ + " can't be read: " + std::strerror(errno)};
-      return false;
+    line_.clear();
+    bool any = false, complete = false;
+    while (!complete && (at_ < end_ || refill())) {
+      any = true;
+      const char* from = buffer_.data() + at_;
+      const auto* feed = static_cast<const char*>(std::memchr(from, '\n', end_ - at_));
+      complete = feed != nullptr;
+      const size_t length = complete ? static_cast<size_t>(feed - from) : end_ - at_;
+      at_ += length + (complete ? 1 : 0);
+      if (complete && line_.empty()) {
+        line = std::string_view(from, length);  // in the buffer as a whole: nothing is copied
+      } else {
+        line_.append(from, std::min(length, k_longest_line + 2 - std::min(line_.size(), k_longest_line + 2)));
+        line = line_;
+      }
     }
+    if (!any) return false;
     ++number_;
-    line = std::string_view(line_, static_cast<size_t>(length));
-    while (!line.empty() && (line.back() == '\n' || line.back() == '\r')) line.remove_suffix(1);
+    while (!line.empty() && line.back() == '\r') line.remove_suffix(1);
     if (number_ == 1 && line.substr(0, 3) == "\xef\xbb\xbf") line.remove_prefix(3);
     return true;
   }
-  std::string where() const { return path_ + ":" + std::to_string(number_); }
+  std::string where() const { return name_ + ":" + std::to_string(number_); }
 
  private:
-  std::unique_ptr<FILE, int (*)(FILE*)> file_;
-  const std::string& path_;
-  char* line_ = nullptr;
-  size_t room_ = 0;
+  bool refill() {
+    uint32_t got = 0;
+    const pask_status status = read_(context_, buffer_.data(), static_cast<uint32_t>(buffer_.size()), &got);
+    if (velox_failed(status)) throw failure{status, name_ + " can't be read"};
+    at_ = 0;
+    end_ = got;
+    return got > 0;
+  }
+
+  const std::string& name_;
+  velox_catalog_read_fn read_;
+  void* context_;
+  std::vector<char> buffer_;
+  size_t at_ = 0, end_ = 0;  // what of the buffer hasn't been given out
+  std::string line_;         // a line that lies across the buffer's end
   uint64_t number_ = 0;
 };
 
@@ -192,8 +211,8 @@ class table {
 
 }  // namespace
 
-void scan_tsv(scan_run& run, const std::string& path) {
-  line_reader lines(path);
+void import_tsv(scan_run& run, const std::string& path, velox_catalog_read_fn read, void* context) {
+  line_reader lines(path, read, context);
   std::string_view line;
   bool invented = false, more = lines.next(line);
   for (; more && (line.empty() || line[0] == '#'); more = lines.next(line))
@@ -226,6 +245,26 @@ void scan_tsv(scan_run& run, const std::string& path) {
     if (run.report.removed % 256 == 0) run.step(path);
   });
   run.changes.commit();
+}
+
+void scan_tsv(scan_run& run, const std::string& path) {
+  struct source {
+    const std::string& path;
+    int file;
+    ~source() { ::close(file); }
+    [[noreturn]] void fail() const {
+      throw failure{VELOX_STANDIN_ERR_NOT_FOUND, path + " can't be read: " + std::strerror(errno)};
+    }
+  } from{path, ::open(path.c_str(), O_RDONLY | O_CLOEXEC)};
+  if (from.file < 0) from.fail();
+  const auto read = [](void* context, void* buffer, uint32_t size, uint32_t* got) -> pask_status {
+    const auto* file = static_cast<const source*>(context);
+    const ssize_t count = ::read(file->file, buffer, size);
+    if (count < 0) file->fail();
+    *got = static_cast<uint32_t>(count);
+    return 0;
+  };
+  import_tsv(run, path, read, &from);
 }
 
 }  // namespace velox::catalog

@@ -14,6 +14,11 @@ pask_status velox_catalog_scan(velox_catalog_handle, const char*, const velox_ca
   if (report) *report = {};
   return unsupported(__func__);
 }
+pask_status velox_catalog_import(velox_catalog_handle, const char*, velox_catalog_read_fn, void*,
+                                 const velox_catalog_scan_events*, velox_catalog_scan_report* report) {
+  if (report) *report = {};
+  return unsupported(__func__);
+}
 pask_status velox_catalog_search(velox_catalog_handle, const char*, uint32_t, uint32_t, velox_catalog_find_fn, void*) {
   return unsupported(__func__);
 }

@@ -42,6 +42,33 @@ TEST_F(Scan, ATableIsTakenInOnceAndThenByWhatChanged) {
   expect_sound();
 }
 
+TEST_F(Scan, ATextFromAnywhereIsTakenInAsAFileIs) {
+  struct source {
+    std::string text;
+    size_t at, step;
+    pask_status at_end;
+  };
+  const auto read = [](void* context, void* buffer, uint32_t size, uint32_t* got) -> pask_status {
+    auto* from = static_cast<source*>(context);
+    if (from->at == from->text.size() && from->at_end) return from->at_end;
+    *got = static_cast<uint32_t>(std::min({size_t{size}, from->step, from->text.size() - from->at}));
+    from->text.copy(static_cast<char*>(buffer), *got, from->at);
+    from->at += *got;
+    return 0;
+  };
+  const std::string file = write("music.tsv", rows(0, 50));
+  EXPECT_EQ(scan(file), "50 50 0 0 0 0");
+  velox_catalog_scan_report report = {};
+  for (const size_t step : {1u, 7u, 1000000u}) {
+    source from{rows(0, 50), 0, step, 0};
+    EXPECT_EQ(velox_catalog_import(catalog, file.c_str(), read, &from, nullptr, &report), 0u) << message();
+    EXPECT_EQ(report.unchanged, 50u) << "the same tracks under the same name, " << step << " bytes at a time";
+  }
+  source broken{rows(0, 50), 0, 100, 0x90030099};
+  EXPECT_EQ(velox_catalog_import(catalog, file.c_str(), read, &broken, nullptr, &report), 0x90030099u);
+  EXPECT_EQ(counts().tracks, 50u) << "what wasn't read isn't gone";
+}
+
 TEST_F(Scan, BrokenLinesAreToldAndTheRestGoesOn) {
   const std::string table = write("broken.tsv",
                                   "\xef\xbb\xbf# a comment\r\n"
