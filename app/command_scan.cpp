@@ -55,7 +55,7 @@ int scan(const std::string& path, const scan_request& request) {
   bool all_scanned = true;
   for (const std::string& place : request.places) {
     progress_line line;
-    const velox_catalog_scan_events events{&line, on_problem, on_progress};
+    const velox_catalog_scan_events events{&line, on_problem, on_progress, nullptr};
     velox_catalog_scan_report report = {};
     const pask_status status = velox_catalog_scan(catalog.get(), place.c_str(), &events, &report);
     line.clear();

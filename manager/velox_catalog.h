@@ -35,6 +35,9 @@ typedef struct velox_catalog_scan_report {
   uint64_t unchanged; /* not read again */
   uint64_t removed;   /* gone from below the scanned place */
   uint64_t failed;    /* unreadable or broken; each was told to on_problem */
+  /* With a digest only: */
+  uint64_t moved;      /* known tracks, found at another path */
+  uint64_t duplicates; /* of the same content as a track's file; not taken in */
 } velox_catalog_scan_report;
 
 typedef struct velox_catalog_scan_events {
@@ -43,13 +46,17 @@ typedef struct velox_catalog_scan_events {
   void (*on_problem)(void* context, const char* where, const char* message);
   /** After each file or some lines; may be null. A result other than 0 ends the scan after the running transaction. */
   int (*on_progress)(void* context, const velox_catalog_scan_report* so_far, const char* where);
+  /** Gives a digest of what an audio file holds, the same for files of the same content; asked of new and changed files. A
+   *  result other than 0 means that there is none. Null: files are known by their paths alone. */
+  int (*digest)(void* context, const char* path, uint8_t digest[16]);
 } velox_catalog_scan_events;
 
 /** Takes in a folder with all below it (FLAC, MP3, Ogg Vorbis, Opus, M4A), one audio file, or a .tsv file.
  *
  *  A file whose size and time of change are as they were isn't read again; files gone from below the folder leave the
  *  catalogue. Changes are written in bounded transactions, so the catalogue is sound at every moment and an interrupted scan
- *  goes on where it was. A .tsv file has a header line that names its columns: title and artist are required; album,
+ *  goes on where it was. With a digest, a file that has moved stays the track that it was, and a further file of the same
+ *  content isn't taken in; it takes the track's place when the first one goes. A .tsv file has a header line that names its columns: title and artist are required; album,
  *  album_artist, genre, mood, date, popularity (0 to 1000), path, track_tui, artist_id and duration (seconds) are known, in
  *  any order; several genres or moods are divided by "; ". Its tracks replace those of an earlier scan of the same file.
  *

@@ -9,12 +9,12 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
+#include <iterator>
 
 namespace velox::catalog {
 namespace {
 
 constexpr uint32_t k_application_id = 0x56437a31;  // "VCz1"
-constexpr uint32_t k_version = 1;
 constexpr int k_busy_ms = 5000;
 
 // track.attrs lists the attributes as numbers divided by spaces: genres first, the leading one in front. `stamp` is a file's
@@ -23,7 +23,7 @@ constexpr int k_busy_ms = 5000;
 // track_attribute is the index that recommendations read: for each attribute (0: every track) and level of popularity the
 // tracks in order of their numbers. Windows of it are taken at many places, so what is read depends on the windows alone.
 // Counts are kept with the rows that they count, in the same transaction; nothing ever counts a table.
-constexpr const char k_schema[] = R"sql(
+constexpr const char k_first_version[] = R"sql(
 CREATE TABLE total(name TEXT PRIMARY KEY, amount INTEGER NOT NULL) WITHOUT ROWID;
 INSERT INTO total VALUES ('tracks', 0), ('albums', 0), ('artists', 0);
 CREATE TABLE source(id INTEGER PRIMARY KEY, path TEXT NOT NULL UNIQUE, invented INTEGER NOT NULL, tracks INTEGER NOT NULL);
@@ -57,6 +57,20 @@ CREATE VIRTUAL TABLE track_words USING fts5(name, by, content='', columnsize=0, 
 CREATE VIRTUAL TABLE album_words USING fts5(name, by, content='', columnsize=0, tokenize="unicode61 remove_diacritics 2");
 CREATE VIRTUAL TABLE artist_words USING fts5(name, by, content='', columnsize=0, tokenize="unicode61 remove_diacritics 2");
 )sql";
+
+// A digest of what an audio file holds tells it from others; null where none was taken. A duplicate is a file with the same
+// content as a track's, which is in the catalogue once.
+constexpr const char k_digests[] = R"sql(
+ALTER TABLE track ADD COLUMN digest INTEGER;
+CREATE INDEX track_digest ON track(digest) WHERE digest IS NOT NULL;
+CREATE TABLE duplicate(id INTEGER PRIMARY KEY, path TEXT NOT NULL UNIQUE, size INTEGER NOT NULL, stamp INTEGER NOT NULL,
+                       track INTEGER NOT NULL);
+CREATE INDEX duplicate_track ON duplicate(track);
+)sql";
+
+// Each makes the next version of the one before it; the first one begins with an empty file.
+constexpr const char* k_versions[] = {k_first_version, k_digests};
+constexpr uint32_t k_version = std::size(k_versions);
 
 std::string named(const std::string& path) { return "catalogue \"" + path + "\""; }
 
@@ -185,8 +199,7 @@ void database::connect(bool create) {
     if (row.step()) version = static_cast<uint32_t>(row.integer(0));
   }
   if (version > k_version) refuse(path_, "was written by a newer version of this program and stays as it is");
-  if (version == 0) create_schema();
-  // The place where older versions are brought up to k_version, step by step, each in a transaction.
+  if (version < k_version) bring_up();
   execute(create ? "PRAGMA synchronous=NORMAL; PRAGMA cache_size=-131072; PRAGMA temp_store=MEMORY;"
                    "PRAGMA wal_autocheckpoint=8192"
                  : "PRAGMA query_only=1; PRAGMA cache_size=-32768");
@@ -201,19 +214,21 @@ void database::connect(bool create) {
   }
 }
 
-void database::create_schema() {
+/** Brings the file from its version to the present one, in one transaction. */
+void database::bring_up() {
   execute("BEGIN EXCLUSIVE");
-  statement row = prepared("PRAGMA user_version");
-  const bool fresh = row.step() && row.integer(0) == 0;  // another process may have been first
-  if (fresh) {
-    execute(k_schema);
+  uint32_t version = 0;
+  {
+    statement row = prepared("PRAGMA user_version");  // another process may have been first
+    if (row.step()) version = static_cast<uint32_t>(row.integer(0));
+  }
+  for (uint32_t next = version; next < k_version; ++next) execute(k_versions[next]);
+  if (version < k_version)
     execute(("PRAGMA application_id=" + std::to_string(k_application_id) +
              ";PRAGMA user_version=" + std::to_string(k_version))
                 .c_str());
-  }
-  row.run();
   execute("COMMIT");
-  execute("PRAGMA journal_mode=WAL");
+  if (version == 0) execute("PRAGMA journal_mode=WAL");
 }
 
 statement database::prepared(const char* sql) {

@@ -6,6 +6,7 @@
 #include <sqlite3.h>
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -49,6 +50,13 @@ class statement {
   void bind_one(std::string_view value) {
     sqlite3_bind_text64(prepared_, ++bound_, value.data(), value.size(), SQLITE_STATIC, SQLITE_UTF8);
   }
+  void bind_one(const std::optional<int64_t>& value) {
+    if (value) {
+      bind_one(*value);
+    } else {
+      bind_one(std::string_view());
+    }
+  }
   sqlite3_stmt* prepared_;
   int bound_ = 0;
 };
@@ -87,7 +95,7 @@ class database {
  private:
   database(std::string path, bool writable) : path_(std::move(path)), writable_(writable) {}
   void connect(bool create);
-  void create_schema();
+  void bring_up();
   std::string path_;
   bool writable_;
   sqlite3* raw_ = nullptr;

@@ -17,8 +17,9 @@ namespace {
 
 struct known_file {
   uint64_t path_hash;
-  int64_t id, size, stamp;
-  bool seen;
+  int64_t id; /* of the track, or of the duplicate */
+  int64_t size, stamp;
+  bool duplicate, seen;
 };
 
 /** The files that the catalogue has at or below a path. */
@@ -28,9 +29,8 @@ class known_files {
     // '0' follows '/': the range holds all that begins with "path/".
     const std::string from = folder ? path + "/" : path;
     const std::string to = folder ? path + "0" : path + std::string("\0", 1);
-    statement row = db.prepared("SELECT id, path, size, stamp FROM track WHERE path>=? AND path<? AND source=0");
-    row.bind(std::string_view(from), std::string_view(to));
-    while (row.step()) files_.push_back({hashed(row.text(1)), row.integer(0), row.integer(2), row.integer(3), false});
+    read(db.prepared("SELECT id, path, size, stamp FROM track WHERE path>=? AND path<? AND source=0"), from, to, false);
+    read(db.prepared("SELECT id, path, size, stamp FROM duplicate WHERE path>=? AND path<?"), from, to, true);
     std::sort(files_.begin(), files_.end(), [](const auto& a, const auto& b) { return a.path_hash < b.path_hash; });
   }
   known_file* find(const std::string& path) {
@@ -42,8 +42,24 @@ class known_files {
   std::vector<known_file>& all() { return files_; }
 
  private:
+  void read(statement row, const std::string& from, const std::string& to, bool duplicate) {
+    row.bind(std::string_view(from), std::string_view(to));
+    while (row.step())
+      files_.push_back({hashed(row.text(1)), row.integer(0), row.integer(2), row.integer(3), duplicate, false});
+  }
   std::vector<known_file> files_;
 };
+
+/** Looks at a file: a song of its path, size and time of change. False with errno when that can't be done. */
+bool look_at(const std::string& path, song& file, mode_t& mode) {
+  struct stat status = {};
+  if (::stat(path.c_str(), &status) != 0) return false;
+  file.path = path;
+  file.size = static_cast<uint64_t>(status.st_size);
+  file.stamp = static_cast<int64_t>(status.st_mtim.tv_sec) * 1000000000 + status.st_mtim.tv_nsec;
+  mode = status.st_mode;
+  return true;
+}
 
 class walk {
  public:
@@ -88,34 +104,98 @@ class walk {
 
   void file(const std::string& path) {
     ++run_.report.seen;
-    struct stat status = {};
     known_file* known = known_.find(path);
     if (known) known->seen = true;
-    if (::stat(path.c_str(), &status) != 0) {
-      const bool gone = errno == ENOENT;
-      run_.problem(path, std::string("can't be read: ") + std::strerror(errno));
-      if (known && gone) known->seen = false;
-      run_.step(path);
-      return;
-    }
-    const int64_t stamp = static_cast<int64_t>(status.st_mtim.tv_sec) * 1000000000 + status.st_mtim.tv_nsec;
-    if (known && known->size == static_cast<int64_t>(status.st_size) && known->stamp == stamp) {
-      ++run_.report.unchanged;
-      run_.step(path);
-      return;
-    }
     song track;
-    track.path = path;
-    track.size = static_cast<uint64_t>(status.st_size);
-    track.stamp = stamp;
-    const std::string why = S_ISREG(status.st_mode) ? read_tags(track) : std::string("isn't a file");
-    if (!why.empty()) {
-      run_.problem(path, why);
+    mode_t mode = 0;
+    if (!look_at(path, track, mode)) {
+      if (known && errno == ENOENT) known->seen = false;
+      run_.problem(path, std::string("can't be read: ") + std::strerror(errno));
+    } else if (known && known->size == static_cast<int64_t>(track.size) && known->stamp == track.stamp) {
+      ++run_.report.unchanged;
     } else {
-      run_.changes.put(track, known ? known->id : 0);
-      ++(known ? run_.report.updated : run_.report.added);
+      take_in(track, mode, known);
     }
     run_.step(path);
+  }
+
+  /** Takes in a new or a changed file. */
+  void take_in(song& track, mode_t mode, const known_file* known) {
+    const std::string why = S_ISREG(mode) ? read_tags(track) : std::string("isn't a file");
+    if (!why.empty()) return run_.problem(track.path, why);
+    track.digest = digest(track.path);
+    if (known && known->duplicate) {
+      run_.changes.remove_duplicate(known->id);
+      known = nullptr;
+    }
+    if (known) {
+      inherit(known->id, 0);  // its former content may be there elsewhere
+      run_.changes.put(track, known->id);
+      ++run_.report.updated;
+    } else if (!recognised(track)) {
+      run_.changes.put(track, 0);
+      ++run_.report.added;
+    }
+  }
+
+  std::optional<int64_t> digest(const std::string& path) const {
+    uint8_t bytes[16] = {};
+    if (!run_.events.digest || run_.events.digest(run_.events.context, path.c_str(), bytes) != 0) return std::nullopt;
+    int64_t value = 0;
+    std::memcpy(&value, bytes, sizeof value);
+    return value;
+  }
+
+  /** Whether a new file is one that the catalogue has, moved or once more; it is then seen to. */
+  bool recognised(const song& track) {
+    if (!track.digest) return false;
+    int64_t same = 0;
+    std::string path;
+    {
+      statement row = run_.db.prepared("SELECT id, path FROM track WHERE digest=? AND size=? AND source=0");
+      if (!row.bind(track.digest, track.size).step()) return false;
+      same = row.integer(0);
+      path = row.text(1);
+    }
+    song there;
+    mode_t mode = 0;
+    if (look_at(path, there, mode)) {
+      run_.changes.put_duplicate(track, same);
+      ++run_.report.duplicates;
+      return true;
+    }
+    if (known_file* former = known_.find(path)) former->seen = true;
+    run_.changes.put(track, same);
+    ++run_.report.moved;
+    return true;
+  }
+
+  /** Makes a track of the first file that has the content of a track's, under its number or, with 0, a new one. False when
+   *  there is no such file. */
+  bool inherit(int64_t of, int64_t under) {
+    struct heir {
+      int64_t id, size, stamp;
+      std::string path;
+    };
+    std::vector<heir> heirs;
+    {
+      statement row = run_.db.prepared("SELECT id, size, stamp, path FROM duplicate WHERE track=? ORDER BY path");
+      row.bind(of);
+      while (row.step()) heirs.push_back({row.integer(0), row.integer(1), row.integer(2), std::string(row.text(3))});
+    }
+    for (const heir& each : heirs) {
+      run_.changes.remove_duplicate(each.id);
+      song track;
+      mode_t mode = 0;
+      const bool as_it_was = look_at(each.path, track, mode) && S_ISREG(mode) &&
+                             static_cast<int64_t>(track.size) == each.size && track.stamp == each.stamp;
+      if (!as_it_was || !read_tags(track).empty()) continue;
+      track.digest = digest(each.path);
+      run_.changes.hand_duplicates(of, run_.changes.put(track, under));
+      if (known_file* former = known_.find(each.path)) former->seen = true;
+      return true;
+    }
+    return false;
   }
 
   /** Takes out what wasn't met, except below folders that couldn't be read. */
@@ -124,15 +204,22 @@ class walk {
       if (each.seen) continue;
       std::string path;
       {
-        statement row = run_.db.prepared("SELECT path FROM track WHERE id=?");
+        statement row = run_.db.prepared(each.duplicate ? "SELECT path FROM duplicate WHERE id=?"
+                                                        : "SELECT path FROM track WHERE id=?");
         if (row.bind(each.id).step()) path = row.text(0);
       }
       const bool unknown = std::any_of(hidden_.begin(), hidden_.end(), [&](const std::string& folder) {
         return path.compare(0, folder.size(), folder) == 0;
       });
       if (unknown || path.empty()) continue;
-      run_.changes.remove(each.id);
-      ++run_.report.removed;
+      if (each.duplicate) {
+        run_.changes.remove_duplicate(each.id);
+      } else if (inherit(each.id, each.id)) {
+        ++run_.report.moved;
+      } else {
+        run_.changes.remove(each.id);
+        ++run_.report.removed;
+      }
       run_.step(path);
     }
   }

@@ -181,11 +181,12 @@ int64_t writer::put(const song& track, int64_t replaced) {
   statement insert = db_.prepared(
       "INSERT INTO track(id, artist_id, album_id, popularity, year, attrs, title_key, source, size, stamp, number, "
       "duration,"
-      " tag, tui, title, credit, path) VALUES (nullif(?,0), ?, nullif(?,0), ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
+      " tag, tui, title, credit, path, digest) "
+      "VALUES (nullif(?,0), ?, nullif(?,0), ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
   insert.bind(replaced, artist_id, album_id, track.popularity, track.year, std::string_view(attrs), title_key,
               track.source, track.size, track.stamp, track.number, track.duration, tag, std::string_view(tui),
               std::string_view(track.title), optional(track.artist, credited),
-              optional(track.path, !track.path.empty()));
+              optional(track.path, !track.path.empty()), track.digest);
   insert.run();
   const int64_t id = replaced != 0 ? replaced : sqlite3_last_insert_rowid(db_.raw());
   const std::string title_words = folded(track.title), by_words = folded(credited ? track.artist : name);
@@ -217,6 +218,25 @@ void writer::remove(int64_t id) {
       .bind(id, std::string_view(title_words), std::string_view(by_words))
       .run();
   db_.prepared("DELETE FROM track WHERE id=?").bind(id).run();
+}
+
+void writer::put_duplicate(const song& file, int64_t track) {
+  begin();
+  ++changes_;
+  db_.prepared("INSERT OR REPLACE INTO duplicate(path, size, stamp, track) VALUES (?, ?, ?, ?)")
+      .bind(std::string_view(file.path), file.size, file.stamp, track)
+      .run();
+}
+
+void writer::remove_duplicate(int64_t duplicate) {
+  begin();
+  ++changes_;
+  db_.prepared("DELETE FROM duplicate WHERE id=?").bind(duplicate).run();
+}
+
+void writer::hand_duplicates(int64_t from, int64_t to) {
+  begin();
+  db_.prepared("UPDATE duplicate SET track=? WHERE track=?").bind(to, from).run();
 }
 
 void writer::drop_artist(int64_t id) {

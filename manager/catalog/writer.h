@@ -24,6 +24,7 @@ struct song {
   uint64_t size = 0;
   int64_t stamp = 0;
   int64_t source = 0;
+  std::optional<int64_t> digest; /* of the file's content */
 };
 
 class writer {
@@ -32,6 +33,11 @@ class writer {
   /** Adds a track, under the number of the one that it replaces where that isn't 0. Gives its number. */
   int64_t put(const song& track, int64_t replaced);
   void remove(int64_t track);
+  /** Notes a file that has the content of a track's. */
+  void put_duplicate(const song& file, int64_t track);
+  void remove_duplicate(int64_t duplicate);
+  /** The duplicates of a track are another's now. */
+  void hand_duplicates(int64_t from, int64_t to);
   /** Enters a .tsv file as a source, or finds it again. */
   int64_t source(const std::string& path, bool invented);
   /** Between two tracks: ends the transaction when it has grown or lasted enough. True when it did. */

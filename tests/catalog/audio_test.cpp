@@ -62,6 +62,45 @@ TEST_F(Audio, IdentifiersAndMoodsAreRead) {
   EXPECT_EQ(search("z").at(0).artist(), "Unknown Artist");
 }
 
+TEST_F(Audio, AFileIsKnownByItsContentToo) {
+  digests = true;
+  const std::string a = make("a.flac", {"title=Alpha", "artist=A"});
+  make("b.flac", {"title=Beta", "artist=A"});
+  fs::copy(a, path("music/z.flac"));
+  EXPECT_EQ(scan_music(), "3 2 0 0 0 0 0 1") << "the copy isn't taken in";
+  EXPECT_EQ(scan_music(), "3 0 0 3 0 0 0 0");
+  const auto at = [&](const char* title) {
+    const std::vector<Item> found = search(title);
+    return found.size() == 1 ? found[0].at(VELOX_VAL_LOCATION).substr(folder.size()) : std::to_string(found.size());
+  };
+  EXPECT_EQ(at("alpha"), "/music/a.flac");
+
+  fs::create_directory(path("music/far"));
+  fs::rename(path("music/b.flac"), path("music/far/new.flac"));
+  EXPECT_EQ(scan_music(), "3 0 0 2 0 0 1 0");
+  EXPECT_EQ(at("beta"), "/music/far/new.flac");
+
+  fs::remove(a);
+  EXPECT_EQ(scan_music(), "2 0 0 2 0 0 1 0") << "the copy takes the track's place";
+  EXPECT_EQ(at("alpha"), "/music/z.flac");
+
+  fs::copy(path("music/z.flac"), a);
+  EXPECT_EQ(scan_music(), "3 0 0 2 0 0 0 1");
+  make("z.flac", {"title=Gamma", "artist=A"});
+  EXPECT_EQ(scan_music(), "3 0 1 2 0 0 0 0");
+  EXPECT_EQ(at("alpha") + at("gamma"), "/music/a.flac/music/z.flac") << "another content makes a track of the copy";
+
+  fs::copy(a, path("music/c.flac"));
+  scan_music();
+  make("a.flac", {"title=Delta", "artist=A"});
+  make("c.flac", {"title=Epsilon", "artist=A"});
+  EXPECT_EQ(scan_music(), "4 1 1 2 0 0 0 0") << "both have changed";
+  fs::remove(path("music/c.flac"));
+  EXPECT_EQ(scan_music(), "3 0 0 3 1 0 0 0");
+  EXPECT_EQ(counts().tracks, 3u);
+  expect_sound();
+}
+
 TEST_F(Audio, OnlyWhatChangedIsReadAgain) {
   const std::string kept = make("kept.mp3", {"title=Kept", "artist=A"});
   const std::string changed = make("changed.ogg", {"title=Before", "artist=A"});
