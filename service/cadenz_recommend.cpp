@@ -13,6 +13,17 @@ uint32_t _cadenz_query_lookup_execute(velox_user_handle user, velox_lookup_handl
   return 0;
 }
 
+static bool no_seeds(uint32_t status) { return (status & 0xffff) == CADENZ_CODE_NO_SEEDS; }
+
+uint32_t cadenz_seeded_request(cadenz_query* query, const char* type, const cadenz_filter* filter,
+                               velox_lookup_handle* lookup, velox_mdo_handle* result) {
+  PASK_TRY(_cadenz_query_lookup_create(query, type, lookup));
+  const uint32_t status = _cadenz_query_lookup_add_seeds(query, *lookup);
+  if (status && !no_seeds(status)) return status;
+  if (filter) _cadenz_query_lookup_add_filter(query, *lookup, filter);
+  return _cadenz_query_lookup_execute(query->user, *lookup, result);
+}
+
 // Takes in a progress record; the result is what the application is told, or 0 for a record that it never hears of.
 static uint32_t progress_take(cadenz_query* query, const velox_progress* progress) {
   static constexpr uint32_t KIND_COUNTED = 20;
@@ -48,18 +59,11 @@ void cadenz_lookup_callback(void* data, const velox_progress* progress, uint8_t*
 
 // ---- Recommendations ---------------------------------------------------------------------------------------------------------
 
-// A filter can take the place of seeds: with one, their absence is no failure.
-static uint32_t unless_filtered(uint32_t status, const cadenz_filter* filter) {
-  return filter ? cadenz_unless_no_seeds(status) : status;
-}
-
 static uint32_t recommend(cadenz_query* query, const cadenz_filter* filter, velox_lookup_handle* lookup,
                           velox_mdo_handle* result) {
-  PASK_TRY(unless_filtered(cadenz_preprocess_seeds(query), filter));
-  PASK_TRY(_cadenz_query_lookup_create(query, CADENZ_TYPE_RECOMMEND, lookup));
-  PASK_TRY(cadenz_unless_no_seeds(_cadenz_query_lookup_add_seeds(query, *lookup)));
-  if (filter) _cadenz_query_lookup_add_filter(query, *lookup, filter);
-  return _cadenz_query_lookup_execute(query->user, *lookup, result);
+  const uint32_t status = cadenz_preprocess_seeds(query);
+  if (status && !(filter && no_seeds(status))) return status;  // a filter can take the place of seeds
+  return cadenz_seeded_request(query, CADENZ_TYPE_RECOMMEND, filter, lookup, result);
 }
 
 uint32_t velox_cadenz_query_generate_recommendations(cadenz_query* query, cadenz_filter* filter,

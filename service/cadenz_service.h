@@ -174,10 +174,10 @@ inline uint32_t cadenz_data_add(velox_lookup_handle lookup, const char* key, con
   return g_cadenz_lookup_interface->lookup_add_data(lookup, CADENZ_REQUEST_NAME, key, value, ordinal);
 }
 
-// Seeds can be absent where something else stands for them: that status is then none.
-constexpr uint32_t cadenz_unless_no_seeds(uint32_t status) {
-  return (status & 0xffff) == CADENZ_CODE_NO_SEEDS ? 0 : status;
-}
+// A request of a query's seeds and, unless it is null, a filter: made, filled and executed. The absence of seeds is no failure.
+// The request is the caller's to release, also after a failure.
+uint32_t cadenz_seeded_request(cadenz_query* query, const char* type, const cadenz_filter* filter,
+                               velox_lookup_handle* lookup, velox_mdo_handle* result);
 
 // Passes the query's service URL and network interface on to a lookup, where they are set.
 uint32_t cadenz_lookup_endpoint(const cadenz_query* query, velox_lookup_handle lookup);

@@ -68,15 +68,6 @@ static uint32_t _cadenz_station_create(const station_origin& from, cadenz_statio
 
 // ---- Making and reopening ----------------------------------------------------------------------------------------------------
 
-// Asks the service for a new station. The request and the answer are the caller's to release, also after a failure.
-static uint32_t station_request(cadenz_query* query, const cadenz_filter* filter, velox_lookup_handle* lookup,
-                                velox_mdo_handle* answer) {
-  PASK_TRY(_cadenz_query_lookup_create(query, CADENZ_TYPE_CREATE, lookup));
-  PASK_TRY(cadenz_unless_no_seeds(_cadenz_query_lookup_add_seeds(query, *lookup)));
-  if (filter) _cadenz_query_lookup_add_filter(query, *lookup, filter);
-  return _cadenz_query_lookup_execute(query->user, *lookup, answer);
-}
-
 static uint32_t station_from_answer(const cadenz_query* query, velox_mdo_handle answer,
                                     velox_cadenz_callback_fn callback, void* data, cadenz_station** station) {
   const char* id = nullptr;
@@ -96,7 +87,7 @@ uint32_t velox_cadenz_query_generate_station(cadenz_query* query, cadenz_filter*
     const critsec_hold held(query->lock);
     velox_lookup_handle lookup = nullptr;
     velox_mdo_handle answer = nullptr;
-    status = station_request(query, filter, &lookup, &answer);
+    status = cadenz_seeded_request(query, CADENZ_TYPE_CREATE, filter, &lookup, &answer);
     if (!status) status = station_from_answer(query, answer, callback, data, station);
     g_cadenz_lookup_interface->lookup_release(lookup);
     g_cadenz_mdo_interface->mdo_release(answer);
