@@ -18,6 +18,7 @@ set(VELOX_HEADERS
     collections/pask_hashtable.h
     collections/pask_stringmap.h
     collections/pask_vector.h
+    collections/pask_vector2.h
     files/pask_fs.h
     files/pask.h
     service/velox_cadenz.h)

@@ -4,10 +4,9 @@
 
 #include <string.h>
 
-#include "pask_collections.h"
-#include "pask_guard.h"
 #include "pask_modules.h"
 #include "pask_utils.h"
+#include "pask_vector_record.h"
 
 struct pask_vector {
   uint32_t magic;
@@ -20,6 +19,7 @@ struct pask_vector {
   pask_vector_free_fn free_value;
 };
 static_assert(sizeof(void*) != 4 || sizeof(pask_vector) == 32);
+static_assert(PASK_VECTOR_THREADSAFE == VECTOR_FLAG_THREADSAFE);
 
 static constexpr uint32_t VECTOR_MAGIC = 0xabcdef12u;
 static constexpr uint32_t FIRST_CAPACITY = 16;
@@ -35,11 +35,8 @@ static uint32_t failed(uint32_t status, int32_t line = __builtin_LINE()) {
 template <class Work>
 static uint32_t framed(const pask_vector* v, bool arguments, uint32_t bad_handle, Work work,
                        int32_t line = __builtin_LINE()) {
-  if (!v || !arguments) [[unlikely]]
-    return failed(DATATYPES_ERR_INVALID_ARG, line);
-  if (v->magic != VECTOR_MAGIC) [[unlikely]]
-    return failed(bad_handle, line);
-  return failed(critsec_within(v->lock, work), line);
+  const uint32_t status = vector_record_check(v, VECTOR_MAGIC, arguments, bad_handle);
+  return failed(status ? status : critsec_within(v->lock, work), line);
 }
 
 // The array with room for so many items, moved by the memory service; null, and the old one whole, when it is refused.
@@ -71,25 +68,14 @@ static void copy_items(uintptr_t* to, const uintptr_t* from, uint32_t count) {
 
 uint32_t _pask_vector_create(pask_vector** vector, uint32_t flags, pask_vector_compare_fn compare,
                              pask_vector_free_fn free_value) {
-  if (!vector) return failed(DATATYPES_ERR_INVALID_ARG);
-  auto* v = static_cast<pask_vector*>(pask_memory_alloc(sizeof(pask_vector)));
-  if (!v) return failed(DATATYPES_ERR_NO_MEMORY);
-  *v = {.magic = VECTOR_MAGIC,
-        .lock = nullptr,
-        .items = nullptr,
-        .capacity = 0,
-        .count = 0,
-        .flags = flags,
-        .compare = compare,
-        .free_value = free_value};
-  if (flags & PASK_VECTOR_THREADSAFE) {
-    if (const uint32_t status = pask_thread_critsec_create(&v->lock)) {
-      pask_memory_free(v);
-      return failed(status);
-    }
-  }
-  *vector = v;
-  return 0;
+  return failed(vector_record_create(vector, {.magic = VECTOR_MAGIC,
+                                              .lock = nullptr,
+                                              .items = nullptr,
+                                              .capacity = 0,
+                                              .count = 0,
+                                              .flags = flags,
+                                              .compare = compare,
+                                              .free_value = free_value}));
 }
 
 uint32_t _pask_vector_freevalue(pask_vector* v, uintptr_t value) {
@@ -114,11 +100,7 @@ uint32_t _pask_vector_clear(pask_vector* v) {
 uint32_t _pask_vector_delete(pask_vector* v) {
   if (!v) return 0;
   release_values(v);  // no slot is zeroed that is freed at once
-  if (const uint32_t status = pask_thread_critsec_delete(v->lock)) return failed(status);
-  v->magic = 0;
-  pask_memory_free(v->items);
-  pask_memory_free(v);
-  return 0;
+  return failed(vector_record_delete(v, v->items));
 }
 
 uint32_t _pask_vector_growarray(pask_vector* v, uint32_t capacity) {

@@ -16,5 +16,6 @@
 #include "pask_utf8.h"
 #include "pask_utils.h"
 #include "pask_vector.h"
+#include "pask_vector2.h"
 
 #endif

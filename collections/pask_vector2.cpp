@@ -1,0 +1,456 @@
+// The vector of records: the frame of handle and lock around the operations, and the working functions behind them, which are
+// exported too. A failed word is reported once by each function that makes or returns it.
+#include "pask_vector2.h"
+
+#include <string.h>
+
+#include "pask_modules.h"
+#include "pask_utils.h"
+#include "pask_vector_record.h"
+
+struct pask_vector2 {
+  uint32_t magic;
+  pask_critsec_handle lock;  // null unless thread-safe
+  uint8_t* buffer;           // null until the first growth
+  uint32_t capacity;
+  uint32_t element_size;
+  uint32_t count;
+  bool owns_buffer;
+  uint32_t flags;
+  pask_vector2_compare_fn compare;
+  pask_vector2_free_fn free_value;
+};
+static_assert(sizeof(void*) != 4 || sizeof(pask_vector2) == 40);
+static_assert(PASK_VECTOR2_THREADSAFE == VECTOR_FLAG_THREADSAFE);
+
+static constexpr uint32_t VECTOR2_MAGIC = 0xabcdef13u;
+static constexpr uint32_t FIRST_CAPACITY = 16;
+static constexpr uint32_t NO_HINT = UINT32_MAX;
+
+static constexpr uint32_t DATATYPES_ERR_WRONG_SIZE = status_error(PKG_DATATYPES, 0x0209);
+
+static uint32_t failed(uint32_t status, int32_t line = __builtin_LINE()) {
+  pask_report(status, "pask_vector2", line);
+  return status;
+}
+
+// The frame of an operation with a handle. `arguments` tells whether the other required arguments are there; `bad_handle` is
+// the word for a record that is no vector2; `fits` looks at sizes. The work runs under the lock, if there is one.
+template <class Fits, class Work>
+static uint32_t framed(const pask_vector2* v, bool arguments, uint32_t bad_handle, Fits fits, Work work,
+                       int32_t line = __builtin_LINE()) {
+  uint32_t status = vector_record_check(v, VECTOR2_MAGIC, arguments, bad_handle);
+  if (!status && !fits()) status = DATATYPES_ERR_WRONG_SIZE;
+  return failed(status ? status : critsec_within(v->lock, work), line);
+}
+
+template <class Work>
+static uint32_t framed(const pask_vector2* v, bool arguments, uint32_t bad_handle, Work work,
+                       int32_t line = __builtin_LINE()) {
+  return framed(
+      v, arguments, bad_handle, [] { return true; }, work, line);
+}
+
+static size_t bytes_of(const pask_vector2* v, uint32_t elements) { return size_t{elements} * v->element_size; }
+
+static uint8_t* at(const pask_vector2* v, uint32_t index) { return v->buffer + bytes_of(v, index); }
+
+static int32_t compared(const pask_vector2* v, const void* a, const void* b) {
+  return v->compare ? v->compare(a, b) : memcmp(a, b, v->element_size);
+}
+
+static bool is_sorted(const pask_vector2* v) { return (v->flags & PASK_VECTOR2_SORTED) != 0; }
+
+// Copies elements from another block to their place.
+static void put(pask_vector2* v, uint32_t index, const void* elements, uint32_t count) {
+  if (count != 0) memcpy(at(v, index), elements, bytes_of(v, count));
+}
+
+static void move(pask_vector2* v, uint32_t to, uint32_t from, uint32_t count) {
+  if (count != 0) memmove(at(v, to), at(v, from), bytes_of(v, count));
+}
+
+static void release(pask_vector2* v, uint32_t first, uint32_t end) {
+  if (v->free_value)
+    for (uint32_t i = first; i < end; ++i) v->free_value(at(v, i));
+}
+
+// Sets the array and whose it is; the old one is gone or another's.
+static void take_buffer(pask_vector2* v, uint8_t* buffer, uint32_t capacity, bool owned) {
+  v->buffer = buffer;
+  v->capacity = capacity;
+  v->owns_buffer = owned;
+}
+
+static void free_buffer(pask_vector2* v) {
+  if (v->owns_buffer) pask_memory_free(v->buffer);
+  take_buffer(v, nullptr, 0, true);
+}
+
+/* ---- Working functions: the caller holds the lock ------------------------------------------------------------------ */
+
+uint32_t _pask_vector2_create(pask_vector2** vector, uint32_t element_size, uint32_t flags,
+                              pask_vector2_compare_fn compare, pask_vector2_free_fn free_value) {
+  if (!pask_datatypes_initchecks()) return DATATYPES_ERR_NOT_INITED;
+  return failed(vector_record_create(vector, {.magic = VECTOR2_MAGIC,
+                                              .lock = nullptr,
+                                              .buffer = nullptr,
+                                              .capacity = 0,
+                                              .element_size = element_size,
+                                              .count = 0,
+                                              .owns_buffer = true,
+                                              .flags = flags,
+                                              .compare = compare,
+                                              .free_value = free_value}));
+}
+
+uint32_t _pask_vector2_clear(pask_vector2* v) {
+  if (!v) return 0;
+  release(v, 0, v->count);
+  v->count = 0;
+  free_buffer(v);
+  return 0;
+}
+
+uint32_t _pask_vector2_delete(pask_vector2* v) {
+  if (!v) return 0;
+  _pask_vector2_clear(v);
+  return failed(vector_record_delete(v, nullptr));
+}
+
+uint32_t _pask_vector2_freevalue(pask_vector2* v, void* element) {
+  if (!v || !element) return failed(DATATYPES_ERR_INVALID_ARG);
+  if (v->free_value) v->free_value(element);
+  return 0;
+}
+
+// A block of no bytes isn't asked for: what becomes of the old one then depends on the memory service.
+uint32_t _pask_vector2_growarray(pask_vector2* v, uint32_t capacity) {
+  if (!v) return failed(DATATYPES_ERR_INVALID_ARG);
+  if (capacity < v->count || capacity == v->capacity) return 0;
+  uint32_t size = 0;
+  if (__builtin_mul_overflow(capacity, v->element_size, &size)) return failed(DATATYPES_ERR_NO_MEMORY);
+  if (size == 0) {
+    free_buffer(v);
+    v->capacity = capacity;
+    return 0;
+  }
+  void* const buffer = v->owns_buffer ? pask_memory_realloc(v->buffer, size) : pask_memory_alloc(size);
+  if (!buffer) return failed(DATATYPES_ERR_NO_MEMORY);
+  if (!v->owns_buffer) memcpy(buffer, v->buffer, bytes_of(v, v->count));
+  take_buffer(v, static_cast<uint8_t*>(buffer), capacity, true);
+  return 0;
+}
+
+// Makes room for one element more, in steps of half as much again or of one.
+static uint32_t grow(pask_vector2* v, uint64_t capacity) {
+  if (capacity > UINT32_MAX) return DATATYPES_ERR_NO_MEMORY;
+  return _pask_vector2_growarray(v, static_cast<uint32_t>(capacity));
+}
+
+static uint64_t grown_capacity(uint32_t capacity) {
+  return capacity == 0 ? FIRST_CAPACITY : (uint64_t{capacity} / 2 + 1) * 3;
+}
+
+// Whether the element at an index sorts before its left or behind its right neighbour. Equal neighbours are in order.
+static bool breaks_order(const pask_vector2* v, uint32_t index) {
+  if (index != 0 && compared(v, at(v, index), at(v, index - 1)) < 0) return true;
+  return index + 1 != v->count && compared(v, at(v, index + 1), at(v, index)) < 0;
+}
+
+uint32_t _pask_vector2_insert(pask_vector2* v, uint32_t index, const void* element, uint8_t check) {
+  if (!v || !element) return failed(DATATYPES_ERR_INVALID_ARG);
+  if (v->count == v->capacity)
+    if (const uint32_t status = grow(v, grown_capacity(v->capacity))) return failed(status);
+  if (index < v->count)
+    move(v, index + 1, index, v->count - index);
+  else
+    index = v->count;
+  put(v, index, element, 1);
+  ++v->count;
+  if (check && is_sorted(v) && breaks_order(v, index)) v->flags &= ~PASK_VECTOR2_SORTED;
+  return 0;
+}
+
+int32_t _pask_vector2_comparevalues(pask_vector2* v, const void* a, const void* b) { return compared(v, a, b); }
+
+int32_t _pask_vector2_qsort_compare(const void* a, const void* b, void* vector) {
+  return compared(static_cast<const pask_vector2*>(vector), a, b);
+}
+
+// Walks from the start to the end, then from 0 up to the start.
+static uint32_t find_unsorted(const pask_vector2* v, uint32_t start, const void* element, uint32_t* position) {
+  *position = start;
+  for (uint32_t i = start; i < v->count; ++i)
+    if (compared(v, element, at(v, i)) == 0) return *position = i, 0;
+  for (uint32_t i = 0; i < start; ++i)
+    if (compared(v, element, at(v, i)) == 0) return *position = i, 0;
+  return DATATYPES_INFO_NOT_FOUND;
+}
+
+// Where the first element not below the searched one can be: from low to behind high.
+struct bounds {
+  uint32_t low;
+  uint32_t high;
+  uint32_t status;  // 0 once an equal element was met
+};
+
+// Narrows the bounds by one comparison; true when the searched element is above the probed one.
+static bool probe_is_below(const pask_vector2* v, uint32_t probe, const void* element, bounds* in) {
+  const int32_t order = compared(v, element, at(v, probe));
+  if (order > 0) {
+    in->low = probe + 1;
+    return true;
+  }
+  if (order == 0) in->status = 0;
+  in->high = probe == 0 ? 0 : probe - 1;
+  return false;
+}
+
+// Gallops away from the hint in steps that double, then halves what is left.
+static uint32_t find_sorted(const pask_vector2* v, uint32_t hint, const void* element, uint32_t* position) {
+  bounds in = {.low = 0, .high = v->count - 1, .status = DATATYPES_INFO_NOT_FOUND};
+  if (hint <= in.high) {
+    for (uint32_t probe = hint, step = 1;; step *= 2) {
+      const bool below = probe_is_below(v, probe, element, &in);
+      if ((below ? in.high - probe : probe - in.low) <= step) break;
+      probe = below ? probe + step : probe - step;
+    }
+  }
+  while (in.low <= in.high) {
+    const uint32_t middle = in.low + (in.high - in.low) / 2;
+    if (!probe_is_below(v, middle, element, &in) && middle == 0) break;
+  }
+  *position = in.low;
+  return in.status;
+}
+
+uint32_t _pask_vector2_findvalue(pask_vector2* v, uint32_t hint, const void* element, uint32_t* position) {
+  if (!v || !element || !position) return failed(DATATYPES_ERR_INVALID_ARG);
+  if (is_sorted(v) && v->count != 0) return find_sorted(v, hint, element, position);
+  return find_unsorted(v, hint < v->count ? hint : 0, element, position);
+}
+
+// Equal elements stay in the order of their adding, or the new one takes the old one's place.
+static uint32_t add_element(pask_vector2* v, const void* element, uint32_t* index) {
+  uint32_t position = v->count;
+  if (v->flags & (PASK_VECTOR2_SORTED | PASK_VECTOR2_UNIQUE)) {
+    const bool found = _pask_vector2_findvalue(v, NO_HINT, element, &position) == 0;
+    if (found && v->flags & PASK_VECTOR2_UNIQUE) {
+      release(v, position, position + 1);
+      put(v, position, element, 1);
+      if (index) *index = position;
+      return 0;
+    }
+    if (found)
+      while (position < v->count && compared(v, element, at(v, position)) == 0) ++position;
+  }
+  PASK_TRY(_pask_vector2_insert(v, position, element, 0));
+  if (index) *index = position;
+  return 0;
+}
+
+static uint32_t delete_range(pask_vector2* v, uint32_t first, uint32_t last) {
+  if (first >= v->count) return DATATYPES_INFO_RANGE;
+  if (first > last) return 0;
+  const uint32_t end = last < v->count ? last + 1 : v->count;
+  release(v, first, end);
+  move(v, first, end, v->count - end);
+  v->count -= end - first;
+  return 0;
+}
+
+// The room behind the last element holds the first of the two for a moment.
+static uint32_t swap_elements(pask_vector2* v, uint32_t a, uint32_t b) {
+  if (a >= v->count || b >= v->count) return DATATYPES_INFO_RANGE;
+  if (a == b) return 0;
+  if (v->count == v->capacity) PASK_TRY(grow(v, uint64_t{v->count} + 1));
+  put(v, v->count, at(v, a), 1);
+  put(v, a, at(v, b), 1);
+  put(v, b, at(v, v->count), 1);
+  return 0;
+}
+
+static void mark_sorted(pask_vector2* v, bool sorted) {
+  v->flags = sorted ? v->flags | PASK_VECTOR2_SORTED : v->flags & ~PASK_VECTOR2_SORTED;
+}
+
+static void sort_elements(pask_vector2* v, pask_vector2_compare_fn compare, bool force) {
+  if (is_sorted(v) && v->compare == compare && !force) return;
+  v->compare = compare;
+  mark_sorted(v, false);
+  if (v->count != 0) pask_utils_qsort(v->buffer, v->count, v->element_size, _pask_vector2_qsort_compare, v);
+  mark_sorted(v, true);
+}
+
+static uint32_t walk(const pask_vector2* v, pask_vector2_foreach_fn callback, void* context) {
+  for (uint32_t i = 0; i < v->count; ++i)
+    if (!callback(context, at(v, i))) return DATATYPES_INFO_STOPPED;
+  return 0;
+}
+
+static void attach(pask_vector2* v, void* buffer, uint32_t size, uint32_t element_size, bool owned, bool sorted) {
+  _pask_vector2_clear(v);
+  v->element_size = element_size;
+  v->count = size / element_size;
+  take_buffer(v, static_cast<uint8_t*>(buffer), v->count, owned);
+  mark_sorted(v, sorted);
+}
+
+static void detach(pask_vector2* v, void** buffer, uint32_t* capacity, uint32_t* element_size) {
+  if (buffer) *buffer = v->buffer;
+  if (capacity) *capacity = v->capacity;
+  if (element_size) *element_size = v->element_size;
+  if (buffer && v->owns_buffer) {
+    v->count = 0;
+    v->buffer = nullptr;
+  }
+  _pask_vector2_clear(v);
+}
+
+static uint32_t create_like(const pask_vector2* source, pask_vector2_free_fn free_value, pask_vector2** made) {
+  pask_vector2* v = nullptr;
+  PASK_TRY(_pask_vector2_create(&v, source->element_size, source->flags, source->compare, free_value));
+  if (const uint32_t status = _pask_vector2_growarray(v, source->count)) {
+    _pask_vector2_delete(v);
+    return status;
+  }
+  put(v, 0, source->buffer, source->count);
+  v->count = source->count;
+  *made = v;
+  return 0;
+}
+
+/* ---- Operations ---------------------------------------------------------------------------------------------------- */
+
+uint32_t pask_vector2_create(pask_vector2** vector, uint32_t element_size, uint32_t flags,
+                             pask_vector2_compare_fn compare, pask_vector2_free_fn free_value) {
+  const uint32_t status = _pask_vector2_create(vector, element_size, flags, compare, free_value);
+  return status == DATATYPES_ERR_NOT_INITED ? status : failed(status);
+}
+
+uint32_t pask_vector2_delete(pask_vector2* v) {
+  if (!v) return 0;
+  PASK_TRY(framed(v, true, DATATYPES_ERR_BAD_HANDLE, [=] { return _pask_vector2_clear(v); }));
+  return failed(_pask_vector2_delete(v));
+}
+
+uint32_t pask_vector2_copy(pask_vector2* v, pask_vector2_free_fn free_value, pask_vector2** copy) {
+  pask_vector2* made = nullptr;
+  const uint32_t status = framed(v, copy != nullptr, DATATYPES_ERR_BAD_HANDLE_READ,
+                                 [=, &made] { return create_like(v, free_value, &made); });
+  if (status) {
+    if (made) made->count = 0;  // what the elements hold is the source's
+    _pask_vector2_delete(made);
+    return status;
+  }
+  *copy = made;
+  return 0;
+}
+
+uint32_t pask_vector2_attach(pask_vector2* v, void* buffer, uint32_t size, uint32_t element_size, uint8_t owned,
+                             uint8_t sorted) {
+  const bool arguments = element_size != 0 && (buffer || size == 0);
+  return framed(
+      v, arguments, DATATYPES_ERR_BAD_HANDLE, [=] { return size % element_size == 0; },
+      [=] {
+        attach(v, buffer, size, element_size, owned != 0, sorted != 0);
+        return 0u;
+      });
+}
+
+uint32_t pask_vector2_detach(pask_vector2* v, void** buffer, uint32_t* capacity, uint32_t* element_size) {
+  return framed(v, true, DATATYPES_ERR_BAD_HANDLE, [=] {
+    detach(v, buffer, capacity, element_size);
+    return 0u;
+  });
+}
+
+uint32_t pask_vector2_get_buffer(pask_vector2* v, void** buffer, uint32_t* size, uint32_t* element_size) {
+  return framed(v, true, DATATYPES_ERR_BAD_HANDLE, [=] {
+    if (buffer) *buffer = v->buffer;
+    if (size) *size = v->count * v->element_size;
+    if (element_size) *element_size = v->element_size;
+    return 0u;
+  });
+}
+
+uint32_t pask_vector2_set_min_size(pask_vector2* v, uint32_t capacity) {
+  if (!v) return 0;
+  return framed(v, true, DATATYPES_ERR_BAD_HANDLE, [=] { return _pask_vector2_growarray(v, capacity); });
+}
+
+uint32_t pask_vector2_trim(pask_vector2* v) {
+  return framed(v, true, DATATYPES_ERR_BAD_HANDLE_READ, [=] { return _pask_vector2_growarray(v, v->count); });
+}
+
+uint32_t pask_vector2_clear(pask_vector2* v) {
+  return framed(v, true, DATATYPES_ERR_BAD_HANDLE_READ, [=] { return _pask_vector2_clear(v); });
+}
+
+uint32_t pask_vector2_add(pask_vector2* v, const void* element, uint32_t size, uint32_t* index) {
+  return framed(
+      v, element != nullptr, DATATYPES_ERR_BAD_HANDLE, [=] { return size == v->element_size; },
+      [=] { return add_element(v, element, index); });
+}
+
+uint32_t pask_vector2_insert(pask_vector2* v, uint32_t index, const void* element, uint32_t size) {
+  return framed(
+      v, element != nullptr, DATATYPES_ERR_BAD_HANDLE, [=] { return size == v->element_size; },
+      [=] { return _pask_vector2_insert(v, index, element, 1); });
+}
+
+uint32_t pask_vector2_getindex(pask_vector2* v, uint32_t index, void** element) {
+  return framed(v, element != nullptr, DATATYPES_ERR_BAD_HANDLE_READ, [=]() -> uint32_t {
+    if (index >= v->count) return DATATYPES_INFO_RANGE;
+    *element = at(v, index);
+    return 0;
+  });
+}
+
+uint32_t pask_vector2_deleteindex(pask_vector2* v, uint32_t index) {
+  return framed(v, true, DATATYPES_ERR_BAD_HANDLE_READ, [=] { return delete_range(v, index, index); });
+}
+
+uint32_t pask_vector2_deleterange(pask_vector2* v, uint32_t first, uint32_t last) {
+  return framed(v, true, DATATYPES_ERR_BAD_HANDLE_READ, [=] { return delete_range(v, first, last); });
+}
+
+uint32_t pask_vector2_swapindex(pask_vector2* v, uint32_t a, uint32_t b) {
+  return framed(v, true, DATATYPES_ERR_BAD_HANDLE_READ, [=] { return swap_elements(v, a, b); });
+}
+
+uint32_t pask_vector2_count(pask_vector2* v, uint32_t* count) {
+  if (!v && count) {
+    *count = 0;
+    return 0;
+  }
+  return framed(v, count != nullptr, DATATYPES_ERR_BAD_HANDLE_READ, [=] {
+    *count = v->count;
+    return 0u;
+  });
+}
+
+uint32_t pask_vector2_sort(pask_vector2* v, pask_vector2_compare_fn compare, uint8_t force) {
+  return framed(v, true, DATATYPES_ERR_BAD_HANDLE_READ, [=] {
+    sort_elements(v, compare, force != 0);
+    return 0u;
+  });
+}
+
+uint32_t pask_vector2_foreach(pask_vector2* v, pask_vector2_foreach_fn callback, void* context) {
+  return framed(v, callback != nullptr, DATATYPES_ERR_BAD_HANDLE_READ, [=] { return walk(v, callback, context); });
+}
+
+uint32_t pask_vector2_find(pask_vector2* v, const void* element, uint32_t* index) {
+  return failed(pask_vector2_hintfind(v, NO_HINT, element, index));
+}
+
+uint32_t pask_vector2_hintfind(pask_vector2* v, uint32_t hint, const void* element, uint32_t* index) {
+  return framed(v, element != nullptr, DATATYPES_ERR_BAD_HANDLE_READ, [=] {
+    uint32_t position = 0;
+    const uint32_t status = _pask_vector2_findvalue(v, hint, element, &position);
+    if (status == 0 && index) *index = position;
+    return status;
+  });
+}
