@@ -1,7 +1,7 @@
 /* Directories: making, removing and listing them. They take no descriptor from the pool of files, and work without a start.
  *
  * Paths are zero-terminated. An operation returns 0, or
- *   0x90030001  a null or empty path, or another argument that must not be null
+ *   0x90030001  a null or empty path, another argument that must not be null, or a path that the system holds for invalid
  *   0x90030002  out of memory
  *   what the system call's failure stands for: 0x90030040 access denied, 0x90030041 not found, 0x90030042 exists already,
  *   0x90030043 no space, 0x90030044 too many open files, 0x90030046 is a directory, 0x90030047 not a directory,
@@ -27,9 +27,9 @@ typedef struct pask_fs_dir* pask_fs_dir_handle;
 /** Makes one directory, of mode 0775 before the umask; that it exists already is no failure. With a dir that isn't null, opens
  *  it too. */
 VELOX_API pask_status pask_fs_dir_create(const char* path, pask_fs_dir_handle* dir);
-/** Removes an empty directory and, with a remove_parents that isn't 0, those above it in the path, until one can't go: its
- *  failure is then the result, and those below it are gone. "/" and "\" separate levels, one at the end isn't a
- *  level, and none is looked for in the first two bytes, so that of a relative path of one-letter names the first stays. */
+/** Removes an empty directory. With a remove_parents that isn't 0, then also those above it in the path, the lowest first: the
+ *  first that can't go gives the result, those below it are gone. "/" and "\" separate levels, one at the end of the path
+ *  doesn't. One among the first two bytes isn't looked at: of "a/b" only "b" goes, of "aa/b" both. */
 VELOX_API pask_status pask_fs_dir_delete(const char* path, uint32_t remove_parents);
 /** Stores 1 when the path leads to a directory, else 0, whatever the reason. A socket and a block device, whose modes
  *  hold a directory's bit, count as directories. */

@@ -33,7 +33,7 @@ struct Directories : testing::Test {
 
 TEST_F(Directories, AreMadeAndFound) {
   using row = std::tuple<std::string, uint32_t, uint32_t, int>;  // path; result of create, and of set_current; exists
-  umask(02);
+  const mode_t mask = umask(02);
   for (const auto& [path, made, entered, exists] :
        {row("deep", 0, 0, 1), row("deep", 0, 0, 1), row("deep/", 0, 0, 1), row("no/where", NOT_FOUND, NOT_FOUND, 0),
         row("file", 0, NOT_DIRECTORY, 0), row("file/x", NOT_DIRECTORY, NOT_DIRECTORY, 0), row("link", 0, 0, 1),
@@ -46,6 +46,7 @@ TEST_F(Directories, AreMadeAndFound) {
     fs::current_path(home);
   }
   EXPECT_EQ(fs::status("deep").permissions(), fs::perms(0775));
+  umask(mask);
 }
 
 // Paths of up to 259 bytes are looked up whole, longer ones without what is behind these.
