@@ -7,6 +7,7 @@ set(VELOX_HEADERS
     manager/velox_catalog.h
     runtime/pask_modules.h
     runtime/pask_atomic.h
+    runtime/pask_random.h
     runtime/pask_spinlock.h
     runtime/pask_thread.h
     text/pask_string.h
@@ -14,12 +15,14 @@ set(VELOX_HEADERS
     text/pask_format.h
     text/pask_string_accum.h
     text/pask_number.h
+    text/pask_time.h
     collections/pask_utils.h
     collections/pask_hashtable.h
     collections/pask_stringmap.h
     collections/pask_vector.h
     collections/pask_vector2.h
     files/pask_fs.h
+    files/pask_fs_dir.h
     files/pask.h
     service/velox_cadenz.h)
 set(VELOX_HEADER_TREE ${CMAKE_BINARY_DIR}/headers)
