@@ -23,6 +23,8 @@ set(VELOX_HEADERS
     collections/pask_vector2.h
     files/pask_fs.h
     files/pask_fs_dir.h
+    files/pask_iostream.h
+    files/pask_md5.h
     files/pask.h
     service/velox_cadenz.h)
 set(VELOX_HEADER_TREE ${CMAKE_BINARY_DIR}/headers)

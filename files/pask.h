@@ -7,6 +7,8 @@
 #include "pask_fs.h"
 #include "pask_fs_dir.h"
 #include "pask_hashtable.h"
+#include "pask_iostream.h"
+#include "pask_md5.h"
 #include "pask_modules.h"
 #include "pask_number.h"
 #include "pask_random.h"
