@@ -1,0 +1,130 @@
+// MD5 against the digests of RFC 1321 and of md5sum, in any split; the form of a hash; streams.
+#include <gtest/gtest.h>
+#include <velox/pask_md5.h>
+#include <velox/pask_modules.h>
+#include <velox/velox_standin.h>
+
+#include <functional>
+#include <random>
+#include <string>
+
+#include "guarded.h"
+#include "report_log.h"
+
+namespace {
+
+std::string result(pask_md5_ctx& ctx) {
+  EXPECT_EQ(pask_md5_end(&ctx), 0u);
+  char hex[33];
+  for (int i = 0; i < 16; ++i) std::snprintf(hex + 2 * i, 3, "%02x", ctx.digest[i]);
+  EXPECT_STREQ(hex, ctx.hex);
+  return hex;
+}
+
+// The digest of a message that ends in front of an inaccessible page, taken in pieces.
+std::string md5_of(
+    const std::string& message, std::function<uint32_t()> piece = [] { return ~0u; }) {
+  const guarded_text data(message, message.size());
+  pask_md5_ctx ctx;
+  EXPECT_EQ(pask_md5_start(&ctx), 0u);
+  for (uint32_t at = 0, n = 0; at < message.size(); at += n) {
+    n = std::min(piece(), uint32_t(message.size()) - at);
+    EXPECT_EQ(pask_md5_compute(&ctx, data + at, n) | pask_md5_compute(&ctx, nullptr, 0), 0u);
+  }
+  return result(ctx);
+}
+
+TEST(Md5, GivesTheKnownDigestsInAnySplit) {
+  const std::string letters = "abcdefghijklmnopqrstuvwxyz", digits = "1234567890";
+  const std::pair<std::string, const char*> rows[] = {
+      {"", "d41d8cd98f00b204e9800998ecf8427e"},
+      {"a", "0cc175b9c0f1b6a831c399e269772661"},
+      {"abc", "900150983cd24fb0d6963f7d28e17f72"},
+      {"message digest", "f96b697d7cb7938d525a2f31aaf161d0"},
+      {letters, "c3fcd3d76192e4007dfb496cca67e13b"},
+      {"ABCDEFGHIJKLMNOPQRSTUVWXYZ" + letters + "0123456789", "d174ab98d277d9f5a5611c2c9f419d9f"},
+      {digits + digits + digits + digits + digits + digits + digits + digits, "57edf4a22be3c955ac49da2e2107b67a"},
+      {std::string(1000000, 'a'), "7707d6ae4e027c70eea2a935c2296f21"}};
+  for (const auto& [message, hex] : rows) EXPECT_EQ(md5_of(message), hex);
+
+  std::mt19937 random(13);
+  std::string all;
+  for (uint32_t size = 0; size < 700; ++size) {
+    std::string message(size, '\0');
+    for (uint32_t i = 0; i < size; ++i) message[i] = char((i * i * 31 + size) >> 3);
+    all += md5_of(message, [&] { return uint32_t(random() % (random() % 2 ? 70 : 1000)); });
+  }
+  EXPECT_EQ(md5_of(all), "3ae3da2d1e72166792b647a7a80c854f");     // as md5sum has it of its own digests
+  pask_md5_ctx ctx = {{0xfffffff8, 0xffffffff}, {}, {}, {}, {}};  // the length runs over both of its words
+  _pask_md5_update(&ctx, "xyz", 3);
+  EXPECT_TRUE(ctx.count[0] == 16 && ctx.count[1] == 0);
+}
+
+TEST(Md5, KnowsTheFormOfAHash) {
+  const std::string digits = "0123456789abcdefABCDEF0123456789";
+  for (const std::string& text : {digits, "\x01 \n" + digits + "\t\x20\x1f", std::string("f")})
+    EXPECT_EQ(pask_md5_isvalidhash(guarded_text(text)), 1) << text;
+  for (const std::string& text : {digits + "0", digits + "g", digits + " 0"})
+    EXPECT_EQ(pask_md5_isvalidhash(guarded_text(text)), 0) << text;
+  for (const char* text : {"", " \t", "a b", "\xa0 1", "1\x7f", "0x1"})
+    EXPECT_EQ(pask_md5_isvalidhash(guarded_text(text)), 0) << text;
+  EXPECT_EQ(pask_md5_isvalidhash(nullptr), 0);
+}
+
+// A source and sink whose word a test chooses; it takes half of what it is given.
+pask_status s_word;
+pask_status give(void*, void* buffer, uint32_t size, uint32_t* got) { return memset(buffer, 'r', *got = size), s_word; }
+pask_status take_half(void*, const void*, uint32_t size, uint32_t* taken) { return *taken = size / 2, s_word; }
+pask_status fail(void*) { return 0x90440007; }
+
+TEST(Md5, HashesWhatPassesThroughAStream) {
+  const int64_t live = velox_standin_memory_live_blocks();
+  pask_iostream_initialize();
+  report_log log({0x06, 0x22, 0x44});
+  const auto expect = [&](size_t reports, pask_status word, pask_status status) {
+    char line[40];
+    std::snprintf(line, sizeof line, "pask_md5 %08x", word);
+    EXPECT_EQ(status, word);
+    EXPECT_EQ(log.taken(), std::vector<std::string>(reports, line));
+    velox_standin_memory_refuse_end();
+  };
+  pask_md5_ctx ctx;
+  pask_iostream_handle inner = nullptr, stream = nullptr;
+  const pask_iostream_callbacks table = {give, take_half, fail, fail, nullptr};
+  ASSERT_EQ(pask_iostream_create(&inner, 1500, &table, nullptr), 0u);
+  ASSERT_EQ(pask_md5_hash_stream(inner, &stream, &ctx) | pask_iostream_release(inner), 0u);  // the stream holds it
+  char bytes[2000];
+  uint32_t n = 0;
+  EXPECT_EQ(pask_iostream_write(stream, "taken, not", 10, &n) | pask_iostream_read(stream, bytes, 100, &n), 0u);
+  s_word = 0x90440010;
+  expect(1, s_word, pask_iostream_write(stream, "not taken", 9, &n));
+  expect(0, 0, pask_iostream_read(stream, bytes, 100, &n));  // from the buffer
+  expect(1, s_word, pask_iostream_read(stream, bytes, 2000, &n));
+  EXPECT_EQ(result(ctx), md5_of("taken" + std::string(1024, 'r')));
+  s_word = 0;
+  EXPECT_EQ(pask_iostream_flush(stream) | pask_iostream_reset(stream), 0u);
+  EXPECT_EQ(pask_iostream_write(stream, "anew", 4, nullptr) | pask_iostream_release(stream), 0u);
+  EXPECT_EQ(result(ctx), md5_of("an"));
+
+  EXPECT_EQ(pask_md5_hash_stream(nullptr, &stream, &ctx), 0u);
+  expect(1, 0x90220001, pask_iostream_write(stream, "", 0, &n));
+  EXPECT_EQ(pask_iostream_release(stream), 0u);
+  EXPECT_EQ(pask_iostream_create_from_buffer(&inner, bytes, 100, nullptr, nullptr), 0u);
+  EXPECT_EQ(pask_md5_hash_stream(inner, &stream, &ctx) | pask_iostream_read(stream, bytes, 2000, &n), 0u);
+  expect(0, 0x10220049, pask_iostream_read(stream, bytes, 1, &n));
+  EXPECT_EQ(result(ctx), md5_of(std::string(100, 'r')));
+  expect(1, 0x90060001, pask_md5_start(nullptr));
+  expect(1, 0x90060001, pask_md5_compute(nullptr, nullptr, 0));
+  expect(1, 0x90060001, pask_md5_compute(&ctx, nullptr, 1));
+  expect(1, 0x90060001, pask_md5_end(nullptr));
+  expect(1, 0x90060001, pask_md5_hash_stream(inner, nullptr, &ctx));
+  expect(2, 0x90060001, pask_md5_hash_stream(inner, &stream, nullptr));
+  for (const auto& [granted, word] : {std::pair(0u, 0x90060002u), {1, 0x90220002u}}) {
+    velox_standin_memory_refuse(granted, 0);
+    expect(1, word, pask_md5_hash_stream(inner, &stream, &ctx));
+  }
+  EXPECT_EQ(pask_iostream_release(stream) | pask_iostream_release(inner) | pask_iostream_shutdown(), 0u);
+  EXPECT_EQ(velox_standin_memory_live_blocks(), live);
+}
+
+}  // namespace
