@@ -289,15 +289,15 @@ static uint32_t read_steps(pask_iostream* s, growing_text* t) {
   for (;;) {
     const uint32_t spare = t->capacity - t->size;
     const uint32_t in_place = spare != 0 ? (spare - 1) / ENTIRE_STEP * ENTIRE_STEP : 0;
+    char* const to = in_place != 0 ? t->text + t->size : step;
     uint32_t got = 0;
-    const uint32_t status =
-        pask_iostream_read(s, in_place != 0 ? t->text + t->size : step, in_place != 0 ? in_place : ENTIRE_STEP, &got);
+    const uint32_t status = pask_iostream_read(s, to, in_place != 0 ? in_place : ENTIRE_STEP, &got);
     if (status != 0) return is_end(status) ? 0 : status;
     if (got == 0) return 0;
-    if (in_place != 0)
-      t->size += got;
-    else
+    if (to == step)
       PASK_TRY(append(t, step, got));
+    else
+      t->size += got;
   }
 }
 
