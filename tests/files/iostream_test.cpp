@@ -71,7 +71,7 @@ struct model {
     *got = uint32_t(piece.copy(static_cast<char*>(buffer), size));
     return 0;
   }
-  static pask_status reset(void* self) { return static_cast<model*>(self)->below(3) ? 0 : SOURCE_TOLD; }
+  static pask_status reset(void*) { return 0; }
 };
 
 TEST(Iostream, ReadsAsAModelDoes) {
@@ -93,9 +93,9 @@ TEST(Iostream, ReadsAsAModelDoes) {
     m.ended = m.ended && back.empty();
     m.ahead = back + m.ahead;
     if (m.below(m.ended ? 2 : 50) == 0 && pask_iostream_reset(s) == 0) m.ahead.clear(), m.ended = false;
-    EXPECT_EQ(pask_iostream_throughput(s, &counted, nullptr), 0u);
-    EXPECT_EQ(counted, total);
   }
+  EXPECT_EQ(pask_iostream_throughput(s, &counted, nullptr), 0u);
+  EXPECT_EQ(counted, total);
 }
 
 TEST(Iostream, MemoryIsReadPutBackAndReset) {
@@ -106,16 +106,14 @@ TEST(Iostream, MemoryIsReadPutBackAndReset) {
     const stream s(data, 10, by_caller, &releases);
     const int64_t blocks = velox_standin_memory_live_blocks();
     EXPECT_EQ(s.read(4), "0123");
-    EXPECT_EQ(s.read(0), "");
     EXPECT_EQ(pask_iostream_putback(s, data, 3), 0u);
     EXPECT_EQ(s.read(10), "012456789");
     EXPECT_EQ(s.read(0), std::to_string(END));
-    results(0, {s.put("ab"), s.put(""), s.put("cd")});
+    EXPECT_EQ(s.put("abcd"), 0u);
     EXPECT_EQ(velox_standin_memory_live_blocks(), blocks);  // the buffer had room
-    EXPECT_EQ(s.read(3), "cda");
-    results(0, {s.put("ABCDEFGHIJKL"), s.put("xyz")});  // a front of 3, and a block on top of it
-    EXPECT_EQ(s.read(4), "xyzA");
-    EXPECT_EQ(s.read(99), "BCDEFGHIJKLb");
+    EXPECT_EQ(s.read(1), "a");
+    results(0, {s.put("ABCDEFGHIJ"), s.put("xyz"), s.put("")});  // a front of 3, and a block on top of it
+    EXPECT_EQ(s.read(99), "xyzABCDEFGHIJbcd");
     EXPECT_EQ(velox_standin_memory_live_blocks(), blocks);
     results(0, {s.put("dropped 9876543210"), pask_iostream_reset(s)});
     EXPECT_EQ(s.read(99), "9876543210");

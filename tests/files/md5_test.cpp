@@ -60,12 +60,11 @@ TEST(Md5, GivesTheKnownDigestsInAnySplit) {
 }
 
 TEST(Md5, KnowsTheFormOfAHash) {
-  const std::string digits = "0123456789abcdefABCDEF0123456789";
-  for (const std::string& text : {digits, "\x01 \n" + digits + "\t\x20\x1f", std::string("f")})
+  const std::string digits = "0123456789abcdefABCDEF0123456789", blanks = "\x01 \n\t\x1f";
+  for (const std::string& text : {digits, blanks + digits + blanks, std::string("f")})
     EXPECT_EQ(pask_md5_isvalidhash(guarded_text(text)), 1) << text;
-  for (const std::string& text : {digits + "0", digits + "g", digits + " 0"})
-    EXPECT_EQ(pask_md5_isvalidhash(guarded_text(text)), 0) << text;
-  for (const char* text : {"", " \t", "a b", "\xa0 1", "1\x7f", "0x1"})
+  for (const std::string& text :
+       {blanks, digits + "0", digits + "g", digits + " 0", std::string("\xa0 1"), std::string()})
     EXPECT_EQ(pask_md5_isvalidhash(guarded_text(text)), 0) << text;
   EXPECT_EQ(pask_md5_isvalidhash(nullptr), 0);
 }
