@@ -87,15 +87,31 @@ void reads(benchmark::State& state, Open open) {
   state.SetBytesProcessed(state.iterations() * SOURCE);
 }
 
+// Gives back the last `Back` bytes of each read.
+template <uint32_t Back>
 void iostream_read(benchmark::State& state) {
   reads(state, [](source& from, auto run) {
     pask_iostream_handle stream = stream_over(from);
     run([&](char* to, uint32_t size) {
       uint32_t got = 0;
       pask_iostream_read(stream, to, size, &got);
+      if (Back != 0 && got == size) pask_iostream_putback(stream, to + size - Back, Back);
       return got;
     });
     pask_iostream_release(stream);
+  });
+}
+
+template <uint32_t Back>
+void std_istream_read(benchmark::State& state) {
+  reads(state, [](source& from, auto run) {
+    source_buf buf(from);
+    std::istream in(&buf);
+    run([&](char* to, uint32_t size) {
+      const auto got = static_cast<uint32_t>(in.read(to, size).gcount());
+      for (uint32_t i = 1; i <= Back && got == size; ++i) in.putback(to[size - i]);
+      return got;
+    });
   });
 }
 
@@ -107,46 +123,11 @@ void libc_fread(benchmark::State& state) {
   });
 }
 
-void std_istream_read(benchmark::State& state) {
-  reads(state, [](source& from, auto run) {
-    source_buf buf(from);
-    std::istream in(&buf);
-    run([&](char* to, uint32_t size) { return static_cast<uint32_t>(in.read(to, size).gcount()); });
-  });
-}
-
-// Reads of 16 bytes, of which 4 are given back each time.
-void iostream_putback(benchmark::State& state) {
-  reads(state, [](source& from, auto run) {
-    pask_iostream_handle stream = stream_over(from);
-    run([&](char* to, uint32_t size) {
-      uint32_t got = 0;
-      pask_iostream_read(stream, to, size, &got);
-      if (got == size) pask_iostream_putback(stream, to + size - 4, 4);
-      return got;
-    });
-    pask_iostream_release(stream);
-  });
-}
-
-void std_istream_putback(benchmark::State& state) {
-  reads(state, [](source& from, auto run) {
-    source_buf buf(from);
-    std::istream in(&buf);
-    run([&](char* to, uint32_t size) {
-      const auto got = static_cast<uint32_t>(in.read(to, size).gcount());
-      if (got == size)
-        for (uint32_t i = 1; i <= 4; ++i) in.putback(to[size - i]);
-      return got;
-    });
-  });
-}
-
-BENCHMARK(iostream_read)->Arg(1)->Arg(16)->Arg(512)->Arg(65536);
+BENCHMARK(iostream_read<0>)->Arg(1)->Arg(16)->Arg(512)->Arg(65536);
 BENCHMARK(libc_fread)->Arg(1)->Arg(16)->Arg(512)->Arg(65536);
-BENCHMARK(std_istream_read)->Arg(1)->Arg(16)->Arg(512)->Arg(65536);
-BENCHMARK(iostream_putback)->Arg(16);
-BENCHMARK(std_istream_putback)->Arg(16);
+BENCHMARK(std_istream_read<0>)->Arg(1)->Arg(16)->Arg(512)->Arg(65536);
+BENCHMARK(iostream_read<4>)->Arg(16);
+BENCHMARK(std_istream_read<4>)->Arg(16);
 
 // The whole source as one text.
 void iostream_read_entire(benchmark::State& state) {

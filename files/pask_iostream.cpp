@@ -70,23 +70,28 @@ static Record* record_alloc(uint32_t bytes_behind) {
   return static_cast<Record*>(pask_memory_alloc(size));
 }
 
-static uint8_t* bytes_behind(void* record, size_t record_size) { return static_cast<uint8_t*>(record) + record_size; }
-static uint8_t* block_bytes(pushback_block* block) { return bytes_behind(block, sizeof *block); }
-static uint8_t* inline_buffer(pask_iostream* s) { return bytes_behind(s, sizeof *s); }
+static uint8_t* block_bytes(pushback_block* block) { return reinterpret_cast<uint8_t*>(block + 1); }
+static uint8_t* inline_buffer(pask_iostream* s) { return reinterpret_cast<uint8_t*>(s + 1); }
 
 /* ---- Life ---------------------------------------------------------------------------------------------------------- */
+
+static pask_iostream* stream_made(uint32_t bytes_behind, void* user_data) {
+  auto* s = record_alloc<pask_iostream>(bytes_behind);
+  if (!s) return nullptr;
+  *s = {};
+  s->magic = IOSTREAM_MAGIC;
+  s->ref_count = 1;
+  s->user_data = user_data;
+  return s;
+}
 
 uint32_t pask_iostream_create(pask_iostream** stream, uint32_t buffer_size, const pask_iostream_callbacks* callbacks,
                               void* user_data) {
   if (!pask_iostream_initchecks()) return IOSTREAM_ERR_NOT_INITED;
   if (!stream || !callbacks || (!callbacks->read && !callbacks->write)) return IOSTREAM_ERR_INVALID_ARG;
   const uint32_t size = callbacks->read && buffer_size < MIN_READ_BUFFER ? MIN_READ_BUFFER : buffer_size;
-  auto* s = record_alloc<pask_iostream>(size);
+  pask_iostream* const s = stream_made(size, user_data);
   if (!s) return IOSTREAM_ERR_NO_MEMORY;
-  *s = {};
-  s->magic = IOSTREAM_MAGIC;
-  s->ref_count = 1;
-  s->user_data = user_data;
   s->callbacks = *callbacks;
   s->size = size;
   s->buffer = size != 0 ? inline_buffer(s) : nullptr;
@@ -98,12 +103,8 @@ uint32_t pask_iostream_create_from_buffer(pask_iostream** stream, void* data, ui
                                           pask_iostream_release_fn release, void* user_data) {
   if (!pask_iostream_initchecks()) return IOSTREAM_ERR_NOT_INITED;
   if (!stream || !data || size == 0) return IOSTREAM_ERR_INVALID_ARG;
-  auto* s = record_alloc<pask_iostream>(release ? 0 : size);
+  pask_iostream* const s = stream_made(release ? 0 : size, user_data);
   if (!s) return IOSTREAM_ERR_NO_MEMORY;
-  *s = {};
-  s->magic = IOSTREAM_MAGIC;
-  s->ref_count = 1;
-  s->user_data = user_data;
   s->callbacks.release = release;
   s->size = s->end = size;
   s->buffer = static_cast<uint8_t*>(release ? data : memcpy(inline_buffer(s), data, size));

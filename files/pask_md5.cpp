@@ -50,8 +50,8 @@ static inline uint32_t word_at(const uint8_t* block, uint32_t index) {
 }
 
 // The round's function of b, c and d, added to what doesn't depend on b: each step waits for the b of the step before, so
-// the fewer operations follow on b the better. Round 1 selects without a complement. The two halves of round 2 have no bit
-// in common, so that the half without b can be added early.
+// the fewer operations follow on b the better. The first function selects without a complement; the halves of the second have
+// no bit in common, so that the one without b is added early.
 template <uint32_t Round>
 [[gnu::always_inline]] static inline uint32_t mixed(uint32_t sum, uint32_t b, uint32_t c, uint32_t d) {
   if constexpr (Round == 0) return sum + (d ^ (b & (c ^ d)));

@@ -57,6 +57,12 @@ TEST(Md5, GivesTheKnownDigestsInAnySplit) {
   pask_md5_ctx ctx = {{0xfffffff8, 0xffffffff}, {}, {}, {}, {}};  // the length runs over both of its words
   _pask_md5_update(&ctx, "xyz", 3);
   EXPECT_TRUE(ctx.count[0] == 16 && ctx.count[1] == 0);
+  const uint32_t words[16] = {1, 2, 3};
+  uint32_t state[4] = {};
+  _pask_md5_transform(state, words);
+  ctx = {};
+  _pask_md5_update(&ctx, words, sizeof words);
+  EXPECT_EQ(memcmp(state, ctx.state, sizeof state), 0);
 }
 
 TEST(Md5, KnowsTheFormOfAHash) {
