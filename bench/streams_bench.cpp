@@ -1,5 +1,5 @@
-// Streams against libc's and the standard library's over the same source, and MD5 against OpenSSL and GLib where they are
-// installed.
+// Streams against libc's and the standard library's over the same source, and MD5 against OpenSSL and GLib where they
+// are installed.
 #include <benchmark/benchmark.h>
 #include <stdio.h>
 #include <velox/pask_iostream.h>
@@ -71,8 +71,8 @@ struct source_buf : std::streambuf {
   char bytes_[BUFFER];
 };
 
-// Reads the source once, in reads of as many bytes as the argument tells. `open` gives a function that reads once and returns
-// the count.
+// Reads the source once, in reads of as many bytes as the argument tells. `open` gives a function that reads once and
+// returns the count.
 template <class Open>
 void reads(benchmark::State& state, Open open) {
   const auto size = static_cast<uint32_t>(state.range(0));
@@ -160,7 +160,7 @@ void std_string_of_stream(benchmark::State& state) {
 BENCHMARK(iostream_read_entire);
 BENCHMARK(std_string_of_stream);
 
-// One digest with its text form, from a start to an end; the argument is the message's size. An odd address serves as well.
+// One digest with its text form, of a message at an odd address; the argument is its size.
 template <class Digest>
 void digests(benchmark::State& state, Digest digest) {
   const std::string data(static_cast<size_t>(state.range(0)) + 1, 'x');

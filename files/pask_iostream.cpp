@@ -1,8 +1,8 @@
-// The stream: one record with its buffer behind it, and a stack of blocks for what is put back beyond the buffer. Takes no
-// lock; only the reference count is atomic.
+// The stream: one record with its buffer behind it, and a stack of blocks for what is put back beyond the buffer.
+// Takes no lock; only the reference count is atomic.
 //
-// Whoever pushes a block has emptied the room before `position`, and readers drain the blocks before the buffer: while there
-// are blocks, position is 0.
+// Whoever pushes a block has emptied the room before `position`, and readers drain the blocks before the buffer: while
+// there are blocks, position is 0.
 #include "pask_iostream.h"
 
 #include <string.h>
@@ -73,7 +73,7 @@ static Record* record_alloc(uint32_t bytes_behind) {
 static uint8_t* block_bytes(pushback_block* block) { return reinterpret_cast<uint8_t*>(block + 1); }
 static uint8_t* inline_buffer(pask_iostream* s) { return reinterpret_cast<uint8_t*>(s + 1); }
 
-/* ---- Life ---------------------------------------------------------------------------------------------------------- */
+/* ---- Life -------------------------------------------------------------------------------------------------------- */
 
 static pask_iostream* stream_made(uint32_t bytes_behind, void* user_data) {
   auto* s = record_alloc<pask_iostream>(bytes_behind);
@@ -142,7 +142,7 @@ uint32_t pask_iostream_release(pask_iostream* s) {
   return 0;
 }
 
-/* ---- Abilities ----------------------------------------------------------------------------------------------------- */
+/* ---- Abilities --------------------------------------------------------------------------------------------------- */
 
 static uint32_t answered(const pask_iostream* s, uint8_t* answer, bool (*can)(const pask_iostream*)) {
   PASK_TRY(checked(s, answer));
@@ -154,7 +154,7 @@ uint32_t pask_iostream_can_read(pask_iostream* s, uint8_t* answer) { return answ
 uint32_t pask_iostream_can_write(pask_iostream* s, uint8_t* answer) { return answered(s, answer, is_writable); }
 uint32_t pask_iostream_can_reset(pask_iostream* s, uint8_t* answer) { return answered(s, answer, is_resettable); }
 
-/* ---- Reading ------------------------------------------------------------------------------------------------------- */
+/* ---- Reading ----------------------------------------------------------------------------------------------------- */
 
 static uint32_t smaller(uint32_t a, uint32_t b) { return a < b ? a : b; }
 
@@ -185,7 +185,7 @@ static uint32_t take(pask_iostream* s, uint8_t* to, uint32_t wanted) {
   return taken;
 }
 
-// Has the source fill the empty buffer. At the end at_end is set; a word that isn't 0 tells how the source ended or failed.
+// Has the source fill the empty buffer, and sets at_end at its end. Gives the word with which it ended or failed.
 static uint32_t fill(pask_iostream* s) {
   if (s->fixed) {
     s->at_end = 1;
@@ -283,8 +283,8 @@ static uint32_t append(growing_text* t, const char* bytes, uint32_t count) {
   return 0;
 }
 
-// Reads to the end. A step that may make the text grow goes through the stack, so that its bytes are counted before room is
-// made for them; whole steps that find room are read in place, all at once.
+// Reads to the end. A step that may make the text grow goes through the stack, so that its bytes are counted before
+// room is made for them; whole steps that find room are read in place, all at once.
 static uint32_t read_steps(pask_iostream* s, growing_text* t) {
   char step[ENTIRE_STEP];
   for (;;) {
@@ -317,7 +317,7 @@ uint32_t pask_iostream_read_entire(pask_iostream* s, char** text, uint32_t* size
   return 0;
 }
 
-/* ---- Writing and counts -------------------------------------------------------------------------------------------- */
+/* ---- Writing and counts ------------------------------------------------------------------------------------------ */
 
 uint32_t pask_iostream_write(pask_iostream* s, const void* data, uint32_t size, uint32_t* written) {
   PASK_TRY(checked(s));

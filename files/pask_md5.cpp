@@ -1,4 +1,4 @@
-// MD5: the transform, the message around it, and the stream that hashes what passes. Builds on the streams; takes no lock.
+// MD5: the transform, the message around it, and the stream that hashes what passes. Takes no lock.
 #include "pask_md5.h"
 
 #include <string.h>
@@ -22,7 +22,7 @@ static uint32_t failed(uint32_t status, int32_t line = __builtin_LINE()) {
   return status;
 }
 
-/* ---- The transform ------------------------------------------------------------------------------------------------- */
+/* ---- The transform ----------------------------------------------------------------------------------------------- */
 
 // The whole part of 2^32 times the absolute sine of 1 to 64.
 static constexpr uint32_t k_sines[64] = {
@@ -49,9 +49,9 @@ static inline uint32_t word_at(const uint8_t* block, uint32_t index) {
   return word;
 }
 
-// The round's function of b, c and d, added to what doesn't depend on b: each step waits for the b of the step before, so
-// the fewer operations follow on b the better. The first function selects without a complement; the halves of the second have
-// no bit in common, so that the one without b is added early.
+// The round's function of b, c and d, added to what doesn't depend on b: each step waits for the b of the step before,
+// so the fewer operations follow on b the better. The first function selects without a complement; the halves of the
+// second have no bit in common, so that the one without b is added early.
 template <uint32_t Round>
 [[gnu::always_inline]] static inline uint32_t mixed(uint32_t sum, uint32_t b, uint32_t c, uint32_t d) {
   if constexpr (Round == 0) return sum + (d ^ (b & (c ^ d)));
@@ -92,7 +92,7 @@ void _pask_md5_transform(uint32_t* state, const uint32_t* words) {
   transform(state, reinterpret_cast<const uint8_t*>(words), 1);
 }
 
-/* ---- The message --------------------------------------------------------------------------------------------------- */
+/* ---- The message ------------------------------------------------------------------------------------------------- */
 
 // The place of the next byte in the block being filled.
 static uint32_t block_index(const pask_md5_ctx* ctx) { return ctx->count[0] / 8 % BLOCK; }
@@ -173,7 +173,7 @@ uint8_t pask_md5_isvalidhash(const char* text) {
   return count >= 1 && count <= 32 && *behind_blanks(digits + count) == '\0';
 }
 
-/* ---- The stream ---------------------------------------------------------------------------------------------------- */
+/* ---- The stream -------------------------------------------------------------------------------------------------- */
 
 struct pask_md5_stream {
   pask_iostream_handle inner;  // a reference of its own

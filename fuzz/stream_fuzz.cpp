@@ -1,5 +1,5 @@
-// A digest stream over memory, read and put back in pieces that the input tells: the bytes come in their order, and the digest
-// is the one taken at once. The input as text tells the form of a hash as well.
+// A digest stream over memory, read and put back in pieces that the input tells: the bytes come in their order, and
+// the digest is the one taken at once. The input as text tells the form of a hash as well.
 #include <velox/pask_md5.h>
 #include <velox/pask_modules.h>
 

@@ -1,4 +1,4 @@
-// Streams: every read against a model while the source falls short, fails and ends; memory; what callbacks can; refusals.
+// Streams: every read against a model while the source falls short, fails and ends; memory; callbacks; refusals.
 #include <gtest/gtest.h>
 #include <velox/pask_iostream.h>
 #include <velox/pask_modules.h>
