@@ -10,6 +10,7 @@ set(VELOX_HEADERS
     runtime/pask_random.h
     runtime/pask_spinlock.h
     runtime/pask_thread.h
+    runtime/pask_thread_store.h
     text/pask_string.h
     text/pask_utf8.h
     text/pask_format.h

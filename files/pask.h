@@ -17,6 +17,7 @@
 #include "pask_string_accum.h"
 #include "pask_stringmap.h"
 #include "pask_thread.h"
+#include "pask_thread_store.h"
 #include "pask_time.h"
 #include "pask_utf8.h"
 #include "pask_utils.h"

@@ -2,6 +2,8 @@
 //
 // Each thread counts in a cell of its own, so that an allocation costs no locked instruction and threads don't meet; a reader
 // adds the cells up. Cells are never freed: a thread that ends leaves its counts behind and its cell to a later thread.
+#include <pthread.h>
+
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
@@ -34,12 +36,18 @@ constinit std::atomic<count_cell*> s_cells{&s_shared_cell};
 constinit thread_local count_cell* t_cell = nullptr;
 constinit thread_local bool t_ended = false;
 
-struct at_thread_end {
-  ~at_thread_end() {
-    t_ended = true;
-    if (t_cell) t_cell->taken.store(false, std::memory_order_release);
-    t_cell = nullptr;
-  }
+// Gives the cell back at the thread's end. The destructor of a key, not of a thread_local: it comes also when a thread's
+// first count is made by another key's destructor.
+void at_thread_end(void* cell) {
+  t_ended = true;
+  t_cell = nullptr;
+  static_cast<count_cell*>(cell)->taken.store(false, std::memory_order_release);
+}
+
+struct end_key {
+  end_key() { pthread_key_create(&key, at_thread_end); }
+  ~end_key() { pthread_key_delete(key); }
+  pthread_key_t key = ~pthread_key_t{0};  // none, should the process have run out of keys
 };
 
 count_cell* take_cell() {
@@ -55,9 +63,9 @@ count_cell* take_cell() {
 
 [[gnu::cold, gnu::noinline]] void count_first(counter count_cell::*which) {
   if (!t_ended) {
-    thread_local at_thread_end reaper;
-    (void)reaper;
+    static const end_key end;
     t_cell = take_cell();
+    if (t_cell && pthread_setspecific(end.key, t_cell) != 0) at_thread_end(t_cell);
   }
   count_cell* cell = t_cell ? t_cell : &s_shared_cell;
   (cell->*which).fetch_add(1, std::memory_order_relaxed);

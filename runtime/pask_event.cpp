@@ -1,10 +1,9 @@
 // The event: a state under a mutex, with automatic or manual reset, and a wait that is timed by the wall clock.
-#include <errno.h>
 #include <pthread.h>
-#include <time.h>
 
 #include "pask_thread.h"
 #include "pask_thread_error.h"
+#include "pask_thread_wait.h"
 
 struct pask_event {
   uint8_t signalled;     // beside its neighbour, so that one load serves a test of both
@@ -44,43 +43,13 @@ uint32_t pask_thread_event_delete(pask_event* ev) {
   return 0;
 }
 
-static timespec deadline_in(uint32_t timeout_ms) {
-  timespec at;
-  clock_gettime(CLOCK_REALTIME, &at);
-  at.tv_sec += timeout_ms / 1000;
-  at.tv_nsec += static_cast<long>(timeout_ms % 1000) * 1000000;
-  if (at.tv_nsec > 999999999) {
-    at.tv_nsec -= 1000000000;
-    ++at.tv_sec;
-  }
-  return at;
-}
-
-static bool has_passed(const timespec& deadline) {
-  timespec now;
-  clock_gettime(CLOCK_REALTIME, &now);
-  return now.tv_sec != deadline.tv_sec ? now.tv_sec > deadline.tv_sec : now.tv_nsec >= deadline.tv_nsec;
-}
-
-// One wait under the mutex; a null deadline is no limit. A timeout counts once the clock has really reached the deadline.
-static int wait_once(pask_event* ev, const timespec* deadline) {
-  if (!deadline) return pthread_cond_wait(&ev->cond, &ev->mutex);
-  int error = 0;
-  do {
-    error = pthread_cond_timedwait(&ev->cond, &ev->mutex, deadline);
-  } while (error == ETIMEDOUT && !ev->signalled && !has_passed(*deadline));
-  return error;
-}
-
 // Waits until signalled; the caller has the mutex. With manual reset any wake is a signal, though the event may have been
 // reset since; with automatic reset a wake without the state was spurious or served another waiter.
 static int wait_signalled(pask_event* ev, uint32_t timeout_ms) {
-  timespec deadline = {};
-  const bool limited = timeout_ms != PASK_THREAD_NO_LIMIT;
-  if (limited) deadline = deadline_in(timeout_ms);
+  const wait_deadline deadline = wait_deadline_in(timeout_ms);
   int error = 0;
   do {
-    error = wait_once(ev, limited ? &deadline : nullptr);
+    error = wait_once(&ev->cond, &ev->mutex, deadline, &ev->signalled);
   } while (!error && !ev->signalled && !ev->manual_reset);
   return ev->signalled ? 0 : error;
 }

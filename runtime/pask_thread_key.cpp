@@ -1,37 +1,51 @@
-// The key of the thread store, made by whichever library of the family starts first.
+// The key under which each thread finds its own record, made by whichever library of the family starts first.
 #include "pask_thread_key.h"
 
-#include <pthread.h>
+#include <limits.h>
 
 #include "pask_thread_error.h"
+#include "pask_thread_record.h"
 
 static_assert(sizeof(pthread_key_t) == sizeof(g_pask_thread_store_key));
 
 static bool sb_my_thread_store_key;  // this library made the key; guarded by the thread module's lock
 
-// The family reads a key of 0 as "not made", yet 0 is the first key that a process gets. Such a key is held until the next
-// one is there, and then given back.
+// The family reads a key of 0 as "not made", yet 0 is the first key that a process gets. Such a key is held until the
+// next one is there, and then given back.
 static int key_create_nonzero(pthread_key_t* key) {
-  if (const int error = pthread_key_create(key, nullptr)) return error;
+  if (const int error = pthread_key_create(key, _free_thread_specific)) return error;
   if (*key != 0) return 0;
-  const int error = pthread_key_create(key, nullptr);
+  const int error = pthread_key_create(key, _free_thread_specific);
   pthread_key_delete(0);
   return error;
 }
+
+static void key_publish(pthread_key_t key) { __atomic_store_n(&g_pask_thread_store_key, key, __ATOMIC_RELAXED); }
 
 uint32_t _thread_key_start() {
   if (g_pask_thread_store_key != 0) return 0;
   pthread_key_t key = 0;
   if (const int error = key_create_nonzero(&key)) return _thread_map_error(error);
-  g_pask_thread_store_key = key;
+  key_publish(key);
   sb_my_thread_store_key = true;
   return 0;
 }
 
+// As at a thread's exit: what the record's free functions store makes a new record, which goes in a further round.
+static void current_release() {
+  for (int round = 0; round < PTHREAD_DESTRUCTOR_ITERATIONS; ++round) {
+    pask_thread* const thread = thread_current();
+    if (!thread) return;
+    thread_current_set(nullptr);
+    _free_thread_t(thread);
+  }
+}
+
 uint32_t _thread_key_stop() {
   if (sb_my_thread_store_key && g_pask_thread_store_key != 0) {
+    current_release();
     pthread_key_delete(g_pask_thread_store_key);
-    g_pask_thread_store_key = 0;
+    key_publish(0);
   }
   sb_my_thread_store_key = false;
   return 0;

@@ -12,9 +12,9 @@
 #include <thread>
 #include <vector>
 
-namespace {
+#include "await.h"
 
-constexpr uint32_t PATIENCE_MS = 60000;  // for what must come; a test that runs into it has failed
+namespace {
 
 struct critsec_record {
   int32_t waiters, count;
@@ -42,12 +42,6 @@ auto under_mutex(void* handle, Read read) {
   const auto value = read(*record);
   pthread_mutex_unlock(&record->mutex);
   return value;
-}
-
-template <class Test>
-void await(Test test) {
-  const auto limit = std::chrono::steady_clock::now() + std::chrono::milliseconds(PATIENCE_MS);
-  for (; !test(); std::this_thread::yield()) ASSERT_LT(std::chrono::steady_clock::now(), limit);
 }
 
 // Wakes whoever waits for the event, which stays as it is.
