@@ -186,6 +186,8 @@ VELOX_API pask_status velox_catalog_station_remove(velox_catalog_handle catalog,
   "velox_val_reason_kind" /* "similar", "artist", "album", "genre", "mood", "era", "popular": the nearest that held */
 #define VELOX_VAL_REASON_SEED "velox_val_reason_seed" /* ordinal of the seed that it is nearest to, from 1 */
 #define VELOX_VAL_SCORE       "velox_val_score"       /* 0 to 1000, for comparison inside one answer */
+/* A station's answer: */
+#define VELOX_VAL_STATION_NAME "velox_val_station_name"
 /* And the answer itself: */
 #define VELOX_VAL_FALLBACK \
   "velox_val_fallback" /* there only when nothing close was left: the step that gave results, in words */
