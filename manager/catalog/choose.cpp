@@ -190,9 +190,10 @@ class chooser {
 
   void arrange() {
     auto& chosen = picked_.chosen;
-    std::sort(chosen.begin(), chosen.end(), [](const auto& a, const auto& b) {
-      return a.score != b.score ? a.score > b.score : a.track.id < b.track.id;
-    });
+    if (!asked_.radio)  // where what was let through first is to come first
+      std::sort(chosen.begin(), chosen.end(), [](const auto& a, const auto& b) {
+        return a.score != b.score ? a.score > b.score : a.track.id < b.track.id;
+      });
     if (asked_.rotate) rotate();
   }
 

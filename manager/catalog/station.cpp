@@ -114,7 +114,7 @@ void add_albums(connection& from, const wish& asked, const choices& next, standi
 standin::mdo_ref answer(connection& from, const station* of, const wish& asked, const choices& next) {
   standin::mdo_builder made("velox_ctx_response", 1024);
   made.value("_sdkmgr_val_response_code", next.tracks.empty() ? "velox_result_no_matches" : "velox_result_ok");
-  if (of && !of->uid.empty()) {
+  if (of && of->id != 0) {
     made.value("_sdkmgr_val_cadenz_radio_id", of->uid).value(VELOX_VAL_STATION_NAME, of->name);
     for (const setting& each : k_settings) {
       if (!each.value.empty()) made.value(standin::key(each.value), setting_of(*of, each.option));
@@ -186,6 +186,7 @@ standin::mdo_ref create_station(connection& from, const velox_standin_request& r
   transaction all(*from.db, true);
   from.attrs.refresh();
   station made;
+  made.uid = fresh_uid();
   for (uint32_t i = 0; i < request.data_count; ++i) {
     const velox_standin_item& item = request.data[i];
     if (item.key && item.value) made.data.push_back({item.key, item.value, item.ordinal});

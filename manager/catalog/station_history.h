@@ -36,8 +36,8 @@ class station_history : public listener {
   std::vector<heard_track> latest_; /* the last one first */
   std::unordered_map<int64_t, knowledge> known_;
   std::unordered_map<int64_t, int> lately_, three_hours_; /* tracks by artist; by artist and album */
-  enum { strict, half_heard, whatever_is_left } patience_ = strict;
-  int64_t half_ = 0; /* of the tracks that could be played */
+  uint32_t patience_ = 0;                                 /* how often it was relaxed */
+  int64_t playable_ = 0;                                  /* tracks that could be played */
 };
 
 }  // namespace velox::catalog

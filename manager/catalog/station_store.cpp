@@ -23,14 +23,6 @@ int64_t digest(digest_kind kind, std::string_view identifier, int64_t name_key =
   return made != 0 ? made : 1;
 }
 
-/** An identifier that nobody guesses. */
-std::string fresh_uid() {
-  uint64_t chance[2];
-  if (getrandom(chance, sizeof chance, 0) != sizeof chance)
-    throw failure{VELOX_STANDIN_ERR_CATALOG, std::string("no random number for a station: ") + std::strerror(errno)};
-  return "vcs-" + hex(chance[0]) + hex(chance[1], 8);
-}
-
 /* The columns that an identity is made from, and where they come from. */
 #define IDENTITY_COLUMNS "artist.uid, track.title_key, tui, owner.uid, album.title_key"
 #define IDENTITY_TABLES                                                                  \
@@ -50,6 +42,13 @@ identity identity_in(const statement& row) {
 }
 
 }  // namespace
+
+std::string fresh_uid() {
+  uint64_t chance[2];
+  if (getrandom(chance, sizeof chance, 0) != sizeof chance)
+    throw failure{VELOX_STANDIN_ERR_CATALOG, std::string("no random number for a station: ") + std::strerror(errno)};
+  return "vcs-" + hex(chance[0]) + hex(chance[1], 8);
+}
 
 int event_kind_of(std::string_view name) {
   const auto found = std::find(std::begin(k_event_names) + 1, std::end(k_event_names), name);
@@ -83,7 +82,6 @@ std::optional<station> station_store::find(std::string_view uid) {
 }
 
 void station_store::create(station& made, int64_t now) {
-  made.uid = fresh_uid();
   db_.prepared("INSERT INTO station(uid, name, created, used) VALUES (?1, ?2, ?3, ?3)")
       .bind(std::string_view(made.uid), std::string_view(made.name), now)
       .run();

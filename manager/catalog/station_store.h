@@ -57,13 +57,16 @@ struct heard_track {
   int64_t artist, album, time;
 };
 
+/** An identifier for a station, which nobody guesses. */
+std::string fresh_uid();
+
 class station_store {
  public:
   explicit station_store(database& db) : db_(db) {}
 
   std::optional<station> find(std::string_view uid);
-  void create(station& made, int64_t now);
-  void set(const station& of); /* its settings */
+  void create(station& made, int64_t now); /* with an identifier of fresh_uid() */
+  void set(const station& of);             /* its settings */
   void add(station& to, const told_event& event, int64_t now);
   void rename(int64_t id, const std::string& name);
   void remove(int64_t id);
