@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
+#include <functional>
+#include <map>
 #include <random>
 #include <stdexcept>
 #include <string>
@@ -102,40 +104,115 @@ struct manager {
   }
 };
 
-/** A whole lookup: 25 tracks from so many seeds, others each time. */
-void recommend(benchmark::State& state) {
+using add_fn = std::function<void(const char* key, const std::string& value, uint32_t ordinal)>;
+
+manager& running() {
   static manager with;
+  return with;
+}
+
+/** A whole lookup; the answer is the caller's to release. */
+velox_mdo_handle ask(const std::string& url, const char* type, const std::function<void(const add_fn&)>& fill) {
+  manager& with = running();
+  velox_lookup_handle lookup = nullptr;
+  velox_mdo_handle answer = nullptr;
+  check(with.lookups->lookup_create(
+            with.lookups, [](void*, const velox_progress*, uint8_t*) {}, nullptr, &lookup),
+        "create");
+  check(with.lookups->lookup_option_set(lookup, "velox_lookup_option_serviceurl", url.c_str()), "option");
+  check(with.lookups->lookup_add_request(lookup, type, "r", "radio", 1), "request");
+  fill([&](const char* key, const std::string& value, uint32_t ordinal) {
+    check(with.lookups->lookup_add_data(lookup, "r", key, value.c_str(), ordinal), "data");
+  });
+  check(with.lookups->lookup_execute(lookup, with.user, nullptr), "execute");
+  check(with.lookups->lookup_get_result(lookup, "r", &answer), "result");
+  with.lookups->lookup_release(lookup);
+  return answer;
+}
+
+void add_seed(const add_fn& add, const catalogue::track& track, uint32_t ordinal) {
+  add("velox_lookup_data_radio_seed", "TRACK", ordinal);
+  add("velox_lookup_data_radio_seed_track_tui", track.tui, ordinal);
+  add("velox_lookup_data_radio_seed_track_tui_tag", track.tag, ordinal);
+}
+
+/** 25 tracks from so many seeds, others each time. */
+void recommend(benchmark::State& state) {
+  running();
   const catalogue& from = of(state.range(0));
   uint32_t tracks = 0;
   size_t turn = 0;
   for (auto _ : state) {
-    velox_lookup_handle lookup = nullptr;
-    velox_mdo_handle answer = nullptr;
-    check(with.lookups->lookup_create(
-              with.lookups, [](void*, const velox_progress*, uint8_t*) {}, nullptr, &lookup),
-          "create");
-    check(with.lookups->lookup_option_set(lookup, "velox_lookup_option_serviceurl", from.url.c_str()), "option");
-    check(with.lookups->lookup_add_request(lookup, "velox_lookup_type_radio_recommend", "r", "radio", 1), "request");
-    for (uint32_t seed = 1; seed <= static_cast<uint32_t>(state.range(1)); ++seed) {
-      const auto& track = from.tracks[turn++ % from.tracks.size()];
-      const auto add = [&](const char* key, const char* value) {
-        check(with.lookups->lookup_add_data(lookup, "r", key, value, seed), "data");
-      };
-      add("velox_lookup_data_radio_seed", "TRACK");
-      add("velox_lookup_data_radio_seed_track_tui", track.tui.c_str());
-      add("velox_lookup_data_radio_seed_track_tui_tag", track.tag.c_str());
-    }
-    check(with.lookups->lookup_execute(lookup, with.user, nullptr), "execute");
-    check(with.lookups->lookup_get_result(lookup, "r", &answer), "result");
+    const velox_mdo_handle answer = ask(from.url, "velox_lookup_type_radio_recommend", [&](const add_fn& add) {
+      for (uint32_t seed = 1; seed <= static_cast<uint32_t>(state.range(1)); ++seed)
+        add_seed(add, from.tracks[turn++ % from.tracks.size()], seed);
+    });
     tracks = velox_standin_mdo_child_count(answer, "velox_ctx_track!");
     velox_standin_mdo_release(answer);
-    with.lookups->lookup_release(lookup);
   }
   state.counters["tracks"] = tracks;
 }
 BENCHMARK(recommend)
     ->ArgsProduct({{10'000, 1'000'000}, {1, 6}})
     ->ArgNames({"catalogue", "seeds"})
+    ->Unit(benchmark::kMillisecond);
+
+/** A station that has been listened to: of each playlist most is played, some skipped, now and then a track is liked or
+ *  disliked. */
+std::string heard_station(const catalogue& from, const catalogue::track& seed, int64_t events) {
+  velox_mdo_handle playlist =
+      ask(from.url, "velox_lookup_type_radio_create", [&](const add_fn& add) { add_seed(add, seed, 1); });
+  const std::string id = velox_standin_mdo_value(playlist, "_sdkmgr_val_cadenz_radio_id", 1);
+  for (int64_t told = 0; told < events;) {
+    const velox_mdo_handle next = ask(from.url, "velox_lookup_type_radio_event", [&](const add_fn& add) {
+      uint32_t ordinal = 0;
+      for (uint32_t i = 1; velox_mdo_handle album = velox_standin_mdo_child(playlist, "velox_ctx_album!", i); ++i) {
+        for (uint32_t j = 1; velox_mdo_handle track = velox_standin_mdo_child(album, "velox_ctx_track!", j); ++j) {
+          const char* kind = told % 97 == 0   ? "TRACK_LIKE"
+                             : told % 89 == 0 ? "TRACK_DISLIKE"
+                             : told % 7 == 0  ? "TRACK_SKIPPED"
+                                              : "TRACK_PLAYED";
+          add("velox_lookup_data_radio_event", kind, ++ordinal);
+          add("velox_lookup_data_radio_event_track_tui", velox_standin_mdo_value(track, "velox_val_tui", 1), ordinal);
+          add("velox_lookup_data_radio_event_track_tui_tag", velox_standin_mdo_value(track, "velox_val_tui_tag", 1),
+              ordinal);
+          ++told;
+        }
+      }
+      add("velox_lookup_data_radio_id", id, 1);
+    });
+    velox_standin_mdo_release(std::exchange(playlist, next));
+  }
+  velox_standin_mdo_release(playlist);
+  return id;
+}
+
+/** The next playlist of stations with so many events behind them. */
+void playlist(benchmark::State& state) {
+  running();
+  const catalogue& from = of(state.range(0));
+  constexpr size_t k_stations = 8;
+  static std::map<std::pair<int64_t, int64_t>, std::vector<std::string>> made;
+  std::vector<std::string>& stations = made[{state.range(0), state.range(1)}];
+  for (size_t i = stations.size(); i < k_stations; ++i)
+    stations.push_back(heard_station(from, from.tracks[i * from.tracks.size() / k_stations], state.range(1)));
+  uint32_t albums = 0;
+  size_t turn = 0;
+  for (auto _ : state) {
+    const velox_mdo_handle answer = ask(from.url, "velox_lookup_type_radio_lookahead", [&](const add_fn& add) {
+      add("velox_lookup_data_radio_id", stations[turn++ % k_stations], 1);
+    });
+    albums = velox_standin_mdo_child_count(answer, "velox_ctx_album!");
+    velox_standin_mdo_release(answer);
+  }
+  state.counters["albums"] = albums;
+}
+BENCHMARK(playlist)
+    ->Args({10'000, 0})
+    ->Args({10'000, 10'000})
+    ->Args({1'000'000, 0})
+    ->Args({1'000'000, 10'000})
+    ->ArgNames({"catalogue", "events"})
     ->Unit(benchmark::kMillisecond);
 
 void search(benchmark::State& state) {

@@ -162,6 +162,23 @@ VELOX_API pask_status velox_catalog_station_remove(velox_catalog_handle catalog,
  * What a request costs depends on the request; only one whose filters have hardly a track in common looks through the
  * smallest of them.
  *
+ * Stations. "velox_lookup_type_radio_create" makes one from seeds and a filter, or with neither from the whole catalogue, and
+ * gives its identifier as "_sdkmgr_val_cadenz_radio_id"; where nothing could be played none is made. "..._radio_event" takes in
+ * events, all of a request or none, "..._radio_setting" settings, and "..._radio_lookahead" nothing; each of the four answers
+ * with the tracks to play next as albums, in playing order: "velox_ctx_album!" children, whose "velox_ctx_track!" children are
+ * those of the album's tracks that come together. "_sdkmgr_val_response_code" is "velox_result_ok", or "velox_result_no_matches"
+ * for an unknown station and when nothing is left to play. The same state of a station gets the same answer.
+ *   options           return_count, focus_popularity, focus_similarity, dmca and catalog_filter are kept as the station's with
+ *                     every request but lookahead; the first two of focus and dmca are told in every answer, as given or empty
+ *   seeds             may be played themselves; up to five of the latest likes draw as further seeds
+ *   a dislike         keeps a track, or all of an artist, from ever coming back, until a like takes it back
+ *   what was heard    is away for 300 tracks, or where the station has less, until at least half of it was heard since;
+ *                     skipped tracks are away the longer the more often they were skipped
+ *   dmca              true: over any three hours at most three tracks of an album, two in a row, and four of an artist, three
+ *                     in a row; playlists are shorter, or empty, rather than against it
+ * A station's history outlives what it is about: a file that is scanned anew, moved or gone for a while keeps its likes,
+ * dislikes and plays, which go by identifiers and names.
+ *
  * Album lookups ("velox_lookup_type_album"). The album that the identifiers or names tell has the track that they tell as
  * its "velox_ctx_track!matching" child. An artist alone is answered by an album without tracks that stands for the artist. */
 
@@ -186,6 +203,8 @@ VELOX_API pask_status velox_catalog_station_remove(velox_catalog_handle catalog,
   "velox_val_reason_kind" /* "similar", "artist", "album", "genre", "mood", "era", "popular": the nearest that held */
 #define VELOX_VAL_REASON_SEED "velox_val_reason_seed" /* ordinal of the seed that it is nearest to, from 1 */
 #define VELOX_VAL_SCORE       "velox_val_score"       /* 0 to 1000, for comparison inside one answer */
+/* A station's answer: */
+#define VELOX_VAL_STATION_NAME "velox_val_station_name"
 /* And the answer itself: */
 #define VELOX_VAL_FALLBACK \
   "velox_val_fallback" /* there only when nothing close was left: the step that gave results, in words */

@@ -26,7 +26,9 @@ pool::pool(connection& from, const wish& asked, progress& run) : from_(from), as
   statement row = from_.db->prepared("SELECT ifnull(max(id), 0) FROM track");
   if (row.step()) last_track_ = row.integer(0);
   seen_.reserve(4096);
-  for (const seed& each : asked.seeds) seen_.insert(each.track);
+  for (const seed& each : asked.seeds) {
+    if (!asked.radio) seen_.insert(each.track);
+  }
 }
 
 bool pool::passes(const candidate& track, std::string_view path) const {

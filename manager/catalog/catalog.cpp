@@ -8,13 +8,16 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <optional>
 #include <vector>
 
 #include "guard.h"
 #include "objects.h"
 #include "scan.h"
 #include "search.h"
+#include "station_store.h"
 #include "tags.h"
+#include "text.h"
 
 using namespace velox::catalog;
 
@@ -79,6 +82,11 @@ pask_status velox_catalog_open(const char* url, uint32_t mode, velox_catalog_han
 
 void velox_catalog_close(velox_catalog_handle catalog) { delete catalog; }
 
+static void require_writable(const database& db) {
+  if (!db.writable())
+    throw failure{VELOX_STANDIN_ERR_INVALID_ARG, "catalogue \"" + db.path() + "\" is open for reading only"};
+}
+
 /** The frame of what fills a catalogue: `work` gets the run and the absolute form of the path. */
 template <class Work>
 static pask_status filled(const char* operation, velox_catalog_handle catalog, const char* path,
@@ -86,9 +94,7 @@ static pask_status filled(const char* operation, velox_catalog_handle catalog, c
   if (report) *report = {};
   return guarded(operation, [&] {
     require(catalog && path && *path && report, "a catalogue, a path and a report are needed");
-    if (!catalog->db->writable())
-      throw failure{VELOX_STANDIN_ERR_INVALID_ARG,
-                    "catalogue \"" + catalog->db->path() + "\" is open for reading only"};
+    require_writable(*catalog->db);
     const velox_catalog_scan_events nobody = {};
     scan_run run{*catalog->db, events ? *events : nobody, *report, writer(*catalog->db)};
     work(run, resolved(path));
@@ -178,4 +184,61 @@ pask_status velox_catalog_count(velox_catalog_handle catalog, velox_catalog_coun
     told.invented = row.step() && told.tracks > 0 && static_cast<uint64_t>(row.integer(0)) == told.tracks;
     *counts = told;
   });
+}
+
+pask_status velox_catalog_stations(velox_catalog_handle catalog, velox_catalog_station_fn on_station, void* context) {
+  return guarded(__func__, [&] {
+    require(catalog && on_station, "a catalogue and a function are needed");
+    statement row = catalog->db->prepared(
+        "SELECT uid, name, created, used, played, skipped, liked, disliked FROM station ORDER BY used DESC, id DESC");
+    while (row.step()) {
+      const auto number = [&](int column) { return static_cast<uint64_t>(row.integer(column)); };
+      const velox_catalog_station each = {row.text(0).data(), row.text(1).data(), number(2), number(3),
+                                          number(4),          number(5),          number(6), number(7)};
+      if (on_station(context, &each) != 0) return;
+    }
+  });
+}
+
+/** The frame of an operation on one station: `work` gets the connection and the station's number. */
+template <class Work>
+static pask_status on_station(const char* operation, velox_catalog_handle catalog, const char* id, bool writes,
+                              Work work) {
+  return guarded(operation, [&] {
+    require(catalog && id, "a catalogue and a station's identifier are needed");
+    if (writes) require_writable(*catalog->db);
+    transaction all(*catalog->db, writes);
+    const std::optional<station> found = station_store(*catalog->db).find(id);
+    if (!found)
+      throw failure{VELOX_STANDIN_ERR_NOT_FOUND, "there is no station \"" + clean(id, 100) + "\" in the catalogue"};
+    work(*catalog->db, found->id);
+    all.commit();
+  });
+}
+
+pask_status velox_catalog_station_history(velox_catalog_handle catalog, const char* id,
+                                          velox_catalog_station_event_fn on_event, void* context) {
+  return on_station(__func__, catalog, id, false, [&](database& db, int64_t station) {
+    require(on_event, "a function is needed");
+    statement row = db.prepared("SELECT kind, title, artist, time FROM station_event WHERE station=? ORDER BY id");
+    row.bind(station);
+    while (row.step()) {
+      const velox_catalog_station_event each = {k_event_names[row.integer(0)], row.text(1).data(), row.text(2).data(),
+                                                static_cast<uint64_t>(row.integer(3))};
+      if (on_event(context, &each) != 0) return;
+    }
+  });
+}
+
+pask_status velox_catalog_station_rename(velox_catalog_handle catalog, const char* id, const char* name) {
+  return on_station(__func__, catalog, id, true, [&](database& db, int64_t station) {
+    const std::string fit = clean(name ? name : "", 200);
+    require(!fit.empty(), "a name is needed");
+    station_store(db).rename(station, fit);
+  });
+}
+
+pask_status velox_catalog_station_remove(velox_catalog_handle catalog, const char* id) {
+  return on_station(__func__, catalog, id, true,
+                    [](database& db, int64_t station) { station_store(db).remove(station); });
 }

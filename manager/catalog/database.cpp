@@ -68,8 +68,29 @@ CREATE TABLE duplicate(id INTEGER PRIMARY KEY, path TEXT NOT NULL UNIQUE, size I
 CREATE INDEX duplicate_track ON duplicate(track);
 )sql";
 
+// Stations and their history. `subject` of an event is a track's or artist's identifier, that of a verdict the digest of a song
+// or an artist, as the two keys of an event are: nothing here names a row of the tables above.
+constexpr const char k_stations[] = R"sql(
+CREATE TABLE station(id INTEGER PRIMARY KEY AUTOINCREMENT, uid TEXT NOT NULL UNIQUE, name TEXT NOT NULL,
+                     created INTEGER NOT NULL, used INTEGER NOT NULL, played INTEGER NOT NULL DEFAULT 0,
+                     skipped INTEGER NOT NULL DEFAULT 0, liked INTEGER NOT NULL DEFAULT 0,
+                     disliked INTEGER NOT NULL DEFAULT 0);
+CREATE TABLE station_datum(station INTEGER, place INTEGER, key TEXT NOT NULL, value TEXT NOT NULL,
+                           ordinal INTEGER NOT NULL, PRIMARY KEY(station, place)) WITHOUT ROWID;
+CREATE TABLE station_setting(station INTEGER, key TEXT, value TEXT NOT NULL, PRIMARY KEY(station, key)) WITHOUT ROWID;
+CREATE TABLE station_event(id INTEGER PRIMARY KEY AUTOINCREMENT, station INTEGER NOT NULL, time INTEGER NOT NULL,
+                           kind INTEGER NOT NULL, subject TEXT NOT NULL, tag TEXT NOT NULL, title TEXT NOT NULL,
+                           artist TEXT NOT NULL, artist_key INTEGER NOT NULL, album_key INTEGER NOT NULL);
+CREATE INDEX station_event_order ON station_event(station, id);
+CREATE INDEX station_heard ON station_event(station, id, time, artist_key, album_key) WHERE kind<=2;
+CREATE TABLE station_verdict(station INTEGER, subject INTEGER, banned INTEGER NOT NULL DEFAULT 0, liked INTEGER,
+                             skips INTEGER NOT NULL DEFAULT 0, last INTEGER NOT NULL DEFAULT 0,
+                             PRIMARY KEY(station, subject)) WITHOUT ROWID;
+CREATE INDEX station_liked ON station_verdict(station, liked) WHERE liked IS NOT NULL;
+)sql";
+
 // Each makes the next version of the one before it; the first one begins with an empty file.
-constexpr const char* k_versions[] = {k_first_version, k_digests};
+constexpr const char* k_versions[] = {k_first_version, k_digests, k_stations};
 constexpr uint32_t k_version = std::size(k_versions);
 
 std::string named(const std::string& path) { return "catalogue \"" + path + "\""; }
@@ -202,7 +223,7 @@ void database::connect(bool create) {
   if (version < k_version) bring_up();
   execute(create ? "PRAGMA synchronous=NORMAL; PRAGMA cache_size=-131072; PRAGMA temp_store=MEMORY;"
                    "PRAGMA wal_autocheckpoint=8192"
-                 : "PRAGMA query_only=1; PRAGMA cache_size=-32768");
+                 : "PRAGMA query_only=1; PRAGMA synchronous=NORMAL; PRAGMA cache_size=-32768");
 #if UINTPTR_MAX > 0xffffffffu
   // Readers jump about in a large file: mapped, it costs no copies.
   if (!create) execute("PRAGMA mmap_size=4294967296");

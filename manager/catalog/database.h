@@ -103,12 +103,17 @@ class database {
   std::unordered_map<const char*, sqlite3_stmt*> statements_;
 };
 
-/** A transaction; rolled back unless committed. Reading gives one view of the catalogue to several statements. */
+/** A transaction; rolled back unless committed. Reading gives one view of the catalogue to several statements. A connection for
+ *  reading may write its stations. */
 class transaction {
  public:
-  transaction(database& db, bool write) : db_(db) { db_.execute(write ? "BEGIN IMMEDIATE" : "BEGIN"); }
+  transaction(database& db, bool write) : db_(db), guarded_(write && !db.writable()) {
+    if (guarded_) db_.execute("PRAGMA query_only=0");
+    db_.execute(write ? "BEGIN IMMEDIATE" : "BEGIN");
+  }
   ~transaction() {
     if (open_) sqlite3_exec(db_.raw(), "ROLLBACK", nullptr, nullptr, nullptr);
+    if (guarded_) sqlite3_exec(db_.raw(), "PRAGMA query_only=1", nullptr, nullptr, nullptr);
   }
   transaction(const transaction&) = delete;
   transaction& operator=(const transaction&) = delete;
@@ -119,6 +124,7 @@ class transaction {
 
  private:
   database& db_;
+  const bool guarded_;
   bool open_ = true;
 };
 

@@ -148,6 +148,17 @@ standin::mdo_ref object_maker::album(int64_t id, int64_t matching) {
   return made.finish();
 }
 
+standin::mdo_ref object_maker::album_of(int64_t id, const std::vector<told_track>& tracks) {
+  standin::mdo_builder made("velox_ctx_album");
+  {
+    statement row = db_.prepared(id != 0 ? "SELECT title, artist_id FROM album WHERE id=?"
+                                         : "SELECT title, artist_id FROM track WHERE id=?");
+    if (row.bind(id != 0 ? id : tracks.front().id).step()) frame(made, row.text(0), row.integer(1));
+  }
+  for (const told_track& each : tracks) made.child("velox_ctx_track!", track(each.id, each.why));
+  return made.finish();
+}
+
 standin::mdo_ref object_maker::lone_album(int64_t id) {
   standin::mdo_builder made("velox_ctx_album");
   statement row = db_.prepared("SELECT title, artist_id FROM track WHERE id=?");

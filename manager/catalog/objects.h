@@ -3,6 +3,7 @@
 #define VELOX_CATALOG_OBJECTS_H
 
 #include <unordered_map>
+#include <vector>
 
 #include "database.h"
 #include "standin.h"
@@ -48,6 +49,12 @@ class object_maker {
   /** With its tracks as children; `matching`, where not 0, is also its matching track. */
   standin::mdo_ref album(int64_t id, int64_t matching = 0);
   standin::mdo_ref artist(int64_t id);
+  struct told_track {
+    int64_t id;
+    const reason* why;
+  };
+  /** An album with some of its tracks; 0 for the place of one that a first track doesn't have. */
+  standin::mdo_ref album_of(int64_t id, const std::vector<told_track>& tracks);
   /** What stands in an album's place for a track that belongs to none. */
   standin::mdo_ref lone_album(int64_t track);
   /** What stands in an album's place for an artist alone: no tracks, so that who takes it as a seed gets the artist. */

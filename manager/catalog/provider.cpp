@@ -4,10 +4,12 @@
 #include <cstring>
 #include <map>
 #include <mutex>
+#include <optional>
 
 #include "album_lookup.h"
 #include "guard.h"
 #include "recommend.h"
+#include "station.h"
 
 namespace velox::catalog {
 namespace {
@@ -66,13 +68,18 @@ using answer_fn = standin::mdo_ref (*)(connection&, const velox_standin_request&
 struct served_type {
   const char* name;
   answer_fn answer;
+  bool only_reads; /* in a view that is opened for it, and not in a transaction of its own */
 };
-constexpr served_type k_types[] = {{"velox_lookup_type_radio_recommend", recommend},
-                                   {"velox_lookup_type_album", look_up_album}};
+constexpr served_type k_types[] = {{"velox_lookup_type_radio_recommend", recommend, true},
+                                   {"velox_lookup_type_album", look_up_album, true},
+                                   {"velox_lookup_type_radio_create", create_station, false},
+                                   {"velox_lookup_type_radio_event", tell_station, false},
+                                   {"velox_lookup_type_radio_setting", set_station, false},
+                                   {"velox_lookup_type_radio_lookahead", look_ahead, false}};
 
-answer_fn answer_to(const char* type) {
+const served_type& served(const char* type) {
   for (const served_type& each : k_types) {
-    if (std::strcmp(type, each.name) == 0) return each.answer;
+    if (std::strcmp(type, each.name) == 0) return each;
   }
   throw failure{VELOX_STANDIN_ERR_UNSUPPORTED, std::string("the catalogue doesn't answer \"") + type + "\""};
 }
@@ -82,16 +89,20 @@ void check(pask_status status) {
 }
 
 void answer_all(const velox_standin_lookup& lookup, velox_standin_run* run) {
-  for (uint32_t i = 0; i < lookup.request_count; ++i) answer_to(lookup.requests[i].type);
+  for (uint32_t i = 0; i < lookup.request_count; ++i) served(lookup.requests[i].type);  // all are, or none runs
   check(velox_standin_run_progress(run, 0, 8, 0, nullptr));
   const borrowed from(url_of(lookup));
-  transaction view(*(*from).db, false);
-  (*from).attrs.refresh();
   progress watch(run, (*from).db->raw());
   for (uint32_t i = 0; i < lookup.request_count; ++i) {
     const velox_standin_request& request = lookup.requests[i];
+    const served_type& type = served(request.type);
     try {
-      const standin::mdo_ref answer = answer_to(request.type)(*from, request, watch);
+      std::optional<transaction> view;
+      if (type.only_reads) {
+        view.emplace(*(*from).db, false);
+        (*from).attrs.refresh();
+      }
+      const standin::mdo_ref answer = type.answer(*from, request, watch);
       if (answer) check(velox_standin_run_result(run, i, answer.get()));
     } catch (const failure&) {
       watch.check();  // an interrupted statement fails with a word of its own

@@ -127,9 +127,7 @@ seed read_seed(connection& from, uint32_t ordinal, const part& data) {
     const auto found = data.own.find(key);
     return found == data.own.end() ? nullptr : found->second;
   };
-  const bool known =
-      find_track(from, made, value(k_tui_key), value(k_tag_key)) || find_artist(from, made, value(k_artist_key));
-  if (known && made.profile.empty()) add_artist_profile(from, made);
+  if (!seed_of_track(from, value(k_tui_key), value(k_tag_key), &made)) seed_of_artist(from, value(k_artist_key), &made);
   if (!made.profile.empty()) return made;
   for (const attribute_key& each : k_attribute_keys) {
     uint64_t id = 0;
@@ -205,6 +203,18 @@ const char* option_of(const velox_standin_request& request, const char* key) {
     if (request.options[i].key && std::strcmp(request.options[i].key, key) == 0) return request.options[i].value;
   }
   return nullptr;
+}
+
+bool seed_of_track(connection& from, const char* tui, const char* tag, seed* made) {
+  if (!find_track(from, *made, tui, tag)) return false;
+  if (made->profile.empty()) add_artist_profile(from, *made);
+  return true;
+}
+
+bool seed_of_artist(connection& from, const char* uid, seed* made) {
+  if (!find_artist(from, *made, uid)) return false;
+  if (made->profile.empty()) add_artist_profile(from, *made);
+  return true;
 }
 
 wish read_wish(connection& from, const velox_standin_request& request) {

@@ -59,6 +59,7 @@ struct seed {
   std::vector<int64_t> eras;
   std::string label; /* as reasons name it: "Title" in quotes, or the artist; empty for attributes alone */
   std::string artist_name;
+  bool liked = false; /* not asked for, but liked on the station */
 };
 
 /** The catalogue filter: at most one of its parts is set. */
@@ -87,9 +88,14 @@ struct wish {
   uint32_t per_artist = 3; /* 0: any number */
   int popularity = -1, similarity = -1;
   bool rotate = true;
+  bool radio = false; /* seeds may be played themselves */
   bool xids = false;
   uint64_t digest = 0; /* the same for equal requests */
 };
+
+/** What a track or an artist is like, as a seed; false when the catalogue doesn't have it. */
+bool seed_of_track(connection& from, const char* tui, const char* tag, seed* made);
+bool seed_of_artist(connection& from, const char* uid, seed* made);
 
 wish read_wish(connection& from, const velox_standin_request& request);
 

@@ -128,9 +128,9 @@ reason judge::explain(const pool& from, const rated& what) {
   const seed& with = asked_.seeds[what.seed];
   int kinds[4] = {};
   const std::string common = names_of(shared(from, *what.track, with), kinds);
-  const std::string of = " (seed " + std::to_string(with.ordinal) + ")";
+  const std::string of = with.liked ? " (liked)" : " (seed " + std::to_string(with.ordinal) + ")";
   const std::string tail = common.empty() ? "" : "; " + common;
-  made.seed = with.ordinal;
+  made.seed = with.liked ? 0 : with.ordinal;
   if (near == nearness::album) {
     made.kind = "album";
     made.sentence = "same album as " + with.label + of + tail;

@@ -26,3 +26,13 @@ pask_status velox_catalog_list(velox_catalog_handle, const char*, velox_catalog_
   return unsupported(__func__);
 }
 pask_status velox_catalog_count(velox_catalog_handle, velox_catalog_counts*) { return unsupported(__func__); }
+pask_status velox_catalog_stations(velox_catalog_handle, velox_catalog_station_fn, void*) {
+  return unsupported(__func__);
+}
+pask_status velox_catalog_station_history(velox_catalog_handle, const char*, velox_catalog_station_event_fn, void*) {
+  return unsupported(__func__);
+}
+pask_status velox_catalog_station_rename(velox_catalog_handle, const char*, const char*) {
+  return unsupported(__func__);
+}
+pask_status velox_catalog_station_remove(velox_catalog_handle, const char*) { return unsupported(__func__); }

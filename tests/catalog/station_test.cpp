@@ -1,0 +1,327 @@
+// Stations of the catalogue, asked for through the service: what steers them, what is kept, and the rules that they keep.
+#include <sys/wait.h>
+#include <unistd.h>
+#include <velox/velox_cadenz.h>
+
+#include <algorithm>
+#include <map>
+#include <set>
+#include <thread>
+
+#include "catalogue.h"
+
+namespace {
+
+constexpr char DMCA[] = VELOX_CADENZ_OPTION_STATION_DMCA;
+constexpr char COUNT[] = VELOX_CADENZ_OPTION_RETURN_COUNT;
+
+struct Track {
+  Item object;
+  std::string title, artist, album;
+};
+using Tracks = std::vector<Track>;
+
+class Stations : public Catalogue {
+ protected:
+  void SetUp() override {
+    Catalogue::SetUp();
+    ASSERT_EQ(velox_cadenz_initialize(record), 0u);
+    ASSERT_EQ(velox_standin_user_create("listener", &user), 0u);
+    velox_catalog_default_set(url.c_str());
+  }
+  void TearDown() override {
+    last_settings.reset();
+    EXPECT_EQ(velox_cadenz_station_release(station), 0u);
+    velox_standin_user_release(user);
+    EXPECT_EQ(velox_cadenz_shutdown(), 0u);
+    velox_catalog_default_set(nullptr);
+    Catalogue::TearDown();
+  }
+  /** Ten artists with two albums of five tracks each in each of the genres; popularity rises with the artist. */
+  void fill(const std::vector<std::string>& genres, int artists = 10) {
+    std::string text = "title\tartist\talbum\tgenre\tpopularity\tdate\n";
+    for (const std::string& genre : genres) {
+      for (int i = 0; i < artists * 10; ++i)
+        text += genre + " song " + std::to_string(i) + "\t" + genre + " artist " + std::to_string(i / 10) + "\t" +
+                genre + " album " + std::to_string(i / 5) + "\t" + genre + "\t" + std::to_string(i * 99 / artists) +
+                "\t1990\n";
+    }
+    scan(write("music.tsv", text));
+  }
+  void start(const std::string& seed, const std::vector<std::pair<const char*, const char*>>& options = {},
+             pask_status expected = 0) {
+    velox_cadenz_query_handle query = nullptr;
+    ASSERT_EQ(velox_cadenz_query_create(user, nullptr, nullptr, &query), 0u);
+    for (const auto& [key, value] : options) EXPECT_EQ(velox_cadenz_query_option_set(query, key, value), 0u);
+    if (!seed.empty()) {
+      const Item found = search(seed, VELOX_CATALOG_TRACKS | VELOX_CATALOG_ARTISTS).at(0);
+      EXPECT_EQ(velox_cadenz_query_set_mdo(query, found.held.get()), 0u);
+    }
+    EXPECT_EQ(velox_cadenz_query_generate_station(query, nullptr, nullptr, nullptr, &station), expected);
+    velox_cadenz_query_release(query);
+    if (expected != 0) return;
+    const char* text = nullptr;
+    EXPECT_EQ(velox_cadenz_station_id(station, &text), 0u);
+    id = text;
+  }
+  void reopen(pask_status expected = 0) {
+    velox_cadenz_station_release(std::exchange(station, nullptr));
+    EXPECT_EQ(velox_cadenz_station_lookup(id.c_str(), user, nullptr, nullptr, &station), expected) << message();
+  }
+  void tell(uint32_t event, const Track& track) {
+    velox_mdo_handle subject = track.object.held.get();
+    if (event >= VELOX_CADENZ_EVENT_ARTIST_LIKE) subject = velox_standin_mdo_child(subject, "velox_ctx_artist!", 1);
+    EXPECT_EQ(velox_cadenz_station_event(station, event, subject), 0u);
+  }
+  Tracks play(pask_status expected = 0) {
+    velox_mdo_handle playlist = nullptr;
+    EXPECT_EQ(velox_cadenz_station_generate_playlist(station, &playlist), expected) << message();
+    Tracks tracks;
+    for (uint32_t i = 1; velox_mdo_handle album = velox_standin_mdo_child(playlist, "velox_ctx_album!", i); ++i) {
+      for (uint32_t j = 1; velox_mdo_handle track = velox_standin_mdo_child(album, "velox_ctx_track!", j); ++j) {
+        const Item item(track);
+        EXPECT_NE(item.at(VELOX_VAL_REASON), "");
+        tracks.push_back({item, item.title(), item.artist(), item.at(VELOX_VAL_ALBUM)});
+      }
+    }
+    if (playlist) last_settings = Item(playlist);
+    velox_standin_mdo_release(playlist);
+    return tracks;
+  }
+  /** Hears all of a playlist, and gives the next one. */
+  Tracks hear(const Tracks& tracks) {
+    for (const Track& each : tracks) tell(VELOX_CADENZ_EVENT_TRACK_PLAYED, each);
+    return play();
+  }
+  static double share(const Tracks& tracks, const std::string& beginning) {
+    const auto hits = std::count_if(tracks.begin(), tracks.end(),
+                                    [&](const Track& each) { return each.artist.rfind(beginning, 0) == 0; });
+    return tracks.empty() ? 0 : static_cast<double>(hits) / static_cast<double>(tracks.size());
+  }
+  static std::string titles(const Tracks& tracks) {
+    std::string all;
+    for (const Track& each : tracks) all += each.title + "|";
+    return all;
+  }
+  /** "played skipped liked disliked" of the only station. */
+  std::string sums() {
+    std::string told;
+    EXPECT_EQ(velox_catalog_stations(
+                  catalog,
+                  [](void* to, const velox_catalog_station* each) {
+                    for (const uint64_t number : {each->played, each->skipped, each->liked, each->disliked})
+                      *static_cast<std::string*>(to) += std::to_string(number) + " ";
+                    return 0;
+                  },
+                  &told),
+              0u);
+    return told;
+  }
+
+  velox_user_handle user = nullptr;
+  velox_cadenz_station_handle station = nullptr;
+  std::string id;
+  std::optional<Item> last_settings;
+};
+
+TEST_F(Stations, GoOnWhereTheyWere) {
+  fill({"Dub", "Folk"});
+  start("dub artist 3", {{COUNT, "5"}});
+  const Tracks first = play();
+  ASSERT_EQ(first.size(), 5u);
+  EXPECT_GT(share(first, "Dub"), 0.9);
+  EXPECT_EQ(titles(play()), titles(first));
+  reopen();
+  EXPECT_EQ(titles(play()), titles(first)) << "settings are kept too";
+
+  std::set<std::string> heard;
+  Tracks next = first;
+  for (int i = 0; i < 8; ++i) {
+    for (const Track& each : next)
+      EXPECT_TRUE(heard.insert(each.title).second) << each.title << " comes again too soon";
+    next = hear(next);
+    if (i % 3 == 0) reopen();
+    next = play();
+  }
+  EXPECT_EQ(sums(), "40 0 0 0 ");
+}
+
+TEST_F(Stations, AreSteeredByEvents) {
+  fill({"Dub", "Folk", "Jazz"});
+  start("dub artist 3", {{COUNT, "10"}});
+  Tracks tracks = play();
+  const Track banned = tracks[0], banned_artist = tracks[1];
+  const double folk_before = share(tracks, "Folk");
+  tell(VELOX_CADENZ_EVENT_TRACK_DISLIKE, banned);
+  tell(VELOX_CADENZ_EVENT_ARTIST_DISLIKE, banned_artist);
+  for (const char* liked : {"folk song 7", "folk song 44"}) {
+    const Item song = search(liked).at(0);
+    EXPECT_EQ(velox_cadenz_station_event(station, VELOX_CADENZ_EVENT_TRACK_LIKE, song.held.get()), 0u);
+  }
+  tracks = play();
+  EXPECT_GT(share(tracks, "Folk"), folk_before + 0.2) << "what is like a liked track draws nearer";
+  reopen();
+  for (int i = 0; i < 40; ++i) {
+    for (const Track& each : tracks) {
+      EXPECT_NE(each.title, banned.title);
+      EXPECT_NE(each.artist, banned_artist.artist);
+    }
+    if (i == 20) scan(path("music.tsv"));
+    tracks = hear(tracks);
+  }
+  EXPECT_EQ(sums().substr(sums().find(' ')), " 0 2 2 ");
+  tell(VELOX_CADENZ_EVENT_TRACK_LIKE, banned);
+  tracks = play();
+  EXPECT_EQ(query("SELECT count(*) FROM station_verdict WHERE banned=1"), 1) << "a like takes a dislike back";
+}
+
+TEST_F(Stations, SkippedTracksFadeAndPlayedOnesReturnWhenFewAreLeft) {
+  fill({"Dub"}, 2);  // twenty tracks
+  start("dub artist 1", {{COUNT, "4"}});
+  std::map<std::string, int> plays;
+  const Track skipped = play().front();
+  for (int i = 0; i < 200; ++i) {
+    const Tracks tracks = play();
+    ASSERT_FALSE(tracks.empty());
+    ++plays[tracks[0].title];
+    tell(tracks[0].title == skipped.title ? VELOX_CADENZ_EVENT_TRACK_SKIPPED : VELOX_CADENZ_EVENT_TRACK_PLAYED,
+         tracks[0]);
+  }
+  play();
+  EXPECT_EQ(plays.size(), 20u) << "all are heard";
+  for (const auto& [title, count] : plays) EXPECT_GE(count, title == skipped.title ? 1 : 4) << title;
+  EXPECT_LT(plays[skipped.title], 5) << "of ten for each on average";
+}
+
+TEST_F(Stations, KeepTheRuleOfInternetRadio) {
+  fill({"Dub", "Folk"}, 7);
+  start("", {{DMCA, "yes"}});
+  std::map<std::string, int> artists, albums;
+  std::vector<Track> all;
+  for (Tracks tracks = play(); !tracks.empty() && all.size() < 56;) {
+    all.insert(all.end(), tracks.begin(), tracks.end());
+    for (const Track& each : tracks) tell(VELOX_CADENZ_EVENT_TRACK_PLAYED, each);
+    const std::string before = titles(tracks);
+    tracks = play();
+    if (titles(tracks) == before) break;  // nothing is left, and the earlier playlist stays
+  }
+  for (size_t i = 0; i < all.size(); ++i) {
+    EXPECT_LE(++artists[all[i].artist], 4);
+    EXPECT_LE(++albums[all[i].album], 3);
+    const auto run_of = [&](size_t length, const std::string Track::*part) {
+      return i + 1 >= length &&
+             std::all_of(all.begin() + static_cast<ptrdiff_t>(i + 1 - length), all.begin() + static_cast<ptrdiff_t>(i),
+                         [&](const Track& each) { return each.*part == all[i].*part; });
+    };
+    EXPECT_FALSE(run_of(3, &Track::album));
+    EXPECT_FALSE(run_of(4, &Track::artist));
+  }
+  EXPECT_EQ(all.size(), 56u) << "fourteen artists with four tracks each";
+  reopen(CADENZ_ERR_NOT_FOUND);
+  EXPECT_EQ(query("UPDATE station_event SET time=time-10800-1 RETURNING 1"), 1);
+  reopen();
+  EXPECT_EQ(play().size(), 25u) << "three hours later";
+}
+
+TEST_F(Stations, SettingsAreToldAndFocusShows) {
+  fill({"Dub"}, 30);
+  start("dub artist 3", {{VELOX_CADENZ_OPTION_FOCUS_POPULARITY, "0100"}});
+  const auto mean = [](const Tracks& tracks) {
+    double sum = 0;
+    for (const Track& each : tracks) sum += each.object.number(VELOX_VAL_POPULARITY);
+    return sum / static_cast<double>(tracks.size());
+  };
+  const double low = mean(play());
+  EXPECT_EQ(last_settings->at("_sdkmgr_val_cadenz_option_focus_popularity"), "0100") << "as it was given";
+  velox_cadenz_station_option_set(station, VELOX_CADENZ_OPTION_FOCUS_POPULARITY, "900");
+  EXPECT_GT(mean(play()), low + 200);
+  velox_cadenz_station_option_set(station, DMCA, "1");
+  play();
+  reopen();
+  play();
+  EXPECT_EQ(last_settings->at("_sdkmgr_val_cadenz_option_focus_popularity") +
+                last_settings->at("_sdkmgr_val_cadenz_option_dmca"),
+            "9001");
+}
+
+TEST_F(Stations, RefuseWhatTheyDontKnowAndTakeAllEventsOrNone) {
+  start("", {}, CADENZ_ERR_NOT_FOUND);
+  EXPECT_EQ(query("SELECT count(*) FROM station"), 0) << "nothing to play makes no station";
+  fill({"Dub"});
+  for (const char* wrong : {"no such station", "vcs-", "' OR 1=1 --"}) {
+    id = wrong;
+    reopen(CADENZ_ERR_NOT_FOUND);
+  }
+  start("dub artist 3");
+  const Tracks tracks = play();
+  velox_mdo_handle nameless = nullptr;
+  velox_standin_mdo_create("velox_ctx_track", &nameless);
+  velox_standin_mdo_value_add(nameless, "velox_val_tui", "");
+  velox_standin_mdo_value_add(nameless, "velox_val_tui_tag", "1");
+  tell(VELOX_CADENZ_EVENT_TRACK_PLAYED, tracks[0]);
+  EXPECT_EQ(velox_cadenz_station_event(station, VELOX_CADENZ_EVENT_TRACK_PLAYED, nameless), 0u);
+  velox_standin_mdo_release(nameless);
+  play(0x90b50001u);
+  EXPECT_EQ(sums(), "0 0 0 0 ");
+
+  EXPECT_EQ(velox_catalog_station_rename(catalog, id.c_str(), " \n"), VELOX_STANDIN_ERR_INVALID_ARG);
+  EXPECT_EQ(velox_catalog_station_rename(catalog, id.c_str(), "Mine\x1b[31m"), 0u);
+  EXPECT_EQ(query("SELECT count(*) FROM station WHERE name='Mine'"), 1);
+  EXPECT_EQ(velox_catalog_station_rename(catalog, "other", "x"), VELOX_STANDIN_ERR_NOT_FOUND);
+  tell(VELOX_CADENZ_EVENT_TRACK_LIKE, tracks[0]);
+  play();
+  EXPECT_EQ(velox_catalog_station_remove(catalog, id.c_str()), 0u);
+  for (const char* table : {"station_event", "station_verdict", "station_datum", "station_setting"})
+    EXPECT_EQ(query(("SELECT count(*) FROM " + std::string(table)).c_str()), 0) << table;
+  tell(VELOX_CADENZ_EVENT_TRACK_LIKE, tracks[0]);
+  play();  // the service has no such station: its playlist stays
+  reopen(CADENZ_ERR_NOT_FOUND);
+}
+
+TEST_F(Stations, SeveralProcessesLoseNoEvent) {
+  fill({"Dub"});
+  start("dub artist 3", {{COUNT, "5"}});
+  const Tracks tracks = play();
+  constexpr int k_threads = 4, k_rounds = 10;
+  const auto listen = [&] {
+    velox_cadenz_station_handle mine = nullptr;
+    EXPECT_EQ(velox_cadenz_station_lookup(id.c_str(), user, nullptr, nullptr, &mine), 0u);
+    for (int i = 0; i < k_rounds; ++i) {
+      EXPECT_EQ(velox_cadenz_station_event(mine, VELOX_CADENZ_EVENT_TRACK_PLAYED, tracks[0].object.held.get()), 0u);
+      velox_mdo_handle playlist = nullptr;
+      EXPECT_EQ(velox_cadenz_station_generate_playlist(mine, &playlist), 0u);
+      velox_standin_mdo_release(playlist);
+    }
+    velox_cadenz_station_release(mine);
+  };
+  std::vector<std::thread> threads;
+  for (int i = 0; i < k_threads; ++i) threads.emplace_back(listen);  // each has a connection of its own
+  for (std::thread& each : threads) each.join();
+  EXPECT_EQ(sums(), std::to_string(k_threads * k_rounds) + " 0 0 0 ");
+
+  sqlite3* other = nullptr;
+  sqlite3_open(path("catalogue.db").c_str(), &other);
+  sqlite3_exec(other, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr);
+  tell(VELOX_CADENZ_EVENT_TRACK_PLAYED, tracks[0]);
+  play(0x90b50000u | (VELOX_STANDIN_ERR_CATALOG & 0xffff));
+  EXPECT_NE(message().find("in use"), std::string::npos) << message();
+  sqlite3_exec(other, "ROLLBACK", nullptr, nullptr, nullptr);
+  sqlite3_close(other);
+}
+
+TEST_F(Stations, AnOlderCatalogueIsBroughtUp) {
+  fill({"Dub"});
+  close();
+  for (const char* sql : {"DROP TABLE station", "DROP TABLE station_event", "DROP TABLE station_datum",
+                          "DROP TABLE station_setting", "DROP TABLE station_verdict", "DROP TABLE duplicate",
+                          "DROP INDEX track_digest", "ALTER TABLE track DROP COLUMN digest", "PRAGMA user_version=1"})
+    query(sql);
+  start("", {{VELOX_QUERYOPT_SERVICE_URL, url.c_str()}});  // by the first that reads it
+  EXPECT_EQ(query("SELECT count(*) FROM station"), 1);
+  EXPECT_EQ(query("PRAGMA user_version"), 3);
+  open();
+  expect_sound();
+  EXPECT_EQ(counts().tracks, 100u);
+}
+
+}  // namespace
