@@ -1,0 +1,236 @@
+// Files against plain descriptors, stdio and std::fstream. The last argument of a row is the pool's limit, 0 for none; what is
+// opened again in each step tells the price of an eviction.
+#include <benchmark/benchmark.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <velox/pask_fs.h>
+#include <velox/pask_modules.h>
+#include <velox/velox_manager.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+constexpr uint32_t FILE_BYTES = 1 << 20;
+constexpr uint32_t LINE_BYTES = 64;
+
+// A folder with files of lines, "0", "1" and so on, for the length of the program.
+struct folder {
+  char path[32] = "/tmp/files_bench_XXXXXX";
+  std::vector<std::string> names;
+
+  folder() {
+    pask_fs_initialize();
+    if (!mkdtemp(path)) std::abort();
+    const std::string line(LINE_BYTES - 1, 'x');
+    for (int i = 0; i < 3; ++i) {
+      std::ofstream file(names.emplace_back(std::string(path) + "/" + std::to_string(i)));
+      for (uint32_t at = 0; at < FILE_BYTES; at += LINE_BYTES) file << line << '\n';
+    }
+  }
+  ~folder() {
+    for (const std::string& name : names) unlink(name.c_str());
+    rmdir(path);
+    pask_fs_shutdown();
+  }
+};
+
+const char* name(size_t index) {
+  static const folder all;
+  return all.names[index].c_str();
+}
+
+struct limit {
+  explicit limit(int64_t count) { pask_fs_option_set(PASK_FS_OPTION_MAX_HANDLES, std::to_string(count).c_str()); }
+  ~limit() { pask_fs_option_set(PASK_FS_OPTION_MAX_HANDLES, "0"); }
+};
+
+pask_fs_file_handle opened(size_t index, uint32_t flags) {
+  pask_fs_file_handle file = nullptr;
+  if (pask_fs_file_open(name(index), flags, 3, &file)) std::abort();
+  return file;
+}
+
+char s_buffer[FILE_BYTES];
+
+// Steps through a file in pieces of the row's first argument; step(offset, bytes).
+template <class Step>
+void in_steps(benchmark::State& state, Step step) {
+  const auto bytes = static_cast<uint32_t>(state.range(0));
+  uint32_t at = 0;
+  for (auto _ : state) {
+    step(at, bytes);
+    benchmark::ClobberMemory();
+    at = at + 2 * bytes <= FILE_BYTES ? at + bytes : 0;
+  }
+  state.SetBytesProcessed(state.iterations() * bytes);
+}
+
+void read_at(benchmark::State& state) {
+  pask_fs_file_handle file = opened(0, 1);
+  const limit set(state.range(1));
+  uint32_t got;
+  in_steps(state, [&](uint32_t at, uint32_t bytes) { pask_fs_file_read_at(file, at, s_buffer, bytes, &got); });
+  pask_fs_file_close(file);
+}
+BENCHMARK(read_at)->Args({64, 0})->Args({4096, 0})->Args({4096, 50});
+
+void plain_pread(benchmark::State& state) {
+  const int fd = open(name(0), O_RDONLY);
+  in_steps(state, [&](uint32_t at, uint32_t bytes) { benchmark::DoNotOptimize(pread(fd, s_buffer, bytes, at)); });
+  close(fd);
+}
+BENCHMARK(plain_pread)->Args({64})->Args({4096});
+
+// One handle, several threads.
+void shared_read_at(benchmark::State& state) {
+  static pask_fs_file_handle file;
+  if (state.thread_index() == 0) file = opened(0, 1);
+  char buffer[4096];
+  for (auto _ : state) pask_fs_file_read_at(file, 0, buffer, sizeof buffer, nullptr);
+  if (state.thread_index() == 0) pask_fs_file_close(file);
+}
+BENCHMARK(shared_read_at)->Threads(1)->Threads(2);
+void shared_pread(benchmark::State& state) {
+  static int fd;
+  if (state.thread_index() == 0) fd = open(name(0), O_RDONLY);
+  char buffer[4096];
+  for (auto _ : state) benchmark::DoNotOptimize(pread(fd, buffer, sizeof buffer, 0));
+  if (state.thread_index() == 0) close(fd);
+}
+BENCHMARK(shared_pread)->Threads(1)->Threads(2);
+
+// Three files in turn: with a limit of 2 each step evicts one and opens another.
+void read_in_turn(benchmark::State& state) {
+  const limit set(state.range(1));
+  pask_fs_file_handle files[] = {opened(0, 1), opened(1, 1), opened(2, 1)};
+  uint32_t turn = 0;
+  in_steps(state,
+           [&](uint32_t at, uint32_t bytes) { pask_fs_file_read_at(files[turn++ % 3], at, s_buffer, bytes, nullptr); });
+  for (pask_fs_file_handle file : files) pask_fs_file_close(file);
+}
+BENCHMARK(read_in_turn)->Args({4096, 0})->Args({4096, 2});
+void plain_open_pread_close(benchmark::State& state) {
+  uint32_t turn = 0;
+  struct stat info;
+  in_steps(state, [&](uint32_t at, uint32_t bytes) {
+    const int fd = open(name(turn++ % 3), O_RDONLY);
+    fstat(fd, &info);
+    benchmark::DoNotOptimize(pread(fd, s_buffer, bytes, at));
+    close(fd);
+  });
+}
+BENCHMARK(plain_open_pread_close)->Args({4096});
+
+void write_at(benchmark::State& state) {
+  pask_fs_file_handle file = opened(1, 3);
+  in_steps(state, [&](uint32_t at, uint32_t bytes) { pask_fs_file_write_at(file, at, s_buffer, bytes, nullptr); });
+  pask_fs_file_close(file);
+}
+BENCHMARK(write_at)->Args({64})->Args({4096});
+void plain_pwrite(benchmark::State& state) {
+  const int fd = open(name(1), O_RDWR);
+  in_steps(state, [&](uint32_t at, uint32_t bytes) { benchmark::DoNotOptimize(pwrite(fd, s_buffer, bytes, at)); });
+  close(fd);
+}
+BENCHMARK(plain_pwrite)->Args({64})->Args({4096});
+void stdio_fwrite(benchmark::State& state) {
+  FILE* file = fopen(name(1), "r+");
+  in_steps(state, [&](uint32_t at, uint32_t bytes) {
+    if (at == 0) rewind(file);
+    fwrite(s_buffer, 1, bytes, file);
+  });
+  fclose(file);
+}
+BENCHMARK(stdio_fwrite)->Args({64})->Args({4096});
+void fstream_write(benchmark::State& state) {
+  std::fstream file(name(1), std::ios::in | std::ios::out | std::ios::binary);
+  in_steps(state, [&](uint32_t at, uint32_t bytes) {
+    if (at == 0) file.seekp(0);
+    file.write(s_buffer, bytes);
+  });
+}
+BENCHMARK(fstream_write)->Args({64})->Args({4096});
+
+// Lines of 64 bytes; the argument is the buffer's size. stdio and streams read ahead, which a file that others may change
+// meanwhile doesn't.
+void read_line(benchmark::State& state) {
+  pask_fs_file_handle file = opened(0, 1);
+  for (auto _ : state)
+    if (pask_fs_file_read_line(file, s_buffer, static_cast<uint32_t>(state.range(0)))) pask_fs_file_seek(file, 0, 1);
+  pask_fs_file_close(file);
+}
+BENCHMARK(read_line)->Arg(256)->Arg(4096)->Arg(65536);
+void plain_pread_line(benchmark::State& state) {
+  const int fd = open(name(0), O_RDONLY);
+  off_t at = 0;
+  for (auto _ : state) {
+    const ssize_t got = pread(fd, s_buffer, static_cast<size_t>(state.range(0)), at);
+    const void* end = got > 0 ? memchr(s_buffer, '\n', static_cast<size_t>(got)) : nullptr;
+    at = end ? at + (static_cast<const char*>(end) - s_buffer) + 1 : 0;
+  }
+  close(fd);
+}
+BENCHMARK(plain_pread_line)->Arg(256)->Arg(4096)->Arg(65536);
+void stdio_fgets(benchmark::State& state) {
+  FILE* file = fopen(name(0), "r");
+  for (auto _ : state)
+    if (!fgets(s_buffer, static_cast<int>(state.range(0)), file)) rewind(file);
+  fclose(file);
+}
+BENCHMARK(stdio_fgets)->Arg(4096);
+
+// The argument: 0 for the library, 1 for descriptors, 2 for stdio, 3 for std::fstream.
+void open_close(benchmark::State& state) {
+  struct stat info;
+  for (auto _ : state) switch (state.range(0)) {
+      case 0:
+        pask_fs_file_close(opened(0, 1));
+        break;
+      case 1: {
+        const int fd = open(name(0), O_RDONLY);
+        fstat(fd, &info);
+        close(fd);
+        break;
+      }
+      case 2:
+        fclose(fopen(name(0), "r"));
+        break;
+      default:
+        std::fstream(name(0), std::ios::in);
+    }
+}
+BENCHMARK(open_close)->DenseRange(0, 3);
+
+void whole_file(benchmark::State& state) {
+  for (auto _ : state) {
+    if (state.range(0) == 0) {
+      void* data = nullptr;
+      pask_fs_file_read_to_buffer(name(0), &data, nullptr, 1);
+      benchmark::DoNotOptimize(data);
+
+      pask_memory_free(data);
+    } else if (state.range(0) == 2) {
+      FILE* file = fopen(name(0), "r");
+      std::vector<char> data(FILE_BYTES);
+      benchmark::DoNotOptimize(fread(data.data(), 1, data.size(), file));
+      fclose(file);
+    } else {
+      std::ifstream file(name(0), std::ios::binary);
+      std::vector<char> data(FILE_BYTES);
+      file.read(data.data(), FILE_BYTES);
+      benchmark::DoNotOptimize(data.data());
+    }
+  }
+}
+BENCHMARK(whole_file)->Arg(0)->Arg(2)->Arg(3);
+
+}  // namespace
+
+BENCHMARK_MAIN();

@@ -1,0 +1,187 @@
+// The pool of descriptors, counted in /proc and held against models of the files.
+#include <unistd.h>
+
+#include <atomic>
+#include <future>
+#include <random>
+#include <thread>
+
+#include "scratch.h"
+
+extern "C" pask_status _pask_fs_mgr_acquire_fd(pask_fs_file_handle), _pask_fs_mgr_release_fd(pask_fs_file_handle);
+
+namespace {
+
+constexpr pask_status NOT_FOUND = 0x90030041;
+constexpr std::chrono::milliseconds A_WHILE{20};  // in which what blocks doesn't come through
+
+struct Pool : Scratch {
+  // Opens files "A", "B" and so on, which hold their names.
+  void make(char last) {
+    for (std::string name = "A"; name[0] <= last; ++name[0]) EXPECT_EQ((put(name, name), open(name, READ_WRITE)), 0u);
+  }
+  pask_fs_file_handle& at(char name) { return files[static_cast<size_t>(name - 'A')]; }
+  pask_status touch(char name) {
+    char byte = 0;
+    const pask_status status = pask_fs_file_read_at(at(name), 0, &byte, 1, nullptr);
+    EXPECT_TRUE(status || byte == name);
+    return status;
+  }
+  auto touch_elsewhere(char name) {
+    return std::async(std::launch::async, [=, this] { return touch(name); });
+  }
+};
+
+// A file under random operations, each checked against the bytes and the position that it must find.
+struct model {
+  std::string path;
+  std::mt19937 random;
+  std::string bytes;
+  pask_fs_file_handle file = nullptr;
+  size_t position = 0;
+
+  size_t below(size_t end) { return random() % end; }
+  void open(uint32_t flags) {
+    Pool::close(file);
+    ASSERT_EQ(pask_fs_file_open(path.c_str(), flags, 3, &file), 0u);
+    if (flags == ANEW) bytes.clear();
+    position = 0;
+  }
+  void step() {
+    const bool here = below(2) != 0;  // at the position, else anywhere
+    const size_t at = here ? position : below(bytes.size() + 10);
+    std::string data(below(200) + 1, static_cast<char>('a' + below(26)));
+    const auto size = static_cast<uint32_t>(data.size());
+    uint32_t done = 0;
+    switch (below(8)) {
+      case 0:
+        return open(here ? ANEW : READ_WRITE);
+      case 1:
+        ASSERT_EQ(pask_fs_file_truncate(file, at), 0u);
+        return bytes.resize(position = at);
+      case 2:
+        ASSERT_EQ(pask_fs_file_seek(file, static_cast<int64_t>(at), 1), at <= bytes.size() ? 0 : 0x90030051);
+        position = at <= bytes.size() ? at : position;
+        return;
+      case 3:
+      case 4:
+        ASSERT_EQ(here ? pask_fs_file_write(file, data.data(), size, &done)
+                       : pask_fs_file_write_at(file, at, data.data(), size, &done),
+                  0u);
+        ASSERT_EQ(done, size);
+        bytes.resize(std::max(bytes.size(), at + size));
+        bytes.replace(at, size, data);
+        break;
+      default:
+        ASSERT_EQ(here ? pask_fs_file_read(file, data.data(), size, &done)
+                       : pask_fs_file_read_at(file, at, data.data(), size, &done),
+                  0u);
+        ASSERT_EQ(data.substr(0, done), bytes.substr(std::min(at, bytes.size()), size));
+    }
+    if (here) position += done;
+  }
+};
+
+// At no moment are there more descriptors than the limit, while files open and close too.
+TEST_F(Pool, FilesOfManyThreadsAreTheirModelsUnderAnyLimit) {
+  make('A');
+  for (const char* most : {"1", "2", "3", "50", "0"}) {
+    limit(most);
+    std::atomic<int> running{3};
+    std::vector<std::jthread> threads;
+    for (uint32_t seed = 0; seed < 3; ++seed)
+      threads.emplace_back([&, seed] {
+        model own[] = {{path("B" + std::to_string(seed)), std::mt19937(seed), ""},
+                       {path("C" + std::to_string(seed)), std::mt19937(seed + 9), ""}};
+        for (model& each : own) each.open(ANEW);
+        for (int i = 0; i < 2000 && !HasFatalFailure(); ++i) {
+          own[i / 3 % 2].step();
+          EXPECT_EQ(touch('A'), 0u);  // one file for all
+        }
+        for (model& each : own) close(each.file);
+        --running;
+      });
+    const auto bound = static_cast<size_t>(*most == '0' ? 7 : atoi(most)) * strlen("B0");
+    while (running != 0) EXPECT_LE(held().size(), bound) << most;
+    threads.clear();
+    EXPECT_EQ(held().size(), g_fs_num_file_handles);
+  }
+}
+
+TEST_F(Pool, TheFileReleasedLongestAgoGivesWay) {
+  limit("2");
+  make('D');
+  const std::pair<char, const char*> steps[] = {{'D', "CD"}, {'A', "AD"}, {'D', "AD"},
+                                                {'B', "BD"}, {'D', "BD"}, {'C', "CD"}};
+  for (const auto& [used, after] : steps) {
+    EXPECT_EQ(touch(used), 0u);
+    EXPECT_EQ(held(), after);
+  }
+  close(at('A'));  // parked: it has no slot to leave
+  EXPECT_EQ(g_fs_num_file_handles, 2u);
+  limit("1");  // reached as files close
+  EXPECT_EQ(touch('B'), 0u);
+  EXPECT_EQ(held(), "BC");
+  close(at('C'));
+  EXPECT_EQ(touch('D'), 0u);
+  EXPECT_EQ(held(), "D");
+  EXPECT_EQ(pask_fs_option_set("PASK_FS_MAX_HANDLES", "7") & pask_fs_option_set(nullptr, "7"), 0x90030001u);
+  const char* value = nullptr;
+  EXPECT_EQ(pask_fs_option_get(PASK_FS_OPTION_MAX_HANDLES, &value), 0u);
+  EXPECT_STREQ(value, "1");
+  limit(nullptr);
+  EXPECT_EQ(g_fs_max_file_handles, 0u);
+}
+
+// A file that has gone, and one whose descriptor somebody else has closed, take no slot with them.
+TEST_F(Pool, FailuresGiveTheSlotBack) {
+  limit("1");
+  make('C');
+  EXPECT_EQ(pask_fs_file_delete(path("A").c_str()), 0u);
+  EXPECT_EQ(touch('A'), NOT_FOUND);
+  EXPECT_EQ(g_fs_num_file_handles, 0u);
+  put("A", "A");
+  EXPECT_EQ(touch('A'), 0u);
+  for (int fd = 3; held() != ""; ++fd) ::close(fd);
+  EXPECT_EQ(touch('B'), 0x90030045u);
+  EXPECT_EQ(g_fs_num_file_handles, 0u);
+  EXPECT_EQ(touch('A') | touch('B') | touch('A'), 0u);
+  EXPECT_EQ(held(), "A");
+}
+
+TEST_F(Pool, WaitersGoOn) {
+  limit("1");
+  make('D');
+  EXPECT_EQ(pask_fs_file_delete(path("B").c_str()), 0u);
+  for (int round = 1; round < 100; ++round) {
+    ASSERT_EQ(_pask_fs_mgr_acquire_fd(at('D')), 0u);
+    std::future<pask_status> waits[] = {touch_elsewhere('A'), touch_elsewhere('B'), touch_elsewhere('C'),
+                                        touch_elsewhere('A'), touch_elsewhere('B')};
+    EXPECT_EQ(waits[0].wait_for(A_WHILE / round), std::future_status::timeout);
+    _pask_fs_mgr_release_fd(at('D'));
+    for (size_t i = 0; i < std::size(waits); ++i) EXPECT_EQ(waits[i].get(), i % 3 == 1 ? NOT_FOUND : 0u);
+    EXPECT_LE(g_fs_num_file_handles, 1u);
+  }
+}
+
+// Two threads wait for the same file: one descriptor serves both at once. A limit that is lifted while another one waits is
+// seen at the next release, though that frees nothing.
+TEST_F(Pool, AFileComesBackOnce) {
+  limit("1");
+  make('B');
+  ASSERT_EQ(_pask_fs_mgr_acquire_fd(at('B')), 0u);
+  const auto hold = [this] { return _pask_fs_mgr_acquire_fd(at('A')); };
+  auto first = std::async(std::launch::async, hold), second = std::async(std::launch::async, hold);
+  EXPECT_EQ(second.wait_for(A_WHILE), std::future_status::timeout);
+  _pask_fs_mgr_release_fd(at('B'));
+  EXPECT_EQ(first.get() | second.get(), 0u);
+  EXPECT_EQ(held(), "A");
+  auto third = touch_elsewhere('B');
+  EXPECT_EQ(third.wait_for(A_WHILE), std::future_status::timeout);
+  limit("0");
+  _pask_fs_mgr_release_fd(at('A'));
+  EXPECT_EQ(third.get(), 0u);
+  _pask_fs_mgr_release_fd(at('A'));
+}
+
+}  // namespace
