@@ -6,8 +6,9 @@
  * the file itself holds. When operations are under way on as many files as the limit allows, the next one waits, without a
  * limit of time, until one of them is done. At no time are there more descriptors than the limit. A limit takes effect for
  * files that need a descriptor from then on: a lower one is reached as files close, and a thread that waits sees a new one,
- * 0 among them, when it is next woken. Since files come back by name, the limit isn't for files that are renamed, deleted or
- * replaced while open; a file that has gone gives 0x90030041 at each use and can still be closed.
+ * 0 among them, when it is next woken. Since files come back by name, a limit doesn't go with files that are renamed, deleted
+ * or replaced while open, nor with relative names and a change of directory; a file that has gone gives 0x90030041 at each
+ * use and can still be closed. What isn't a regular file, a pipe say, comes back without what its descriptor knew.
  *
  * Names are zero-terminated byte strings as the system takes them. Three reserved ones, compared exactly, stand for the
  * standard streams: flags and permissions are ignored, and their descriptors are never closed.
@@ -129,7 +130,7 @@ VELOX_API pask_status pask_fs_file_read_line(pask_fs_file_handle file, char* buf
  *  counts what was written through the handle. */
 VELOX_API pask_status pask_fs_file_write(pask_fs_file_handle file, const void* data, uint32_t size, uint32_t* written);
 /** Writes formatted text (pask_format.h), without its terminator, and leaves the end mark alone. Text below 1024 bytes takes
- *  nothing from the heap. */
+ *  nothing from the heap; refused memory shortens a longer one, as formatting does everywhere. */
 VELOX_API pask_status pask_fs_file_vwrite(pask_fs_file_handle file, const char* format, va_list args,
                                           uint32_t* written);
 /** Writes at an offset, with position and end mark left alone; for files that have offsets. 0x90030053 with the append

@@ -22,9 +22,6 @@ constexpr uint32_t CURRENT_PATH_BYTES = 1024;
 static bool is_empty(const char* path) { return !path || *path == 0; }
 static bool is_separator(char c) { return c == '/' || c == '\\'; }
 
-// What a system call's result becomes.
-static uint32_t status_of(int result) { return result == 0 ? 0 : fs_map_error(errno); }
-
 static uint32_t _fs_dir_create(const char* path, DIR* stream, pask_fs_dir_handle* dir) {
   const uint32_t bytes = pask_string_bytelen(path);  // opendir() has taken the path: it is short
   auto* const made = static_cast<pask_fs_dir*>(pask_memory_alloc(static_cast<uint32_t>(sizeof(pask_fs_dir)) + bytes));
@@ -36,7 +33,7 @@ static uint32_t _fs_dir_create(const char* path, DIR* stream, pask_fs_dir_handle
 }
 
 static uint32_t _fs_dir_delete(pask_fs_dir_handle dir) {
-  const uint32_t status = status_of(closedir(dir->stream));
+  const uint32_t status = fs_system_status(closedir(dir->stream));
   pask_memory_free(dir);
   return status;
 }
@@ -52,7 +49,7 @@ uint32_t pask_fs_dir_open(const char* path, pask_fs_dir_handle* dir) {
 
 uint32_t pask_fs_dir_create(const char* path, pask_fs_dir_handle* dir) {
   if (is_empty(path)) return FS_ERR_INVALID_ARG;
-  const uint32_t status = status_of(mkdir(path, 0775));
+  const uint32_t status = fs_system_status(mkdir(path, 0775));
   if (status && status != FS_ERR_EXISTS) return status;
   return dir ? pask_fs_dir_open(path, dir) : 0;
 }
@@ -72,14 +69,14 @@ static size_t cut_level(char* path, size_t n) {
 static uint32_t remove_upwards(char* path) {
   size_t n = strlen(path);
   if (n > 2 && is_separator(path[n - 1])) --n;
-  do PASK_TRY(status_of(rmdir(path)));
+  do PASK_TRY(fs_system_status(rmdir(path)));
   while ((n = cut_level(path, n)) != 0);
   return 0;
 }
 
 uint32_t pask_fs_dir_delete(const char* path, uint32_t remove_parents) {
   if (is_empty(path)) return FS_ERR_INVALID_ARG;
-  if (!remove_parents) return status_of(rmdir(path));
+  if (!remove_parents) return fs_system_status(rmdir(path));
   char* const levels = pask_string_strdup(path);
   if (!levels) return FS_ERR_NO_MEMORY;
   const uint32_t status = remove_upwards(levels);
@@ -107,7 +104,7 @@ uint32_t pask_fs_dir_current(char** path) {
 }
 
 uint32_t pask_fs_dir_set_current(const char* path) {
-  return is_empty(path) ? FS_ERR_INVALID_ARG : status_of(chdir(path));
+  return is_empty(path) ? FS_ERR_INVALID_ARG : fs_system_status(chdir(path));
 }
 
 static uint32_t entry_type(const pask_fs_dir* dir, const char* name, uint32_t* type) {

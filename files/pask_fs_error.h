@@ -51,3 +51,6 @@ inline constexpr fs_error_table FS_ERRORS = [] {
 inline uint32_t fs_map_error(int error) {
   return error > 0 && error <= FS_LAST_ERRNO ? FS_ERRORS.words[error] : FS_ERR_OTHER;
 }
+
+// The status of a system call that gives -1 when it fails.
+inline uint32_t fs_system_status(int result) { return result == -1 ? fs_map_error(errno) : 0; }

@@ -296,9 +296,12 @@ uint32_t pask_fs_file_seek(pask_fs_file* file, int64_t offset, uint32_t whence) 
 
 uint32_t pask_fs_file_get_eof(pask_fs_file* file, uint8_t* eof) {
   if (!file || !eof) return FS_ERR_INVALID_ARG;
-  uint64_t size = 0;
-  const uint32_t status = get_eof(file) ? 0 : pask_fs_file_size(file, &size);
-  if (!get_eof(file) && !status && file->position == size) set_eof(file);
+  uint32_t status = 0;
+  if (!get_eof(file)) {
+    uint64_t size = 0;
+    status = pask_fs_file_size(file, &size);
+    if (!status && file->position == size) set_eof(file);
+  }
   *eof = get_eof(file);
   return status;
 }

@@ -2,9 +2,9 @@
 // inside it. It is left only for the wait on the event and at the end.
 //
 // Waiting: the event is signalled only when somebody waits, which costs the common release nothing. A thread counts as waiting
-// from inside the section until it has entered again, so no signal passes it by. Since signals that come close together merge
-// into one, a thread that went through the slow way signals on when it is done, whatever came of it: each slot in reach thus
-// finds its thread, and a file that came back all that wait for it.
+// from inside the section until it has entered again, so no signal passes it by. Signals that come close together merge into
+// one: a thread that was given or refused a slot therefore signals on when it is done, whatever came of it, so that no slot
+// stays in reach of a thread that waits. Every release signals as well, so each waits for uses to end and not for luck.
 #include "pask_fs_pool.h"
 
 #include <string.h>
@@ -269,7 +269,7 @@ void _fs_mgr_retain_fd(pask_fs_file* file) {
 }
 
 uint32_t _pask_fs_mgr_close_fd(pask_fs_file* file) {
-  if (enter()) return 0;
+  if (s_fs_mgr_cs && enter()) return 0;  // without a section the module is stopped, and nobody else is here
   for (pask_fs_marker_entry* entry = file->entries; entry; entry = entry->file_next) {
     entry->closed = 1;
     entry->file = nullptr;

@@ -73,7 +73,8 @@ VELOX_API pask_status _pask_fs_mgr_new_fd(pask_fs_file* file);
 VELOX_API pask_status _pask_fs_mgr_acquire_fd(pask_fs_file* file);
 /** Ends one use; after the last one the file is idle. Always 0. */
 VELOX_API pask_status _pask_fs_mgr_release_fd(pask_fs_file* file);
-/** Takes a file out of the pool, in whatever state it is, and gives its slot back. Its descriptor is the caller's. Always 0. */
+/** Takes a file out of the pool, in whatever state it is and after a stop too, and gives its slot back. Its descriptor is the
+ *  caller's. Always 0. */
 VELOX_API pask_status _pask_fs_mgr_close_fd(pask_fs_file* file);
 /** Adds to the figures of the file's entries if the calling thread is the one that opened it. */
 VELOX_API pask_status _pask_fs_mgr_update_metrics(pask_fs_file* file, uint32_t bytes_read, uint32_t bytes_written,
@@ -95,7 +96,5 @@ void _fs_mgr_retain_fd(pask_fs_file* file);
 
 // The descriptor that a reserved name stands for, else -1.
 int32_t _fs_std_descriptor(const char* name);
-// The status of a system call that gives -1 when it fails.
-inline uint32_t fs_system_status(int result) { return result == -1 ? fs_map_error(errno) : 0; }
 // The attributes of a file by its mode.
 uint32_t _fs_mode_attributes(uint32_t mode);

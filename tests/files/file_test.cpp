@@ -19,7 +19,7 @@ struct Files : Scratch {
     va_end(args);
     return status;
   }
-  int eof() { return pask_fs_file_get_eof(files.back(), &flag) ? -1 : flag; }
+  std::string eof() { return pask_fs_file_get_eof(files.back(), &flag) ? "?" : std::to_string(flag); }
   uint64_t position() { return pask_fs_file_get_position(files.back(), &number) ? ~0ull : number; }
   // A whole file as text.
   std::string read(const std::string& from, uint32_t terminate) {
@@ -43,6 +43,7 @@ TEST_F(Files, OpenByFlags) {
   for (const auto& [name, flags, status] : rows) EXPECT_EQ(open(name, flags), status) << name << " " << flags;
   EXPECT_EQ(pask_fs_shutdown(), 0u);
   EXPECT_EQ(open("old", 1), 0x90030007u);
+  close(files[6]);  // after the stop, and without a trace in the pool that starts again
   EXPECT_EQ(pask_fs_initialize(), 0u);
 }
 
@@ -58,35 +59,29 @@ TEST_F(Files, NullAndForbiddenPathsAreRefused) {
       EXPECT_EQ(status, BAD_PATH);
   const pask_fs_file_handle f = file("old");
   for (const pask_status status :
-       {pask_fs_file_get_size("", nullptr), pask_fs_file_write_to_file("", "", 0, 1),
-        pask_fs_file_write_to_file(old, nullptr, 0, 0), pask_fs_file_read_to_buffer("", &data, &count, 0),
-        pask_fs_file_read(nullptr, bytes, 1, &count), pask_fs_file_read(f, nullptr, 1, &count),
-        pask_fs_file_read_line(f, bytes, 0), pask_fs_file_write(f, nullptr, 0, &count), pask_fs_file_commit(nullptr),
-        pask_fs_file_seek(f, 0, 0), pask_fs_file_seek(f, 0, 4), pask_fs_file_read_at(f, ~0ull, bytes, 1, &count)})
+       {pask_fs_file_get_size("", nullptr), pask_fs_file_write_to_file("", "", 0, 1), pask_fs_file_commit(nullptr),
+        pask_fs_file_read_to_buffer("", &data, &count, 0), pask_fs_file_read(f, nullptr, 1, &count),
+        pask_fs_file_read_line(f, bytes, 0), pask_fs_file_write(nullptr, "", 0, &count), pask_fs_file_seek(f, 0, 0),
+        pask_fs_file_seek(f, 0, 4), pask_fs_file_read_at(f, ~0ull, bytes, 1, &count)})
     EXPECT_EQ(status, INVALID);
   EXPECT_EQ(get("old"), "text");
 }
 
 TEST_F(Files, Lines) {
   const std::string x511(511, 'x'), x4096(4096, 'x');  // behind 511 bytes, the last one of the first piece that is read
-  const std::tuple<std::string, uint32_t, std::vector<std::string>> rows[] = {
-      {"", 9, {}},
-      {"a\r\nb\nc", 64, {"a", "b", "c"}},
-      {"0123456789\nx", 4, {"012", "345", "678", "9", "x"}},
-      {"012\n", 4, {"012"}},
-      {"012\r\n3", 4, {"012", "", "3"}},
-      {"\n\r\r\n", 64, {"", "", ""}},
-      {x511 + "\r\ny\r", 1000, {x511, "y"}},
-      {x511 + "\ry", 1000, {x511, "y"}},
-      {x511 + "\r", 1000, {x511}},
-      {x4096 + "\r\n" + x511 + "x", 9999, {x4096, x511 + "x"}},
-      {x4096, 4096, {x4096.substr(1), "x"}}};
-  for (const auto& [text, size, lines] : rows) {
+  using row = std::tuple<std::string, uint32_t, std::string>;
+  for (const auto& [text, size, expected] :
+       {row("", 9, ""), row("a\r\nb\nc", 64, "a|b|c|"), row("0123456789\nx", 4, "012|345|678|9|x|"),
+        row("012\n", 4, "012|"), row("012\r\n3", 4, "012||3|"), row("\n\r\r\n", 64, "|||"),
+        row(x511 + "\r\ny\r", 1000, x511 + "|y|"), row(x511 + "\ry", 1000, x511 + "|y|"),
+        row(x511 + "\r", 1000, x511 + "|"), row(x4096, 4096, x4096.substr(1) + "|x|"),
+        row(x4096 + "\r\n" + x511 + "x", 9999, x4096 + "|" + x511 + "x|")}) {
     put("lines", text);
     const pask_fs_file_handle f = file("lines");
     const guarded_text line("", size);
-    for (const std::string& expected : lines)
-      EXPECT_TRUE(pask_fs_file_read_line(f, line, size) == 0 && line.get() == expected) << expected;
+    std::string lines;
+    while (pask_fs_file_read_line(f, line, size) == 0) lines += std::string(line) + "|";
+    EXPECT_EQ(lines, expected);
     EXPECT_EQ(pask_fs_file_read_line(f, line, size), END_OF_FILE);
     EXPECT_EQ(position(), text.size());
   }
@@ -101,15 +96,15 @@ TEST_F(Files, PositionAndEnd) {
   for (const auto& [offset, whence, status, after] : moves)
     EXPECT_TRUE(pask_fs_file_seek(f, offset, whence) == status && position() == after) << offset << " " << whence;
   // The mark stays through seeking and other writing, to the next write at the position.
-  EXPECT_EQ(eof(), 0);
+  std::string marks = eof();
   EXPECT_EQ(pask_fs_file_read(f, guarded_text("", 10), 10, nullptr), 0u);
-  EXPECT_EQ(eof(), 1);
+  marks += eof();
   EXPECT_EQ(pask_fs_file_seek(f, 0, 1) | vwrite(f, "%s", "ab") | pask_fs_file_write_at(f, 2, "c", 1, nullptr), 0u);
-  EXPECT_EQ(eof(), 1);
+  marks += eof();
   EXPECT_EQ(pask_fs_file_write(f, "d", 1, nullptr), 0u);
-  EXPECT_EQ(eof(), 0);
+  marks += eof();
   EXPECT_EQ(pask_fs_file_read_at(f, 10, bytes, 9, &count) | count, 0u);
-  EXPECT_EQ(eof(), 1);
+  EXPECT_EQ(marks + eof(), "01101");
   // In append mode the position counts what was written.
   f = file("f", PASK_FS_OPEN_APPEND);
   EXPECT_EQ(pask_fs_file_write(f, "xy", 2, nullptr) | pask_fs_file_write_at(f, 2, "z", 1, nullptr), 0u);
