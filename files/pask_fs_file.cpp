@@ -70,7 +70,7 @@ uint32_t _fs_file_get_handle(pask_fs_file* file, uint32_t flags, uint32_t permis
   return status;
 }
 
-// Closes what the pool has let go of, and frees the record.
+// Closes a file and frees its record. Its slot comes free last, when the descriptor has gone.
 uint32_t _fs_file_delete(pask_fs_file* file) {
   _fs_mgr_retain_fd(file);
   const uint32_t status = _pask_fs_close_internal(file);

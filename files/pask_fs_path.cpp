@@ -71,7 +71,7 @@ uint32_t read_stream(pask_fs_file* file, char** data, uint32_t* total) {
 
 // ---- Copies
 
-// Whether the target's entry in its directory is the only one of the source's data.
+// Whether the target is the only name of the source's data, so that deleting it would delete the source.
 bool is_source_itself(const char* source, const char* target) {
   struct stat from, to;
   return stat(source, &from) == 0 && lstat(target, &to) == 0 && from.st_ino == to.st_ino && from.st_dev == to.st_dev &&
@@ -101,7 +101,7 @@ uint32_t copy_blocks(pask_fs_file* source, pask_fs_file* target) {
   return 0;
 }
 
-// Both files are closed at the end, and the target's data has reached the disk.
+// Closes both files; after a success the target's data has been sent to the disk.
 uint32_t copy_data(const char* source, pask_fs_file* made) {
   open_file target, from;
   target.file = made;

@@ -149,7 +149,7 @@ uint32_t reopen(pask_fs_file* file) {
   return status;
 }
 
-// ---- Markers
+// ---- Markers. Nothing makes any so far: both variables stay empty, and a file pays nothing for them.
 
 void marker_entry_add(pask_fs_marker* marker, pask_fs_file* file) {
   auto* entry = static_cast<pask_fs_marker_entry*>(pask_memory_alloc(sizeof(pask_fs_marker_entry)));
