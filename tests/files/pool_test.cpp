@@ -45,25 +45,21 @@ struct model {
     return pask_fs_file_open(path.c_str(), flags, 3, &file);
   }
   bool step() {
-    const bool here = below(2) != 0;  // at the position, else anywhere
-    const size_t at = here ? position : below(bytes.size() + 10), was = position, kind = below(7);
+    const size_t at = below(bytes.size() + 1), kind = below(6);
     std::string data(below(200) + 1, static_cast<char>('a' + below(26)));
     const auto size = static_cast<uint32_t>(data.size());
     uint32_t done = 0;
-    if (kind == 0) return open(here ? ANEW : READ_WRITE) == 0;
+    if (kind == 0) return open(below(2) ? ANEW : READ_WRITE) == 0;
     if (kind == 1) return bytes.resize(position = at), pask_fs_file_truncate(file, at) == 0;
-    if (kind < 4) {
-      bytes.resize(std::max(bytes.size(), at + size));
-      bytes.replace(at, size, data);
-      if (here) position += size;
-      return (here ? pask_fs_file_write(file, data.data(), size, &done)
-                   : pask_fs_file_write_at(file, at, data.data(), size, &done)) == 0 &&
-             done == size;
+    if (below(2) && pask_fs_file_seek(file, static_cast<int64_t>(position = at), 1)) return false;
+    if (kind == 2) {
+      bytes.replace(position, size, data);
+      position += size;
+      return pask_fs_file_write(file, data.data(), size, &done) == 0 && done == size;
     }
-    const pask_status status = here ? pask_fs_file_read(file, data.data(), size, &done)
-                                    : pask_fs_file_read_at(file, at, data.data(), size, &done);
-    if (here) position += done;
-    return status == 0 && data.substr(0, done) == bytes.substr(std::min(here ? was : at, bytes.size()), size);
+    const std::string expected = bytes.substr(position, size);
+    position += expected.size();
+    return pask_fs_file_read(file, data.data(), size, &done) == 0 && data.substr(0, done) == expected;
   }
 };
 
