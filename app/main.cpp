@@ -86,7 +86,9 @@ void add_catalog(CLI::App* command, command_line& line) {
 void add_scan(CLI::App& program, command_line& line) {
   CLI::App* command = program.add_subcommand("scan", "Take in folders of music, audio files or tab-separated files");
   add_catalog(command, line);
-  command->add_option("PLACE", line.scan.places, "Folder (FLAC, MP3, Ogg Vorbis, Opus, M4A), audio file, or .tsv file")
+  command
+      ->add_option("PLACE", line.scan.places,
+                   "Folder (FLAC, MP3, Ogg Vorbis, Opus, M4A), audio file, .tsv file, or - for one on standard input")
       ->required()
       ->type_name("");
   command->callback(

@@ -22,6 +22,8 @@ VELOX_BEGIN_DECLS
 
 typedef struct pask_iostream* pask_iostream_handle;
 
+#define PASK_IOSTREAM_INFO_END 0x10220049u
+
 /** Stores at most `size` bytes in `buffer`, which is all of the stream's, and their count in `got`. The end is a count
  *  of 0 or any word whose low 16 bits are 0x49. */
 typedef pask_status (*pask_iostream_read_fn)(void* user_data, void* buffer, uint32_t size, uint32_t* got);

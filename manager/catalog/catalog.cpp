@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <optional>
 #include <vector>
 
@@ -87,7 +88,7 @@ static void require_writable(const database& db) {
     throw failure{VELOX_STANDIN_ERR_INVALID_ARG, "catalogue \"" + db.path() + "\" is open for reading only"};
 }
 
-/** The frame of what fills a catalogue: `work` gets the run and the absolute form of the path. */
+/** The frame of what fills a catalogue. */
 template <class Work>
 static pask_status filled(const char* operation, velox_catalog_handle catalog, const char* path,
                           const velox_catalog_scan_events* events, velox_catalog_scan_report* report, Work work) {
@@ -97,13 +98,14 @@ static pask_status filled(const char* operation, velox_catalog_handle catalog, c
     require_writable(*catalog->db);
     const velox_catalog_scan_events nobody = {};
     scan_run run{*catalog->db, events ? *events : nobody, *report, writer(*catalog->db)};
-    work(run, resolved(path));
+    work(run);
   });
 }
 
 pask_status velox_catalog_scan(velox_catalog_handle catalog, const char* path, const velox_catalog_scan_events* events,
                                velox_catalog_scan_report* report) {
-  return filled(__func__, catalog, path, events, report, [](scan_run& run, const std::string& whole) {
+  return filled(__func__, catalog, path, events, report, [&](scan_run& run) {
+    const std::string whole = resolved(path);
     struct stat status = {};
     const bool folder = ::stat(whole.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
     if (!folder && ends_in(whole, ".tsv")) {
@@ -120,9 +122,9 @@ pask_status velox_catalog_scan(velox_catalog_handle catalog, const char* path, c
 pask_status velox_catalog_import(velox_catalog_handle catalog, const char* name, velox_catalog_read_fn read,
                                  void* context, const velox_catalog_scan_events* events,
                                  velox_catalog_scan_report* report) {
-  return filled(__func__, catalog, name, events, report, [&](scan_run& run, const std::string& whole) {
+  return filled(__func__, catalog, name, events, report, [&](scan_run& run) {
     require(read, "a function to read by is needed");
-    import_tsv(run, whole, read, context);
+    import_tsv(run, std::filesystem::weakly_canonical(name).string(), read, context);  // the file need not be there
   });
 }
 
