@@ -61,6 +61,15 @@ static int32_t compared(const pask_vector2* v, const void* a, const void* b) {
 
 static bool is_sorted(const pask_vector2* v) { return (v->flags & PASK_VECTOR2_SORTED) != 0; }
 
+// Copies an element. Those of two words, the most usual ones, take no call.
+static void put_one(pask_vector2* v, uint32_t index, const void* element) {
+  constexpr uint32_t USUAL_SIZE = 8;
+  if (v->element_size == USUAL_SIZE)
+    memcpy(at(v, index), element, USUAL_SIZE);
+  else
+    memcpy(at(v, index), element, v->element_size);
+}
+
 // Copies elements from another block to their place.
 static void put(pask_vector2* v, uint32_t index, const void* elements, uint32_t count) {
   if (count != 0) memcpy(at(v, index), elements, bytes_of(v, count));
@@ -142,14 +151,13 @@ uint32_t _pask_vector2_growarray(pask_vector2* v, uint32_t capacity) {
   return 0;
 }
 
-// Makes room for one element more, in steps of half as much again or of one.
+// Makes room for elements more than can be counted, too.
 static uint32_t grow(pask_vector2* v, uint64_t capacity) {
-  if (capacity > UINT32_MAX) return DATATYPES_ERR_NO_MEMORY;
-  return _pask_vector2_growarray(v, static_cast<uint32_t>(capacity));
+  return capacity > UINT32_MAX ? DATATYPES_ERR_NO_MEMORY : _pask_vector2_growarray(v, static_cast<uint32_t>(capacity));
 }
 
-static uint64_t grown_capacity(uint32_t capacity) {
-  return capacity == 0 ? FIRST_CAPACITY : (uint64_t{capacity} / 2 + 1) * 3;
+[[gnu::noinline]] static uint32_t grow_by_half(pask_vector2* v) {
+  return grow(v, v->capacity == 0 ? FIRST_CAPACITY : (uint64_t{v->capacity} / 2 + 1) * 3);
 }
 
 // Whether the element at an index sorts before its left or behind its right neighbour. Equal neighbours are in order.
@@ -160,13 +168,13 @@ static bool breaks_order(const pask_vector2* v, uint32_t index) {
 
 uint32_t _pask_vector2_insert(pask_vector2* v, uint32_t index, const void* element, uint8_t check) {
   if (!v || !element) return failed(DATATYPES_ERR_INVALID_ARG);
-  if (v->count == v->capacity)
-    if (const uint32_t status = grow(v, grown_capacity(v->capacity))) return failed(status);
+  if (v->count == v->capacity) [[unlikely]]
+    if (const uint32_t status = grow_by_half(v)) return failed(status);
   if (index < v->count)
     move(v, index + 1, index, v->count - index);
   else
     index = v->count;
-  put(v, index, element, 1);
+  put_one(v, index, element);
   ++v->count;
   if (check && is_sorted(v) && breaks_order(v, index)) v->flags &= ~PASK_VECTOR2_SORTED;
   return 0;
@@ -178,56 +186,85 @@ int32_t _pask_vector2_qsort_compare(const void* a, const void* b, void* vector) 
   return compared(static_cast<const pask_vector2*>(vector), a, b);
 }
 
-// Walks from the start to the end, then from 0 up to the start.
-static uint32_t find_unsorted(const pask_vector2* v, uint32_t start, const void* element, uint32_t* position) {
-  *position = start;
-  for (uint32_t i = start; i < v->count; ++i)
-    if (compared(v, element, at(v, i)) == 0) return *position = i, 0;
-  for (uint32_t i = 0; i < start; ++i)
-    if (compared(v, element, at(v, i)) == 0) return *position = i, 0;
-  return DATATYPES_INFO_NOT_FOUND;
-}
+// The elements and their order as a search reads them: once, since no comparison may change them.
+struct searched {
+  explicit searched(const pask_vector2* v, const void* element)
+      : buffer(v->buffer), size(v->element_size), compare(v->compare), value(element) {}
+  // The order of the value against an element.
+  int32_t against(uint32_t index) const {
+    const uint8_t* const element = buffer + size_t{index} * size;
+    return compare ? compare(value, element) : memcmp(value, element, size);
+  }
+  // The first equal element of a range, or its end.
+  uint32_t first_equal(uint32_t first, uint32_t end) const {
+    while (first < end && against(first) != 0) ++first;
+    return first;
+  }
 
-// Where the first element not below the searched one can be: from low to behind high.
-struct bounds {
-  uint32_t low;
-  uint32_t high;
-  uint32_t status;  // 0 once an equal element was met
+  const uint8_t* buffer;
+  uint32_t size;
+  pask_vector2_compare_fn compare;
+  const void* value;
 };
 
-// Narrows the bounds by one comparison; true when the searched element is above the probed one.
-static bool probe_is_below(const pask_vector2* v, uint32_t probe, const void* element, bounds* in) {
-  const int32_t order = compared(v, element, at(v, probe));
-  if (order > 0) {
-    in->low = probe + 1;
-    return true;
-  }
-  if (order == 0) in->status = 0;
-  in->high = probe == 0 ? 0 : probe - 1;
-  return false;
+// Walks from the start to the end, then from 0 up to the start.
+static uint32_t find_unsorted(const pask_vector2* v, uint32_t start, const void* element, uint32_t* position) {
+  const searched elements(v, element);
+  *position = elements.first_equal(start, v->count);
+  if (*position < v->count) return 0;
+  *position = elements.first_equal(0, start);
+  return *position < start ? 0 : uint32_t{DATATYPES_INFO_NOT_FOUND};
 }
 
-// Gallops away from the hint in steps that double, then halves what is left.
-static uint32_t find_sorted(const pask_vector2* v, uint32_t hint, const void* element, uint32_t* position) {
-  bounds in = {.low = 0, .high = v->count - 1, .status = DATATYPES_INFO_NOT_FOUND};
-  if (hint <= in.high) {
-    for (uint32_t probe = hint, step = 1;; step *= 2) {
-      const bool below = probe_is_below(v, probe, element, &in);
-      if ((below ? in.high - probe : probe - in.low) <= step) break;
-      probe = below ? probe + step : probe - step;
+// Where the first element not below the value can be, from low to end, and whether an equal one was met.
+struct bounds {
+  uint32_t low;
+  uint32_t end;
+  uint32_t status;
+};
+
+// Goes away from the hint in steps that double. Element 0 stays in the bounds even if it isn't below the value.
+static bounds gallop(const searched& elements, uint32_t hint, bounds in) {
+  for (uint32_t probe = hint, step = 1;; step *= 2) {
+    const int32_t order = elements.against(probe);
+    if (order > 0) {
+      in.low = probe + 1;
+      if (in.end - in.low <= step) return in;
+      probe += step;
+    } else {
+      if (order == 0) in.status = 0;
+      in.end = probe == 0 ? 1 : probe;
+      if (probe - in.low <= step) return in;
+      probe -= step;
     }
   }
-  while (in.low <= in.high) {
-    const uint32_t middle = in.low + (in.high - in.low) / 2;
-    if (!probe_is_below(v, middle, element, &in) && middle == 0) break;
+}
+
+static bounds halve(const searched& elements, bounds in) {
+  while (in.low < in.end) {
+    const uint32_t middle = in.low + (in.end - 1 - in.low) / 2;
+    const int32_t order = elements.against(middle);
+    if (order == 0) in.status = 0;
+    if (order > 0)
+      in.low = middle + 1;
+    else
+      in.end = middle;
   }
+  return in;
+}
+
+static uint32_t find_sorted(const pask_vector2* v, uint32_t hint, const void* element, uint32_t* position) {
+  const searched elements(v, element);
+  bounds in = {.low = 0, .end = v->count, .status = DATATYPES_INFO_NOT_FOUND};
+  if (hint < v->count) in = gallop(elements, hint, in);
+  in = halve(elements, in);
   *position = in.low;
   return in.status;
 }
 
 uint32_t _pask_vector2_findvalue(pask_vector2* v, uint32_t hint, const void* element, uint32_t* position) {
   if (!v || !element || !position) return failed(DATATYPES_ERR_INVALID_ARG);
-  if (is_sorted(v) && v->count != 0) return find_sorted(v, hint, element, position);
+  if (is_sorted(v)) return find_sorted(v, hint, element, position);
   return find_unsorted(v, hint < v->count ? hint : 0, element, position);
 }
 
@@ -238,7 +275,7 @@ static uint32_t add_element(pask_vector2* v, const void* element, uint32_t* inde
     const bool found = _pask_vector2_findvalue(v, NO_HINT, element, &position) == 0;
     if (found && v->flags & PASK_VECTOR2_UNIQUE) {
       release(v, position, position + 1);
-      put(v, position, element, 1);
+      put_one(v, position, element);
       if (index) *index = position;
       return 0;
     }
@@ -276,9 +313,11 @@ static void mark_sorted(pask_vector2* v, bool sorted) {
 }
 
 static void sort_elements(pask_vector2* v, pask_vector2_compare_fn compare, bool force) {
-  if (is_sorted(v) && v->compare == compare && !force) return;
-  v->compare = compare;
-  mark_sorted(v, false);
+  if (compare != v->compare) {
+    v->compare = compare;
+    mark_sorted(v, false);
+  }
+  if (is_sorted(v) && !force) return;
   if (v->count != 0) pask_utils_qsort(v->buffer, v->count, v->element_size, _pask_vector2_qsort_compare, v);
   mark_sorted(v, true);
 }
