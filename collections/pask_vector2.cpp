@@ -27,8 +27,6 @@ static constexpr uint32_t VECTOR2_MAGIC = 0xabcdef13u;
 static constexpr uint32_t FIRST_CAPACITY = 16;
 static constexpr uint32_t NO_HINT = UINT32_MAX;
 
-static constexpr uint32_t DATATYPES_ERR_WRONG_SIZE = status_error(PKG_DATATYPES, 0x0209);
-
 static uint32_t failed(uint32_t status, int32_t line = __builtin_LINE()) {
   pask_report(status, "pask_vector2", line);
   return status;
@@ -61,18 +59,13 @@ static int32_t compared(const pask_vector2* v, const void* a, const void* b) {
 
 static bool is_sorted(const pask_vector2* v) { return (v->flags & PASK_VECTOR2_SORTED) != 0; }
 
-// Copies an element. Those of two words, the most usual ones, take no call.
+// Copies an element to its place. Those of a pointer or two, the most usual ones, take no call.
 static void put_one(pask_vector2* v, uint32_t index, const void* element) {
   constexpr uint32_t USUAL_SIZE = 8;
   if (v->element_size == USUAL_SIZE)
     memcpy(at(v, index), element, USUAL_SIZE);
   else
     memcpy(at(v, index), element, v->element_size);
-}
-
-// Copies elements from another block to their place.
-static void put(pask_vector2* v, uint32_t index, const void* elements, uint32_t count) {
-  if (count != 0) memcpy(at(v, index), elements, bytes_of(v, count));
 }
 
 static void move(pask_vector2* v, uint32_t to, uint32_t from, uint32_t count) {
@@ -137,21 +130,21 @@ uint32_t _pask_vector2_freevalue(pask_vector2* v, void* element) {
 uint32_t _pask_vector2_growarray(pask_vector2* v, uint32_t capacity) {
   if (!v) return failed(DATATYPES_ERR_INVALID_ARG);
   if (capacity < v->count || capacity == v->capacity) return 0;
-  uint32_t size = 0;
-  if (__builtin_mul_overflow(capacity, v->element_size, &size)) return failed(DATATYPES_ERR_NO_MEMORY);
-  if (size == 0) {
+  if (capacity == 0) {
     free_buffer(v);
-    v->capacity = capacity;
     return 0;
   }
+  uint32_t size = 0;
+  if (__builtin_mul_overflow(capacity, v->element_size, &size)) return failed(DATATYPES_ERR_NO_MEMORY);
+  if (size == 0) size = 1;  // elements of no bytes have an address all the same
   void* const buffer = v->owns_buffer ? pask_memory_realloc(v->buffer, size) : pask_memory_alloc(size);
   if (!buffer) return failed(DATATYPES_ERR_NO_MEMORY);
-  if (!v->owns_buffer) memcpy(buffer, v->buffer, bytes_of(v, v->count));
+  if (!v->owns_buffer && v->count != 0) memcpy(buffer, v->buffer, bytes_of(v, v->count));
   take_buffer(v, static_cast<uint8_t*>(buffer), capacity, true);
   return 0;
 }
 
-// Makes room for elements more than can be counted, too.
+// Makes room for so many elements, which may be more than can be counted.
 static uint32_t grow(pask_vector2* v, uint64_t capacity) {
   return capacity > UINT32_MAX ? DATATYPES_ERR_NO_MEMORY : _pask_vector2_growarray(v, static_cast<uint32_t>(capacity));
 }
@@ -220,19 +213,19 @@ static uint32_t find_unsorted(const pask_vector2* v, uint32_t start, const void*
 struct bounds {
   uint32_t low;
   uint32_t end;
-  uint32_t status;
+  bool met;
 };
 
 // Goes away from the hint in steps that double. Element 0 stays in the bounds even if it isn't below the value.
 static bounds gallop(const searched& elements, uint32_t hint, bounds in) {
   for (uint32_t probe = hint, step = 1;; step *= 2) {
     const int32_t order = elements.against(probe);
+    in.met |= order == 0;
     if (order > 0) {
       in.low = probe + 1;
       if (in.end - in.low <= step) return in;
       probe += step;
     } else {
-      if (order == 0) in.status = 0;
       in.end = probe == 0 ? 1 : probe;
       if (probe - in.low <= step) return in;
       probe -= step;
@@ -244,7 +237,7 @@ static bounds halve(const searched& elements, bounds in) {
   while (in.low < in.end) {
     const uint32_t middle = in.low + (in.end - 1 - in.low) / 2;
     const int32_t order = elements.against(middle);
-    if (order == 0) in.status = 0;
+    in.met |= order == 0;
     if (order > 0)
       in.low = middle + 1;
     else
@@ -255,11 +248,11 @@ static bounds halve(const searched& elements, bounds in) {
 
 static uint32_t find_sorted(const pask_vector2* v, uint32_t hint, const void* element, uint32_t* position) {
   const searched elements(v, element);
-  bounds in = {.low = 0, .end = v->count, .status = DATATYPES_INFO_NOT_FOUND};
+  bounds in = {.low = 0, .end = v->count, .met = false};
   if (hint < v->count) in = gallop(elements, hint, in);
   in = halve(elements, in);
   *position = in.low;
-  return in.status;
+  return in.met ? 0 : uint32_t{DATATYPES_INFO_NOT_FOUND};
 }
 
 uint32_t _pask_vector2_findvalue(pask_vector2* v, uint32_t hint, const void* element, uint32_t* position) {
@@ -268,21 +261,28 @@ uint32_t _pask_vector2_findvalue(pask_vector2* v, uint32_t hint, const void* ele
   return find_unsorted(v, hint < v->count ? hint : 0, element, position);
 }
 
+// As an insertion at the end; a call only where it grows.
+static uint32_t append(pask_vector2* v, const void* element, uint32_t* index) {
+  const uint32_t position = v->count;
+  if (position < v->capacity) [[likely]]
+    put_one(v, v->count++, element);
+  else
+    PASK_TRY(_pask_vector2_insert(v, position, element, 0));
+  if (index) *index = position;
+  return 0;
+}
+
 // Equal elements stay in the order of their adding, or the new one takes the old one's place.
-static uint32_t add_element(pask_vector2* v, const void* element, uint32_t* index) {
-  uint32_t position = v->count;
-  if (v->flags & (PASK_VECTOR2_SORTED | PASK_VECTOR2_UNIQUE)) {
-    const bool found = _pask_vector2_findvalue(v, NO_HINT, element, &position) == 0;
-    if (found && v->flags & PASK_VECTOR2_UNIQUE) {
-      release(v, position, position + 1);
-      put_one(v, position, element);
-      if (index) *index = position;
-      return 0;
-    }
-    if (found)
-      while (position < v->count && compared(v, element, at(v, position)) == 0) ++position;
+static uint32_t add_in_place(pask_vector2* v, const void* element, uint32_t* index) {
+  uint32_t position = 0;
+  const bool found = _pask_vector2_findvalue(v, NO_HINT, element, &position) == 0;
+  if (found && v->flags & PASK_VECTOR2_UNIQUE) {
+    release(v, position, position + 1);
+    put_one(v, position, element);
+  } else {
+    while (found && position < v->count && compared(v, element, at(v, position)) == 0) ++position;
+    PASK_TRY(_pask_vector2_insert(v, position, element, 0));
   }
-  PASK_TRY(_pask_vector2_insert(v, position, element, 0));
   if (index) *index = position;
   return 0;
 }
@@ -302,9 +302,9 @@ static uint32_t swap_elements(pask_vector2* v, uint32_t a, uint32_t b) {
   if (a >= v->count || b >= v->count) return DATATYPES_INFO_RANGE;
   if (a == b) return 0;
   if (v->count == v->capacity) PASK_TRY(grow(v, uint64_t{v->count} + 1));
-  put(v, v->count, at(v, a), 1);
-  put(v, a, at(v, b), 1);
-  put(v, b, at(v, v->count), 1);
+  put_one(v, v->count, at(v, a));
+  put_one(v, a, at(v, b));
+  put_one(v, b, at(v, v->count));
   return 0;
 }
 
@@ -354,7 +354,7 @@ static uint32_t create_like(const pask_vector2* source, pask_vector2_free_fn fre
     _pask_vector2_delete(v);
     return status;
   }
-  put(v, 0, source->buffer, source->count);
+  if (source->count != 0) memcpy(v->buffer, source->buffer, bytes_of(v, source->count));
   v->count = source->count;
   *made = v;
   return 0;
@@ -430,7 +430,10 @@ uint32_t pask_vector2_clear(pask_vector2* v) {
 uint32_t pask_vector2_add(pask_vector2* v, const void* element, uint32_t size, uint32_t* index) {
   return framed(
       v, element != nullptr, DATATYPES_ERR_BAD_HANDLE, [=] { return size == v->element_size; },
-      [=] { return add_element(v, element, index); });
+      [=] {
+        const bool searched_for = (v->flags & (PASK_VECTOR2_SORTED | PASK_VECTOR2_UNIQUE)) != 0;
+        return searched_for ? add_in_place(v, element, index) : append(v, element, index);
+      });
 }
 
 uint32_t pask_vector2_insert(pask_vector2* v, uint32_t index, const void* element, uint32_t size) {
