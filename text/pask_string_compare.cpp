@@ -1,6 +1,7 @@
 // Comparison of strings: equality and order by bytes, order by characters over the codec's comparison.
 #include "pask_string.h"
 #include "pask_text.h"
+#include "pask_text_block.h"
 #include "pask_utf8.h"
 
 const locale_t TEXT_C_LOCALE = newlocale(LC_ALL_MASK, "C", nullptr);  // libc's own object: nothing is allocated
@@ -31,7 +32,7 @@ static int16_t order_by_chars(const char* a, const char* b, uint32_t max_chars, 
   if (order_by_address(a, b, &order)) return order;
   // What is equal by bytes is so by characters, up to an invalid sequence, where both go on.
   if (!exact && max_chars == TEXT_NO_LIMIT && text_equal_nocase(a, b))
-    return sign(text_measure(a, TEXT_NO_LIMIT, TEXT_NO_LIMIT).invalid != 0);
+    return text_is_ascii(a) ? 0 : sign(text_measure(a, TEXT_NO_LIMIT, TEXT_NO_LIMIT).invalid != 0);
   int32_t difference = 0;
   _pask_string_utf8_compare(a, b, max_chars, exact, &difference, nullptr, nullptr, nullptr);
   return sign(difference);

@@ -15,8 +15,8 @@ static char* position(const char* p) { return const_cast<char*>(p); }
 // cache and to waste little when the work ends early.
 constexpr size_t MIXED_WINDOW = 1024;
 
-// As find_char(), for text with longer characters.
-static char* find_char_mixed(const char* s, uint32_t c, size_t max_bytes) {
+// As find_char(), for text with longer characters. Kept out of the way of short ASCII texts.
+[[gnu::noinline]] static char* find_char_mixed(const char* s, uint32_t c, size_t max_bytes) {
   const char* const start = s;
   for (;;) {
     const size_t left = max_bytes - static_cast<size_t>(s - start);
@@ -44,7 +44,7 @@ static char* find_char(const char* s, uint32_t c, size_t max_bytes) {
   return text_is_multibyte(s + ascii) ? find_char_mixed(s + ascii, c, max_bytes - ascii) : position(s + ascii);
 }
 
-char* pask_string_strchr(const char* s, uint32_t c) { return pask_string_strnchr(s, c, TEXT_NO_LIMIT); }
+char* pask_string_strchr(const char* s, uint32_t c) { return s && c != 0 ? find_char(s, c, SIZE_MAX) : nullptr; }
 
 char* pask_string_strnchr(const char* s, uint32_t c, uint32_t maxbytes) {
   return s && c != 0 ? find_char(s, c, maxbytes) : nullptr;
@@ -84,11 +84,7 @@ uint32_t pask_string_strcnspn(const char* s, const char* reject, uint32_t n) {
   return i;
 }
 
-// True when the text in front of end, or of the terminator for a null end, is of valid characters in their shortest form.
-// No character reaches behind end.
-static bool is_plain(const char* p, const char* end) {
-  p += text_scan(p, static_cast<size_t>(end ? end - p : -1));
-  if (p == end || *p == 0) return true;
+[[gnu::noinline]] static bool is_plain_mixed(const char* p, const char* end) {
   if (!end) end = p + strlen(p);
   while (p < end) {
     if (!text_is_multibyte(p)) {
@@ -100,6 +96,13 @@ static bool is_plain(const char* p, const char* end) {
     p += size;
   }
   return true;
+}
+
+// True when the text in front of end, or of the terminator for a null end, is of valid characters in their shortest form.
+// No character reaches behind end.
+static bool is_plain(const char* p, const char* end) {
+  p += text_scan(p, end ? static_cast<size_t>(end - p) : SIZE_MAX);
+  return p == end || *p == 0 || is_plain_mixed(p, end);
 }
 
 // What a search found: null and nothing behind it, or an occurrence.
@@ -167,20 +170,28 @@ static bool first_folds(char first) {
   return !pask_string_isalpha(c) || pask_string_char_tolower(c) == pask_string_char_tolower(c ^ 0x20);
 }
 
-static occurrence search(const char* haystack, const char* needle, bool exact) {
-  const text_extent extent = text_measure(needle, TEXT_NO_LIMIT, TEXT_NO_LIMIT);
-  const uint32_t bytes = extent.bytes;
-  const bool ascii = !extent.invalid && bytes == extent.chars;
-  if (exact && (ascii || (!extent.invalid && is_plain(needle, nullptr)))) {
-    const char* const at = strstr(haystack, needle);
-    if (is_plain(haystack, at)) return at ? occurrence{at, at + bytes, extent.chars} : occurrence{};
-  }
-  if (!exact && ascii && bytes <= FOLDED_NEEDLE && first_folds(*needle)) {
-    const char* const at = search_ascii(haystack, needle, bytes, &haystack);
-    if (at) return {at, at + bytes, bytes};
+// The search without case, and the exact one where libc's doesn't serve.
+[[gnu::noinline]] static occurrence search_folded(const char* haystack, const char* needle, text_extent extent,
+                                                  bool exact) {
+  const bool ascii = !extent.invalid && extent.bytes == extent.chars;
+  if (!exact && ascii && extent.bytes <= FOLDED_NEEDLE && first_folds(*needle)) {
+    const char* const at = search_ascii(haystack, needle, extent.bytes, &haystack);
+    if (at) return {at, at + extent.bytes, extent.bytes};
     if (!haystack) return {};
   }
   return search_chars(haystack, needle, extent.chars + (extent.invalid ? 1 : 0), exact);
+}
+
+static occurrence search(const char* haystack, const char* needle, bool exact) {
+  const size_t run = text_scan(needle, TEXT_NO_LIMIT);
+  text_extent extent = {static_cast<uint32_t>(run), static_cast<uint32_t>(run), 0};
+  const bool ascii = needle[run] == 0;
+  if (!ascii) extent = text_measure(needle, TEXT_NO_LIMIT, TEXT_NO_LIMIT);
+  if (exact && (ascii || (!extent.invalid && is_plain_mixed(needle, nullptr)))) {
+    const char* const at = strstr(haystack, needle);
+    if (is_plain(haystack, at)) return at ? occurrence{at, at + extent.bytes, extent.chars} : occurrence{};
+  }
+  return search_folded(haystack, needle, extent, exact);
 }
 
 char* _pask_string_substring(const char* haystack, const char* needle, const char** end, uint32_t* chars,
@@ -188,7 +199,7 @@ char* _pask_string_substring(const char* haystack, const char* needle, const cha
   if (end) *end = nullptr;
   if (chars) *chars = 0;
   if (!haystack || !needle) return nullptr;
-  if (pask_string_isempty(needle)) return position(haystack);
+  if (text_is_multibyte(needle) ? pask_string_isempty(needle) : *needle == 0) return position(haystack);
   const occurrence found = search(haystack, needle, exact != 0);
   if (end) *end = found.end;
   if (chars) *chars = found.chars;

@@ -23,11 +23,9 @@ constexpr text_flags FLAGS_ALL = 0xffff;
 
 inline text_block block_load(const char* p) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p)); }
 inline text_block block_equal(text_block block, char byte) { return _mm_cmpeq_epi8(block, _mm_set1_epi8(byte)); }
-// Set in the bytes that are ASCII, not 0 and, if that isn't 0, not `byte`.
-inline text_block block_plain(text_block block, char byte) {
-  const text_block plain = _mm_cmpgt_epi8(block, _mm_setzero_si128());
-  return byte != 0 ? _mm_andnot_si128(block_equal(block, byte), plain) : plain;
-}
+// Set in the bytes that are ASCII and not 0.
+inline text_block block_plain(text_block block) { return _mm_cmpgt_epi8(block, _mm_setzero_si128()); }
+inline text_block block_without(text_block block, text_block other) { return _mm_andnot_si128(other, block); }
 
 // A flag where bit 7 - shift of the byte is set.
 template <int shift = 0>
@@ -62,10 +60,8 @@ inline text_block block_equal(text_block block, char byte) {
   const text_block difference = block ^ WORD_ONES * static_cast<uint8_t>(byte);
   return ~(((difference & ~WORD_HIGHS) + ~WORD_HIGHS) | difference);
 }
-inline text_block block_plain(text_block block, char byte) {
-  const text_block plain = ((block & ~WORD_HIGHS) + ~WORD_HIGHS) & ~block;
-  return byte != 0 ? plain & ~block_equal(block, byte) : plain;
-}
+inline text_block block_plain(text_block block) { return ((block & ~WORD_HIGHS) + ~WORD_HIGHS) & ~block; }
+inline text_block block_without(text_block block, text_block other) { return block & ~other; }
 
 template <int shift = 0>
 inline text_flags block_flags(text_block block) {
@@ -94,7 +90,11 @@ inline uint32_t block_offset(const char* p, uint32_t unit) {
 
 // The number of bytes of s in front of the first that is 0, isn't ASCII or is `byte`, which is ASCII; at most `most`.
 inline size_t text_scan(const char* s, size_t most, char byte = 0) {
-  const auto plain = [=](const char* p) { return block_plain(block_load(p), byte); };
+  const auto plain = [=](const char* p) {
+    const text_block block = block_load(p);
+    const bool zero = __builtin_constant_p(byte) && byte == 0;  // no byte at all
+    return zero ? block_plain(block) : block_without(block_plain(block), block_equal(block, byte));
+  };
   size_t i = 0;
   if (!TEXT_BLOCKS) {
     while (i < most && s[i] != 0 && !text_is_multibyte(s + i) && (byte == 0 || s[i] != byte)) ++i;
@@ -109,3 +109,5 @@ inline size_t text_scan(const char* s, size_t most, char byte = 0) {
   }
   return text_min(i + flags_before(stops), most);
 }
+
+inline bool text_is_ascii(const char* s) { return s[text_scan(s, SIZE_MAX)] == 0; }
