@@ -179,33 +179,36 @@ int32_t _pask_vector2_qsort_compare(const void* a, const void* b, void* vector) 
   return compared(static_cast<const pask_vector2*>(vector), a, b);
 }
 
-// The elements and their order as a search reads them: once, since no comparison may change them.
-struct searched {
-  explicit searched(const pask_vector2* v, const void* element)
-      : buffer(v->buffer), size(v->element_size), compare(v->compare), value(element) {}
-  // The order of the value against an element.
-  int32_t against(uint32_t index) const {
-    const uint8_t* const element = buffer + size_t{index} * size;
-    return compare ? compare(value, element) : memcmp(value, element, size);
-  }
-  // The first equal element of a range, or its end.
-  uint32_t first_equal(uint32_t first, uint32_t end) const {
-    while (first < end && against(first) != 0) ++first;
-    return first;
-  }
-
-  const uint8_t* buffer;
+// What a search goes by, read once, since no comparison may change it.
+struct search {
+  const uint8_t* elements;
   uint32_t size;
   pask_vector2_compare_fn compare;
   const void* value;
 };
 
+static search search_for(const pask_vector2* v, const void* value) {
+  return {v->buffer, v->element_size, v->compare, value};
+}
+
+// The order of the value against an element.
+static int32_t order_at(const search& s, uint32_t index) {
+  const uint8_t* const element = s.elements + size_t{index} * s.size;
+  return s.compare ? s.compare(s.value, element) : memcmp(s.value, element, s.size);
+}
+
+// The first equal element of a range, or its end.
+static uint32_t first_equal(const search& s, uint32_t first, uint32_t end) {
+  while (first < end && order_at(s, first) != 0) ++first;
+  return first;
+}
+
 // Walks from the start to the end, then from 0 up to the start.
 static uint32_t find_unsorted(const pask_vector2* v, uint32_t start, const void* element, uint32_t* position) {
-  const searched elements(v, element);
-  *position = elements.first_equal(start, v->count);
+  const search s = search_for(v, element);
+  *position = first_equal(s, start, v->count);
   if (*position < v->count) return 0;
-  *position = elements.first_equal(0, start);
+  *position = first_equal(s, 0, start);
   return *position < start ? 0 : uint32_t{DATATYPES_INFO_NOT_FOUND};
 }
 
@@ -217,9 +220,9 @@ struct bounds {
 };
 
 // Goes away from the hint in steps that double. Element 0 stays in the bounds even if it isn't below the value.
-static bounds gallop(const searched& elements, uint32_t hint, bounds in) {
+static bounds gallop(const search& s, uint32_t hint, bounds in) {
   for (uint32_t probe = hint, step = 1;; step *= 2) {
-    const int32_t order = elements.against(probe);
+    const int32_t order = order_at(s, probe);
     in.met |= order == 0;
     if (order > 0) {
       in.low = probe + 1;
@@ -233,10 +236,10 @@ static bounds gallop(const searched& elements, uint32_t hint, bounds in) {
   }
 }
 
-static bounds halve(const searched& elements, bounds in) {
+static bounds halve(const search& s, bounds in) {
   while (in.low < in.end) {
     const uint32_t middle = in.low + (in.end - 1 - in.low) / 2;
-    const int32_t order = elements.against(middle);
+    const int32_t order = order_at(s, middle);
     in.met |= order == 0;
     if (order > 0)
       in.low = middle + 1;
@@ -247,10 +250,10 @@ static bounds halve(const searched& elements, bounds in) {
 }
 
 static uint32_t find_sorted(const pask_vector2* v, uint32_t hint, const void* element, uint32_t* position) {
-  const searched elements(v, element);
+  const search s = search_for(v, element);
   bounds in = {.low = 0, .end = v->count, .met = false};
-  if (hint < v->count) in = gallop(elements, hint, in);
-  in = halve(elements, in);
+  if (hint < v->count) in = gallop(s, hint, in);
+  in = halve(s, in);
   *position = in.low;
   return in.met ? 0 : uint32_t{DATATYPES_INFO_NOT_FOUND};
 }
