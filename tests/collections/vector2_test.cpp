@@ -200,15 +200,6 @@ TEST_F(Vector2, MovesFromABorrowedBlockWhenItResizesAndPassesAnOwnedOneOn) {
   EXPECT_EQ(s_released, (values{20, 30, 40}));
 }
 
-TEST_F(Vector2, WalkReadsTheCountAfreshAndStops) {
-  s_vector = make(LOCKED, {1, 2, 3, 4, 5});
-  const auto take_first = [](void* last, void* at) -> uint8_t {
-    return *static_cast<uint32_t*>(at) != *static_cast<uint32_t*>(last) && pask_vector2_deleteindex(s_vector, 0) == 0;
-  };
-  for (uint32_t last : {3u, 0u}) EXPECT_EQ(pask_vector2_foreach(s_vector, take_first, &last), last ? 0x100d01a0u : 0u);
-  EXPECT_EQ(items_of(s_vector), (values{4, 5}));
-}
-
 #define CALL(operation, ...) [](vector2 v) { return pask_vector2_##operation(v, __VA_ARGS__); }
 
 // Each operation with a bad handle and without an argument: the status word, told once by each level.
@@ -237,11 +228,8 @@ TEST_F(Vector2, RefusesNullAndForeignHandles) {
           CALL(copy, nullptr, &s_out)});
   refuse(0, 0x900d0321, {CALL(count, &s_count)});
   const vector2 vector = make(0, {1});
-  for (const pask_status word :
-       {pask_vector2_add(vector, nullptr, 4, nullptr), pask_vector2_attach(vector, &s_count, 4, 0, 0, 0),
-        pask_vector2_count(nullptr, nullptr), pask_vector2_find(vector, nullptr, nullptr)})
-    EXPECT_EQ(word, INVALID);
-  EXPECT_EQ(log.taken(), std::vector<std::string>(5, "pask_vector2 900d0001"));  // the last one's by two levels
+  EXPECT_EQ(pask_vector2_attach(vector, nullptr, 4, 4, 0, 0) | pask_vector2_find(vector, nullptr, nullptr), INVALID);
+  EXPECT_EQ(log.taken(), std::vector<std::string>(3, "pask_vector2 900d0001"));  // the search is two levels
   EXPECT_EQ(pask_vector2_add(vector, &s_number, 3, nullptr) & pask_vector2_insert(vector, 0, &s_number, 5), WRONG_SIZE);
   EXPECT_EQ(items_of(vector), values{1});
 }
