@@ -83,7 +83,7 @@ class chooser {
       tracks_.take_all_filtered(picked_.missing() * 4);
       if (choose_wider(nearness::none)) fallback_ = "whatever the filter lets through";
     }
-    while (history_ && !picked_.full() && history_->relax(tracks_)) choose_wider(nearness::none);
+    while (history_ && !picked_.full() && history_->relax(tracks_)) choose_returning();
     if (picked_.chosen.empty())
       fallback_ = is_filtered() ? "no track of the catalogue passes the filter" : "no other track is in the catalogue";
     arrange();
@@ -157,6 +157,14 @@ class chooser {
       if (judge_.nearness_of(tracks_, each) <= furthest) add(each, asked_.per_artist);
     }
     return picked_.chosen.size() > before;
+  }
+
+  void choose_returning() {
+    std::vector<rated> ranked = rate_all();
+    std::stable_sort(ranked.begin(), ranked.end(), [&](const rated& a, const rated& b) {
+      return history_->last_heard(*a.track) < history_->last_heard(*b.track);
+    });
+    for (const rated& each : ranked) add(each, asked_.per_artist);
   }
 
   bool add(const rated& what, uint32_t limit) {

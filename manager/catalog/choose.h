@@ -24,8 +24,11 @@ class listener {
   virtual ~listener() = default;
   virtual bool admits(const candidate& track) = 0;
   virtual void chosen(const candidate& track) = 0;
-  /** Too little has been chosen: lets more of the tracks pass from now on. False when it can't. */
+  /** Too little has been chosen: lets more of the tracks pass from now on, and those that were heard longest ago are to come
+   *  first. False when it can't. */
   virtual bool relax(const pool& there) = 0;
+  /** Less for what was heard longer ago. */
+  virtual int64_t last_heard(const candidate& track) = 0;
 };
 
 /** `history` may be null. */

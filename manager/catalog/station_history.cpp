@@ -8,9 +8,7 @@ namespace velox::catalog {
 namespace {
 
 constexpr int64_t k_absence = 300; /* tracks heard before one comes back, where there are enough */
-constexpr int64_t k_plenty = 2 * k_absence;
-constexpr uint32_t k_most_patience = 5;
-constexpr size_t k_lately = 12; /* tracks among which an artist isn't to flood */
+constexpr size_t k_lately = 12;    /* tracks among which an artist isn't to flood */
 constexpr int k_lately_of_artist = 3;
 
 constexpr int64_t k_three_hours = 3 * 60 * 60;
@@ -41,21 +39,23 @@ const station_history::knowledge& station_history::about(const candidate& track)
   return place->second;
 }
 
-/** Where there is enough, a track is away for long. Where there isn't, what was heard longest ago comes first: the time away
- *  falls step by step to half of what there is, and in the last step also for what was skipped. */
 bool station_history::heard_too_lately(const verdict& is) const {
   if (is.last == 0) return false;
   const int64_t since = of_.heard - is.last;
-  if (patience_ == 0) return since < k_absence * (1 + 2 * is.skips);
-  const auto eighths = std::max<int64_t>(8 - patience_, 4);
-  const int64_t away = std::min(k_absence, playable_ * eighths / 8);
-  return since < (patience_ < k_most_patience ? away * (1 + is.skips) : away);
+  switch (patience_) {
+    case strict:
+      return since < k_absence * (1 + 2 * is.skips);
+    case half_heard:
+      return since < half_ * (1 + is.skips);
+    default:
+      return since < half_;
+  }
 }
 
 bool station_history::admits(const candidate& track) {
   const auto& [who, is] = about(track);
   if (is.banned || heard_too_lately(is)) return false;
-  if (spread_ && patience_ == 0 && lately_[who.artist] >= k_lately_of_artist) return false;
+  if (spread_ && patience_ == strict && lately_[who.artist] >= k_lately_of_artist) return false;
   return !dmca_ || (three_hours_[who.artist] < k_artist_in_three_hours &&
                     (who.album == 0 || three_hours_[who.album] < k_album_in_three_hours));
 }
@@ -68,15 +68,16 @@ void station_history::chosen(const candidate& track) {
 }
 
 bool station_history::relax(const pool& there) {
-  if (patience_ == k_most_patience) return false;
-  const auto& tracks = there.all();
-  if (patience_++ == 0) {
-    playable_ = static_cast<int64_t>(tracks.size());
-    if (playable_ < k_plenty)
-      playable_ -=
+  if (patience_ == whatever_is_left) return false;
+  patience_ = patience_ == strict ? half_heard : whatever_is_left;
+  if (patience_ == half_heard) {
+    const auto& tracks = there.all();
+    auto playable = static_cast<int64_t>(tracks.size());
+    if (playable < 4 * k_absence)
+      playable -=
           std::count_if(tracks.begin(), tracks.end(), [&](const candidate& each) { return about(each).is.banned; });
+    half_ = std::min(k_absence, playable / 2);
   }
-  if (playable_ >= k_plenty && patience_ > 1) patience_ = k_most_patience;  // the steps between would let nothing pass
   return true;
 }
 

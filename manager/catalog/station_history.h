@@ -16,6 +16,7 @@ class station_history : public listener {
   bool admits(const candidate& track) override;
   void chosen(const candidate& track) override;
   bool relax(const pool& there) override;
+  int64_t last_heard(const candidate& track) override { return about(track).is.last; }
 
   /** Puts tracks into an order in which no artist follows itself where that can be helped, not even the last one heard; with
    *  dmca, no more than two tracks of an album and three of an artist come in a row, and what can't be placed is left out. */
@@ -36,8 +37,8 @@ class station_history : public listener {
   std::vector<heard_track> latest_; /* the last one first */
   std::unordered_map<int64_t, knowledge> known_;
   std::unordered_map<int64_t, int> lately_, three_hours_; /* tracks by artist; by artist and album */
-  uint32_t patience_ = 0;                                 /* how often it was relaxed */
-  int64_t playable_ = 0;                                  /* tracks that could be played */
+  enum { strict, half_heard, whatever_is_left } patience_ = strict;
+  int64_t half_ = 0; /* of the tracks that could be played */
 };
 
 }  // namespace velox::catalog
