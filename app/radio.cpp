@@ -78,7 +78,7 @@ int radio_session::run(const std::string& name, const origin& from) {
   try {
     const bool another = draw();
     show_station(name, from);
-    if (another) show_playlist();
+    if (another) show_playlist(false);
     take_next();
     while (!end_) {
       wait();
@@ -147,7 +147,7 @@ void radio_session::obey(const order& given) {
       if (!given.text.empty() && given.text != "s") return change_setting(given.text);
       show_settings();
       if (input_.has_keys() && !request_.json) {
-        write("Change one (" + std::string(how_to_set) + "), or Enter: ");
+        write("Change (popularity N, similarity N, dmca on|off; Enter for none): ");
         input_.ask_for_setting();
       }
       return;
@@ -235,7 +235,7 @@ void radio_session::leave(const listener_event& how) {
 
   const bool another = coming_.due() && draw();
   tell_of(how, left.shown);
-  if (another) show_playlist();
+  if (another) show_playlist(how.event != VELOX_CADENZ_EVENT_TRACK_PLAYED);
   take_next();
 }
 
@@ -243,7 +243,7 @@ void radio_session::like(const listener_event& how) {
   if (!record(how)) return;
   const bool another = draw();
   tell_of(how, current_->shown);
-  if (another) show_playlist();
+  if (another) show_playlist(true);
 }
 
 bool radio_session::record(const listener_event& how) {
@@ -261,7 +261,7 @@ void radio_session::change_setting(const std::string& text) {
   station_.set(setting->first, setting->second);
   const bool another = draw();
   show_settings();
-  if (another) show_playlist();
+  if (another) show_playlist(true);
 }
 
 // ---- The player ----------------------------------------------------------------------------------------------------
@@ -295,7 +295,7 @@ void radio_session::pass_over(const std::string& why) {
   coming_.leave_out(left.shown);
   tell(description(left.shown) + " can't be played: " + why);
   happened({.name = "unplayable", .track = &left.shown, .texts = {{"why", why}}}, {});
-  if (coming_.due() && draw()) show_playlist();
+  if (coming_.due() && draw()) show_playlist(false);
 }
 
 void radio_session::pause_or_go_on() {
@@ -349,10 +349,10 @@ void radio_session::show_station(const std::string& name, const origin& from) {
                (input_.has_keys() ? "Press ? for the keys.\n" : ""));
 }
 
-/** A person sees how the first playlist begins, and of others only that they came. */
-void radio_session::show_playlist() {
+/** A person sees how the first playlist begins, and of others only that something steered them. */
+void radio_session::show_playlist(bool steered) {
   const std::vector<playlist_track>& tracks = coming_.tracks();
-  std::string text = "What comes next is new: u shows it.\n";
+  std::string text = steered ? "What comes next is new: u shows it.\n" : "";
   if (!playlist_shown_) text = "\nComing:\n" + table_of(tracks, shown_at_start, where_);
   playlist_shown_ = true;
   happened({.name = "playlist", .coming = &tracks}, text);

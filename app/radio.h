@@ -49,7 +49,7 @@ class radio_session {
   void tell_of(const listener_event& how, const item& track);
   void not_understood(const std::string& what, const std::string& next);
   void show_station(const std::string& name, const origin& from);
-  void show_playlist();
+  void show_playlist(bool steered);
   void show_track();
   void show_settings();
   void show_help();

@@ -67,8 +67,8 @@ class radio_input {
   void take_key(char key, std::deque<order>& orders);
   void take_line(std::deque<order>& orders);
 
-  const bool terminal_;
   termios usual_ = {};
+  const bool terminal_;
   bool asking_ = false;
   bool too_long_ = false;
   enum { plain, escaped, sequence } keys_ = plain;

@@ -2,7 +2,7 @@
  * they are kept here until a request with them has succeeded. */
 #include "station.h"
 
-#include <velox/pask_string.h>
+#include <velox/pask_number.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -120,7 +120,7 @@ bool station::draw() {
   const bool twice = options_changed_ && !pending_.empty();
   pask_status status = exchange();
   if (status == 0 && twice) status = exchange();
-  if (status != 0 && status != CADENZ_ERR_NOT_FOUND) throw failure("no playlist: " + last_error(status));
+  if (status != 0) throw failure("no playlist: " + last_error(status));
   options_changed_ = false;
   return playlist_.get() != before;
 }
@@ -129,11 +129,13 @@ pask_status station::exchange() {
   velox_mdo_handle given = nullptr;
   const pask_status status = velox_cadenz_station_generate_playlist(handle_.get(), &given);
   if (status == 0) playlist_.reset(given);
-  if (status == 0 || status == CADENZ_ERR_NOT_FOUND)
-    pending_.clear();
-  else
+  const bool nothing_yet = status == CADENZ_ERR_NOT_FOUND && !playlist_;  // that is an answer too
+  if (status != 0 && !nothing_yet) {
     record_again();
-  return status;
+    return status;
+  }
+  pending_.clear();
+  return 0;
 }
 
 void station::record_again() {
