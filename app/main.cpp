@@ -36,14 +36,15 @@ constexpr const char* examples =
 /** Without the description, which help would repeat. */
 CLI::Validator whole_number(int least, int most) { return CLI::Range(least, most).description(""); }
 
+std::string names_something(const std::string& text) { return text.empty() ? "an empty text names nothing" : ""; }
+
 /** Several occurrences, one value each. */
 CLI::Option* add_repeatable(CLI::App* command, const char* name, std::vector<std::string>& values, const char* help) {
   return command->add_option(name, values, help)
       ->type_name("TEXT")
       ->allow_extra_args(false)
       ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
-      ->check([](const std::string& text) { return std::string(text.empty() ? "an empty text names nothing" : ""); },
-              "");
+      ->check(names_something, "");
 }
 
 struct seed_options {
@@ -228,6 +229,7 @@ void add_radio(CLI::App& program, command_line& line) {
   add_catalog(command, line);
   CLI::Option* station =
       command->add_option("--station", request.station, "Go on with this station: its identifier, or its beginning")
+          ->check(names_something, "")
           ->type_name("ID");
   add_start(command, line.seeds_of_radio, request.start);
   command
@@ -281,6 +283,7 @@ void add_stations(CLI::App& program, command_line& line) {
   add("rename", what::rename, "Give a station another name")
       ->add_option("NAME", request.name, "Its name from now on")
       ->required()
+      ->check(names_something, "")
       ->type_name("");
   add("remove", what::remove, "Remove a station with its history");
   add("history", what::history, "Show what happened on a station");

@@ -12,6 +12,7 @@
 #include <cstring>
 
 #include "output.h"
+#include "session.h"
 #include "text_safe.h"
 
 namespace app {
@@ -76,10 +77,11 @@ radio_session::radio_session(station& on, const std::string& catalog, const radi
 
 int radio_session::run(const std::string& name, const origin& from) {
   try {
+    if (interrupted()) end("signal");
     const bool another = draw();
     show_station(name, from);
     if (another) show_playlist(false);
-    take_next();
+    if (!end_) take_next();
     while (!end_) {
       wait();
       if (end_ || orders_.empty()) continue;
@@ -141,8 +143,7 @@ void radio_session::obey(const order& given) {
     case action::explain:
       return answer({.name = "explain", .track = &current_->shown}, details_of(current_->shown, where_));
     case action::upcoming:
-      return answer({.name = "upcoming", .coming = &coming_.tracks()},
-                    table_of(coming_.tracks(), coming_.tracks().size(), where_));
+      return show_upcoming();
     case action::settings:
       if (!given.text.empty() && given.text != "s") return change_setting(given.text);
       show_settings();
@@ -171,13 +172,14 @@ void radio_session::end(const char* why) {
 /** Reports what isn't reported yet. The service waits for another process a bounded time only. */
 void radio_session::finish() {
   player_.stop();
-  if (const size_t unreported = station_.unreported(); unreported > 0) {
-    try {
-      station_.draw();
-    } catch (const failure& failed) {
-      tell(std::to_string(unreported) + " events aren't in the station's history: " + failed.what());
-      status_ = exit_failed;
-    }
+  try {
+    if (station_.unreported() > 0) station_.draw();
+  } catch (const failure& failed) {
+    tell(failed.what());
+  }
+  if (const size_t missing = station_.unreported() + station_.lost(); missing > 0) {
+    tell("of what happened, " + std::to_string(missing) + " couldn't be reported to the station");
+    status_ = exit_failed;
   }
 
   radio_event last{.name = "end", .texts = {{"why", end_}, {"station", station_.id()}}};
@@ -360,6 +362,12 @@ void radio_session::show_playlist(bool steered) {
 
 void radio_session::show_track() {
   happened({.name = "track", .track = &current_->shown}, '\n' + line_of(current_->shown, where_));
+}
+
+void radio_session::show_upcoming() {
+  const std::vector<playlist_track>& tracks = coming_.tracks();
+  answer({.name = "upcoming", .coming = &tracks},
+         tracks.empty() ? "That is chosen when this track is over.\n" : table_of(tracks, tracks.size(), where_));
 }
 
 void radio_session::show_settings() {

@@ -51,6 +51,7 @@ class radio_session {
   void show_station(const std::string& name, const origin& from);
   void show_playlist(bool steered);
   void show_track();
+  void show_upcoming();
   void show_settings();
   void show_help();
 

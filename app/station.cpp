@@ -139,7 +139,7 @@ pask_status station::exchange() {
 }
 
 void station::record_again() {
-  std::erase_if(pending_, [](pending_event& one) { return ++one.failures == most_failures; });
+  lost_ += std::erase_if(pending_, [](pending_event& one) { return ++one.failures == most_failures; });
   for (const pending_event& one : pending_)
     check(velox_cadenz_station_event(handle_.get(), one.event, one.subject.get()), "recording an event");
 }

@@ -61,6 +61,8 @@ class station {
   /** Records what the listener did. An event of the artist needs a track that names one; false for one that doesn't. */
   bool record(uint32_t event, const playlist_track& track);
   size_t unreported() const { return pending_.size(); }
+  /** Events that were given up. */
+  size_t lost() const { return lost_; }
   /** Sets an option; it counts with the next draw. */
   void set(const char* option, const std::string& value);
 
@@ -86,6 +88,7 @@ class station {
   bool reopened_;
   mdo_owner playlist_;
   std::vector<pending_event> pending_;
+  size_t lost_ = 0;
   bool options_changed_ = false;
 };
 
