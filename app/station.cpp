@@ -50,9 +50,11 @@ std::string id_of(velox_cadenz_station_handle handle) {
 
 velox_cadenz_station_handle made(start_point& start) {
   velox_cadenz_station_handle handle = nullptr;
-  start.watch.finish(
-      velox_cadenz_query_generate_station(start.query.get(), start.filter.get(), nullptr, nullptr, &handle),
-      "no station can be made");
+  const pask_status status =
+      velox_cadenz_query_generate_station(start.query.get(), start.filter.get(), nullptr, nullptr, &handle);
+  if (status == CADENZ_ERR_NOT_FOUND)
+    throw failure("nothing in the catalogue fits", "give fewer filters, or another --from");
+  start.watch.finish(status, "no station can be made");
   return handle;
 }
 
@@ -118,24 +120,23 @@ bool station::draw() {
   const velox_mdo_handle before = playlist_.get();
   // Of one call the service sees events or changed options, whichever there are first.
   const bool twice = options_changed_ && !pending_.empty();
-  pask_status status = exchange();
-  if (status == 0 && twice) status = exchange();
-  if (status != 0) throw failure("no playlist: " + last_error(status));
+  exchange();
+  if (twice) exchange();
   options_changed_ = false;
   return playlist_.get() != before;
 }
 
-pask_status station::exchange() {
+void station::exchange() {
   velox_mdo_handle given = nullptr;
   const pask_status status = velox_cadenz_station_generate_playlist(handle_.get(), &given);
   if (status == 0) playlist_.reset(given);
   const bool nothing_yet = status == CADENZ_ERR_NOT_FOUND && !playlist_;  // that is an answer too
   if (status != 0 && !nothing_yet) {
+    const failure failed("no playlist: " + last_error(status));
     record_again();
-    return status;
+    throw failed;
   }
   pending_.clear();
-  return 0;
 }
 
 void station::record_again() {

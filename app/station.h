@@ -80,7 +80,7 @@ class station {
     int failures = 0;
   };
 
-  pask_status exchange();
+  void exchange();
   void record_again();
 
   station_owner handle_;

@@ -85,7 +85,7 @@ TEST_F(Radio, GoesOnAfterAKillWithLikesBansAndHistory) {
   EXPECT_TRUE(kept["station"] == id && kept["played"] == 1 && kept["liked"] == 2 && kept["banned"] == 2) << kept;
 
   const auto again = radio({"--station", id.substr(0, id.size() - 1)});
-  for (int i = 0; i < 30; ++i) again->say("next\n");
+  for (int i = 0; i < 20; ++i) again->say("next\n");
   EXPECT_EQ(again->end(), 0) << read("stderr");
   EXPECT_EQ(events(again->heard)[0]["state"], "reopened");
   const std::vector<std::string> played = tracks(again->heard, "track");
