@@ -18,6 +18,8 @@ std::string table_of(const std::vector<named_list>& lists, const terminal& where
 std::string table_of(const std::vector<playlist_track>& tracks, size_t most, const terminal& where);
 std::string table_of(const std::vector<station_row>& stations, const terminal& where);
 std::string table_of(const std::vector<history_row>& history, const terminal& where);
+/** The name of an event as people have it, "artist liked". */
+std::string spoken(std::string event);
 /** The track that is on, in a line, with its reason below. */
 std::string line_of(const item& track, const terminal& where);
 /** All that is known of it, and why it is there. */

@@ -227,15 +227,20 @@ std::string table_of(const std::vector<history_row>& history, const terminal& wh
                {"Title", column::text, 0, {}},
                {"Artist", column::text, 0, {}}},
               {}};
-  for (const history_row& row : history) shown.add_row({moment_of(row.time), row.event, row.title, row.artist});
+  for (const history_row& row : history) shown.add_row({moment_of(row.time), spoken(row.event), row.title, row.artist});
   return rendered(std::move(shown), where);
+}
+
+std::string spoken(std::string event) {
+  std::ranges::replace(event, '-', ' ');
+  return event;
 }
 
 std::string line_of(const item& track, const terminal& where) {
   std::string text = description(track);
   for (const std::string& part : {track.album, year_of(track), length_of(track)})
     if (!part.empty()) text += ", " + part;
-  return styled(fit("> " + safe(text), where.width), "1", where) + '\n' + wrapped(safe(track.reason), "  ", where);
+  return styled("> " + safe(text), "1", where) + '\n' + wrapped(safe(track.reason), "  ", where);
 }
 
 std::string details_of(const item& track, const terminal& where) {

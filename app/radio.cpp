@@ -187,7 +187,7 @@ void radio_session::finish() {
   for (const listener_event& one : listener_events) {
     last.numbers.emplace_back(one.name, counts_[one.event]);
     if (counts_[one.event] > 0)
-      line += (line.empty() ? "" : ", ") + std::to_string(counts_[one.event]) + ' ' + one.name;
+      line += (line.empty() ? "" : ", ") + std::to_string(counts_[one.event]) + ' ' + spoken(one.name);
   }
   happened(last, (line.empty() ? "" : line + ". ") + "Go on with: cadenz radio --station " + station_.id() + '\n');
   hook_.finish();

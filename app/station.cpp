@@ -151,8 +151,6 @@ std::vector<playlist_track> station::tracks() const {
        ++i) {
     for (uint32_t j = 1; const velox_mdo_handle track = velox_standin_mdo_child(album, "velox_ctx_track!", j); ++j) {
       tracks.push_back({keep(track), read_item(track)});
-      item& shown = tracks.back().shown;
-      if (shown.album.empty()) shown.album = value_of(album, VELOX_VAL_TITLE).value_or("");
     }
   }
   return tracks;
