@@ -173,7 +173,7 @@ void radio_session::end(const char* why) {
 void radio_session::finish() {
   player_.stop();
   try {
-    if (station_.unreported() > 0) station_.draw();
+    if (!station_.in_step()) station_.draw();
   } catch (const failure& failed) {
     tell(failed.what());
   }

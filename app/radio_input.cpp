@@ -3,9 +3,7 @@
 
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
-#include <iterator>
 
 #include "text_safe.h"
 
@@ -79,9 +77,11 @@ void radio_input::suspend() {
 void radio_input::resume() {
   if (!terminal_) return;
   termios keys = usual_;
-  if (!asking_) keys.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO);
-  keys.c_cc[VMIN] = 1;
-  keys.c_cc[VTIME] = 0;
+  if (!asking_) {
+    keys.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO);
+    keys.c_cc[VMIN] = 1;
+    keys.c_cc[VTIME] = 0;
+  }
   tcsetattr(STDIN_FILENO, TCSANOW, &keys);
 }
 

@@ -149,9 +149,8 @@ std::vector<playlist_track> station::tracks() const {
   std::vector<playlist_track> tracks;
   for (uint32_t i = 1; const velox_mdo_handle album = velox_standin_mdo_child(playlist_.get(), "velox_ctx_album!", i);
        ++i) {
-    for (uint32_t j = 1; const velox_mdo_handle track = velox_standin_mdo_child(album, "velox_ctx_track!", j); ++j) {
+    for (uint32_t j = 1; const velox_mdo_handle track = velox_standin_mdo_child(album, "velox_ctx_track!", j); ++j)
       tracks.push_back({keep(track), read_item(track)});
-    }
   }
   return tracks;
 }

@@ -60,6 +60,8 @@ class station {
 
   /** Records what the listener did. An event of the artist needs a track that names one; false for one that doesn't. */
   bool record(uint32_t event, const playlist_track& track);
+  /** True when the service knows all that was recorded and set. */
+  bool in_step() const { return pending_.empty() && !options_changed_; }
   size_t unreported() const { return pending_.size(); }
   /** Events that were given up. */
   size_t lost() const { return lost_; }
