@@ -35,13 +35,32 @@ struct named_seed {
   std::string text;
 };
 
-struct recommend_request {
+/** What recommendations and stations start from. */
+struct start_request {
   std::vector<named_seed> seeds;  // in the order of the command line
   std::vector<std::string> genres, moods, eras;
   std::vector<std::pair<const char*, std::string>> options;  // of the query, as velox_cadenz.h names them
   std::optional<double> timeout_seconds;
+};
+
+struct recommend_request {
+  start_request start;
   form output = form::table;
   bool explain = false;
+};
+
+struct radio_request {
+  start_request start;
+  std::string station;              // one to go on with, by its identifier; empty for a new one
+  std::vector<std::string> player;  // a program and its arguments; empty: the list is walked
+  std::string on_event;             // a program; empty for none
+  bool json = false;
+};
+
+struct stations_request {
+  enum class action { list, rename, remove, history } what = action::list;
+  std::string id, name;
+  bool json = false;
 };
 
 /* `catalog` is the path of the catalogue's file. */
@@ -49,6 +68,8 @@ int scan(const std::string& catalog, const scan_request& request);
 int search(const std::string& catalog, const search_request& request);
 int lists(const std::string& catalog, const lists_request& request);
 int recommend(const std::string& catalog, const recommend_request& request);
+int radio(const std::string& catalog, const radio_request& request);
+int stations(const std::string& catalog, const stations_request& request);
 
 }  // namespace app
 

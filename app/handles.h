@@ -26,6 +26,7 @@ using user_owner = std::unique_ptr<velox_user, releaser<velox_standin_user_relea
 using mdo_owner = std::unique_ptr<velox_mdo, releaser<velox_standin_mdo_release>>;
 using catalog_owner = std::unique_ptr<velox_catalog, releaser<velox_catalog_close>>;
 using query_owner = std::unique_ptr<cadenz_query, releaser<velox_cadenz_query_release>>;
+using station_owner = std::unique_ptr<cadenz_station, releaser<velox_cadenz_station_release>>;
 using filter_owner = std::unique_ptr<cadenz_filter, releaser<velox_cadenz_filter_release>>;
 
 /** Something failed: what happened, and what to do next, which may be empty. */

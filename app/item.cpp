@@ -45,6 +45,7 @@ const char* kind_name(item_kind kind) {
 item read_item(velox_mdo_handle object) {
   item read;
   read.kind = kind_of(object);
+  read.id = text_of(object, "velox_val_tui");
   read.title = text_of(object, VELOX_VAL_TITLE);
   read.artist = text_of(object, VELOX_VAL_ARTIST);
   read.album = text_of(object, VELOX_VAL_ALBUM);

@@ -18,6 +18,7 @@ const char* kind_name(item_kind kind);
 
 struct item {
   item_kind kind = item_kind::track;
+  std::string id;      // of a track
   std::string title;   // of a track or album
   std::string artist;  // its artist, or the artist's name
   std::string album, era, location;
@@ -28,11 +29,16 @@ struct item {
   std::optional<long> reason_seed, score;
 };
 
-struct recommendation {
-  bool invented = false;  // it comes from the demonstration catalogue
+/** What a request starts from. */
+struct origin {
+  bool invented = false;  // the demonstration catalogue
   std::vector<item> seeds;
   std::vector<std::pair<std::string, std::string>> filters;  // "genre", "mood" or "era" and the name
-  std::string fallback;                                      // what was gone back to; empty when not needed
+};
+
+struct recommendation {
+  origin from;
+  std::string fallback;  // what was gone back to; empty when not needed
   std::vector<item> tracks;
 };
 

@@ -1,5 +1,6 @@
 /* JSON for programs, through nlohmann-json. Fields that a track doesn't have are left out. */
 #include <cstdio>
+#include <ctime>
 #include <nlohmann/json.hpp>
 
 #include "output.h"
@@ -13,8 +14,8 @@ using json = nlohmann::ordered_json;
 
 /** The text of a document. Invalid UTF-8 becomes U+FFFD. Dumping escapes the controls below the blank; what else acts on a
  *  terminal stands in strings only, and is escaped here. */
-std::string dumped(const json& document) {
-  const std::string raw = document.dump(2, ' ', false, json::error_handler_t::replace);
+std::string dumped(const json& document, int indent = 2) {
+  const std::string raw = document.dump(indent, ' ', false, json::error_handler_t::replace);
   std::string text;
   text.reserve(raw.size() + 1);
   const auto escape = [&](char32_t unit) {
@@ -77,15 +78,31 @@ json array_of(const std::vector<item>& items) {
   return array;
 }
 
+/** A moment as RFC 3339 writes it. */
+std::string moment_of(uint64_t seconds) {
+  const auto moment = static_cast<time_t>(seconds);
+  tm parts = {};
+  char text[32];
+  return gmtime_r(&moment, &parts) && std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &parts) > 0 ? text : "";
+}
+
+json object_of(const station_settings& settings) {
+  json object = json::object();
+  put(object, "popularity", settings.popularity);
+  put(object, "similarity", settings.similarity);
+  if (settings.dmca) object["dmca"] = *settings.dmca;
+  return object;
+}
+
 }  // namespace
 
 std::string json_of(const recommendation& result) {
   json document = json::object();
-  document["seeds"] = array_of(result.seeds);
+  document["seeds"] = array_of(result.from.seeds);
   document["filters"] = json::array();
-  for (const auto& [kind, name] : result.filters) document["filters"].push_back({{"kind", kind}, {"name", name}});
+  for (const auto& [kind, name] : result.from.filters) document["filters"].push_back({{"kind", kind}, {"name", name}});
   put(document, "fallback", result.fallback);
-  if (result.invented) document["invented"] = true;
+  if (result.from.invented) document["invented"] = true;
   document["tracks"] = array_of(result.tracks);
   return dumped(document);
 }
@@ -99,6 +116,44 @@ std::string json_of(const std::vector<named_list>& lists) {
     for (const list_row& row : list.rows) rows.push_back({{"name", row.name}, {"tracks", row.tracks}});
   }
   return dumped(document);
+}
+
+std::string json_of(const std::vector<station_row>& stations) {
+  json array = json::array();
+  for (const station_row& row : stations)
+    array.push_back({{"station", row.id},
+                     {"name", row.name},
+                     {"created", moment_of(row.created)},
+                     {"used", moment_of(row.used)},
+                     {"played", row.played},
+                     {"skipped", row.skipped},
+                     {"liked", row.liked},
+                     {"banned", row.disliked}});
+  return dumped(array);
+}
+
+std::string json_of(const std::vector<history_row>& history) {
+  json array = json::array();
+  for (const history_row& row : history) {
+    array.push_back({{"time", moment_of(row.time)}, {"event", row.event}});
+    put(array.back(), "title", row.title);
+    put(array.back(), "artist", row.artist);
+  }
+  return dumped(array);
+}
+
+std::string json_line(const radio_event& event) {
+  json object = json::object();
+  object["event"] = event.name;
+  for (const auto& [key, value] : event.texts) object[key] = value;
+  if (event.settings) object["settings"] = object_of(*event.settings);
+  for (const auto& [key, value] : event.numbers) object[key] = value;
+  if (event.track) object["track"] = object_of(*event.track);
+  if (event.coming) {
+    json& tracks = object["tracks"] = json::array();
+    for (const playlist_track& one : *event.coming) tracks.push_back(object_of(one.shown));
+  }
+  return dumped(object, -1);
 }
 
 }  // namespace app

@@ -2,6 +2,7 @@
  * long ones are cut, the widest first. All text goes through safe(). */
 #include <algorithm>
 #include <cstdio>
+#include <ctime>
 
 #include "output.h"
 #include "text_safe.h"
@@ -62,7 +63,7 @@ std::string styled(const std::string& text, const char* style, const terminal& w
 
 /** One line; `cell` gives the text of each column. */
 template <class Cell>
-std::string line_of(const std::vector<column>& columns, const terminal& where, Cell cell) {
+std::string row_of(const std::vector<column>& columns, const terminal& where, Cell cell) {
   std::string line;
   for (const column& c : columns) {
     const std::string text = fit(cell(c), c.width);
@@ -96,9 +97,9 @@ std::string rendered(table shown, const terminal& where) {
   const size_t rows = shown.columns.front().cells.size();
   lay_out(shown.columns, where.width);
 
-  std::string text = styled(line_of(shown.columns, where, [](const column& c) { return c.title; }), "1", where) + '\n';
+  std::string text = styled(row_of(shown.columns, where, [](const column& c) { return c.title; }), "1", where) + '\n';
   for (size_t row = 0; row < rows; ++row) {
-    text += line_of(shown.columns, where, [row](const column& c) { return c.cells[row]; }) + '\n';
+    text += row_of(shown.columns, where, [row](const column& c) { return c.cells[row]; }) + '\n';
     if (row < shown.notes.size()) text += wrapped(shown.notes[row], where.width > 40 ? "    " : " ", where);
   }
   return text;
@@ -117,20 +118,30 @@ std::string length_of(const item& track) {
 
 std::string year_of(const item& track) { return track.year ? std::to_string(*track.year) : std::string(); }
 
+/** A moment where the person is. */
+std::string moment_of(uint64_t seconds) {
+  const auto moment = static_cast<time_t>(seconds);
+  tm parts = {};
+  char text[32];
+  return localtime_r(&moment, &parts) && std::strftime(text, sizeof text, "%Y-%m-%d %H:%M", &parts) > 0 ? text : "";
+}
+
 /** What the request was made from, in one line. */
-std::string heading(const recommendation& result) {
+std::string heading(const origin& from) {
   std::string text;
-  for (const item& seed : result.seeds) text += (text.empty() ? "From " : ", ") + description(seed);
+  for (const item& seed : from.seeds) text += (text.empty() ? "From " : ", ") + description(seed);
   std::string filters;
-  for (const auto& [kind, name] : result.filters) filters += (filters.empty() ? "" : ", ") + kind + ' ' + name;
+  for (const auto& [kind, name] : from.filters) filters += (filters.empty() ? "" : ", ") + kind + ' ' + name;
   if (!filters.empty()) text += (text.empty() ? "From " : "; ") + filters;
-  if (result.invented) text += " (demonstration catalogue: the artists are invented)";
+  if (from.invented) text += " (demonstration catalogue: the artists are invented)";
   return safe(text);
 }
 
 }  // namespace
 
-std::string table_of(const recommendation& result, bool explain, const terminal& where) {
+std::string heading_of(const origin& from, const terminal& where) { return wrapped(heading(from), "", where); }
+
+std::string table_of_tracks(const std::vector<item>& tracks, bool explain, const terminal& where) {
   table shown{{{"#", column::number, 0, {}},
                {"Title", column::text, 0, {}},
                {"Artist", column::text, 0, {}},
@@ -139,12 +150,12 @@ std::string table_of(const recommendation& result, bool explain, const terminal&
                {"Length", column::number, 1, {}}},
               {}};
   size_t position = 0;
-  for (const item& track : result.tracks) {
+  for (const item& track : tracks) {
     shown.add_row(
         {std::to_string(++position), track.title, track.artist, track.album, year_of(track), length_of(track)});
     if (explain) shown.notes.push_back(safe(track.reason));
   }
-  return wrapped(heading(result), "", where) + '\n' + rendered(std::move(shown), where);
+  return rendered(std::move(shown), where);
 }
 
 std::string table_of(const std::vector<item>& found, const terminal& where) {
@@ -186,6 +197,69 @@ std::string table_of(const std::vector<named_list>& lists, const terminal& where
     for (const list_row& row : list.rows) shown.add_row({row.name, std::to_string(row.tracks)});
     text += (text.empty() ? "" : "\n") + rendered(std::move(shown), where);
   }
+  return text;
+}
+
+std::string table_of(const std::vector<playlist_track>& tracks, size_t most, const terminal& where) {
+  std::vector<item> first;
+  for (size_t i = 0; i < tracks.size() && i < most; ++i) first.push_back(tracks[i].shown);
+  return table_of_tracks(first, true, where);
+}
+
+std::string table_of(const std::vector<station_row>& stations, const terminal& where) {
+  table shown{{{"Station", column::number, 0, {}},
+               {"Name", column::text, 0, {}},
+               {"Played", column::number, 2, {}},
+               {"Skipped", column::number, 4, {}},
+               {"Liked", column::number, 2, {}},
+               {"Banned", column::number, 3, {}},
+               {"Last used", column::number, 1, {}}},
+              {}};
+  for (const station_row& row : stations)
+    shown.add_row({row.id, row.name, std::to_string(row.played), std::to_string(row.skipped), std::to_string(row.liked),
+                   std::to_string(row.disliked), moment_of(row.used)});
+  return rendered(std::move(shown), where);
+}
+
+std::string table_of(const std::vector<history_row>& history, const terminal& where) {
+  table shown{{{"Time", column::number, 1, {}},
+               {"Event", column::number, 0, {}},
+               {"Title", column::text, 0, {}},
+               {"Artist", column::text, 0, {}}},
+              {}};
+  for (const history_row& row : history) shown.add_row({moment_of(row.time), spoken(row.event), row.title, row.artist});
+  return rendered(std::move(shown), where);
+}
+
+std::string spoken(std::string event) {
+  std::ranges::replace(event, '-', ' ');
+  return event;
+}
+
+std::string line_of(const item& track, const terminal& where) {
+  std::string text = description(track);
+  for (const std::string& part : {track.album, year_of(track), length_of(track)})
+    if (!part.empty()) text += ", " + part;
+  return styled("> " + safe(text), "1", where) + '\n' + wrapped(safe(track.reason), "  ", where);
+}
+
+std::string details_of(const item& track, const terminal& where) {
+  const auto joined = [](const std::vector<std::string>& texts) {
+    std::string all;
+    for (const std::string& text : texts) all += (all.empty() ? "" : ", ") + text;
+    return all;
+  };
+  const std::pair<const char*, std::string> parts[] = {
+      {"why", track.reason},
+      {"score", track.score ? std::to_string(*track.score) : ""},
+      {"genres", joined(track.genres)},
+      {"moods", joined(track.moods)},
+      {"era", track.era},
+      {"popularity", track.popularity ? std::to_string(*track.popularity) : ""},
+      {"file", track.location}};
+  std::string text = safe(description(track)) + '\n';
+  for (const auto& [name, value] : parts)
+    if (!value.empty()) text += wrapped(name + (": " + safe(value)), "  ", where);
   return text;
 }
 

@@ -66,12 +66,12 @@ std::string catalog_path(const std::string& named) {
 
 std::string catalog_url(const std::string& path) { return "sqlite:" + path; }
 
-catalog_owner open_catalog(const std::string& path) {
+catalog_owner open_catalog(const std::string& path, bool to_change) {
   const char* fill_it = "run: cadenz scan FOLDER";
   std::error_code ignored;
   if (!fs::exists(path, ignored)) throw failure("there is no catalogue yet at " + path, fill_it);
 
-  catalog_owner catalog = opened(path, VELOX_CATALOG_READ);
+  catalog_owner catalog = opened(path, to_change ? VELOX_CATALOG_CREATE : VELOX_CATALOG_READ);
   velox_catalog_counts counts = {};
   check(velox_catalog_count(catalog.get(), &counts));
   if (counts.tracks == 0) throw failure("the catalogue at " + path + " is empty", fill_it);

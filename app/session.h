@@ -36,8 +36,8 @@ class session {
 std::string catalog_path(const std::string& named);
 /** The service URL of a catalogue's file. */
 std::string catalog_url(const std::string& path);
-/** Opens the catalogue for reading; fails when there is none, or nothing in it. */
-catalog_owner open_catalog(const std::string& path);
+/** Opens the catalogue that is there; fails when there is none, or nothing in it. */
+catalog_owner open_catalog(const std::string& path, bool to_change = false);
 /** Opens the catalogue for a scan; makes it when missing. */
 catalog_owner open_catalog_for_scan(const std::string& path);
 

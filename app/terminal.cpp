@@ -42,8 +42,10 @@ terminal terminal_of(int descriptor) {
   return found;
 }
 
+bool write_output(std::string_view text) { return write_all(STDOUT_FILENO, text); }
+
 void write_result(std::string_view text) {
-  if (write_all(STDOUT_FILENO, text) || errno == EPIPE) return;
+  if (write_output(text) || errno == EPIPE) return;
   throw failure(std::string("the result can't be written: ") + std::strerror(errno));
 }
 

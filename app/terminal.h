@@ -22,6 +22,9 @@ terminal terminal_of(int descriptor);
  *  quietly; any other trouble is a failure. */
 void write_result(std::string_view text);
 
+/** The same, but false, with errno, for any trouble. */
+bool write_output(std::string_view text);
+
 /** Tells something on standard error, as "cadenz: ..."; the text is made safe. The hint, if any, follows in a line of its
  *  own. */
 void tell(std::string_view text, std::string_view hint = {});

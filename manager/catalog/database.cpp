@@ -136,20 +136,29 @@ uint32_t big_endian(const uint8_t* at) {
 
 enum class found { nothing, empty, ours };
 
-/** Looks at the file's header without SQLite, which could write beside a stranger's database. */
+/** Looks at the file's header before anything is written beside a stranger's database. The file is opened by SQLite all the same:
+ *  to close a descriptor of our own would end the locks that the process has on the file, and let other processes take away the
+ *  log under a connection that is open. */
 found inspect(const std::string& path) {
-  const int file = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (file < 0 && errno == ENOENT) return found::nothing;
-  if (file < 0) refuse(path, std::string("can't be opened: ") + std::strerror(errno));
   struct stat status = {};
+  if (::stat(path.c_str(), &status) != 0) {
+    if (errno == ENOENT) return found::nothing;
+    refuse(path, std::string("can't be opened: ") + std::strerror(errno));
+  }
+  if (!S_ISREG(status.st_mode)) refuse(path, "isn't a file");
+  if (status.st_size == 0) return found::empty;
+
+  sqlite3* raw = nullptr;
+  sqlite3_file* file = nullptr;
   uint8_t header[100] = {};
-  const bool regular = ::fstat(file, &status) == 0 && S_ISREG(status.st_mode);
-  const ssize_t size = regular ? ::read(file, header, sizeof header) : 0;
-  ::close(file);
-  if (!regular) refuse(path, "isn't a file");
-  if (size == 0) return found::empty;
-  if (size != sizeof header || std::memcmp(header, "SQLite format 3", 16) != 0 ||
-      big_endian(header + 68) != k_application_id)
+  const int opened = sqlite3_open_v2(path.c_str(), &raw, SQLITE_OPEN_READONLY | SQLITE_OPEN_NOMUTEX, nullptr);
+  const int reason = raw ? sqlite3_system_errno(raw) : ENOMEM;
+  const bool read = opened == SQLITE_OK &&
+                    sqlite3_file_control(raw, "main", SQLITE_FCNTL_FILE_POINTER, &file) == SQLITE_OK &&
+                    file->pMethods->xRead(file, header, sizeof header, 0) == SQLITE_OK;
+  sqlite3_close(raw);
+  if (opened != SQLITE_OK) refuse(path, std::string("can't be opened: ") + std::strerror(reason));
+  if (!read || std::memcmp(header, "SQLite format 3", 16) != 0 || big_endian(header + 68) != k_application_id)
     refuse(path, "isn't a music catalogue: the file belongs to something else and stays as it is");
   if (big_endian(header + 60) > k_version)
     refuse(path, "was written by a newer version of this program and stays as it is");

@@ -4,12 +4,14 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <pty.h>
+#include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
+#include <utility>
 
 namespace fs = std::filesystem;
 
@@ -39,6 +41,42 @@ int status_of(pid_t process) {
 
 }  // namespace
 
+conversation::~conversation() {
+  if (process_ > 0) signal(SIGKILL);
+  end();
+}
+
+void conversation::say(const std::string& text) const {
+  ASSERT_EQ(::write(input_, text.data(), text.size()), static_cast<ssize_t>(text.size()));
+}
+
+bool conversation::read_more() {
+  pollfd source = {output_, POLLIN, 0};
+  char block[4096];
+  const ssize_t got = poll(&source, 1, 20'000) == 1 ? ::read(output_, block, sizeof block) : 0;
+  if (got > 0) heard.append(block, static_cast<size_t>(got));
+  return got > 0;
+}
+
+bool conversation::hear(const std::string& text) {
+  size_t at = 0;
+  while ((at = heard.find(text, passed_)) == std::string::npos)
+    if (!read_more()) return false;
+  passed_ = at + text.size();
+  return true;
+}
+
+void conversation::signal(int number) const { kill(process_, number); }
+
+int conversation::end() {
+  if (process_ == 0) return -1;
+  if (input_ != output_) close(input_);
+  while (read_more()) {
+  }
+  close(output_);
+  return status_of(std::exchange(process_, 0));
+}
+
 Program::Program() {
   std::string name = (fs::temp_directory_path() / "cadenz-test-XXXXXX").string();
   home = mkdtemp(name.data());
@@ -50,6 +88,8 @@ Program::~Program() { fs::remove_all(home); }
 void Program::write(const std::string& name, const std::string& text) const {
   std::ofstream(path(name), std::ios::binary) << text;
 }
+
+std::string Program::read(const std::string& name) const { return contents(path(name)); }
 
 outcome Program::run(const std::vector<std::string>& arguments, const std::string& output) const {
   const std::string out = output.empty() ? path("stdout") : output, error = path("stderr");
@@ -77,13 +117,36 @@ outcome Program::run_on_terminal(const std::vector<std::string>& arguments, unsi
 
   outcome result;
   char block[4096];
-  for (ssize_t got = 0; (got = read(terminal, block, sizeof block)) > 0;) {
+  for (ssize_t got = 0; (got = ::read(terminal, block, sizeof block)) > 0;) {
     result.out.append(block, static_cast<size_t>(got));
     if (watch) watch(result.out, process);
   }
   close(terminal);
   result.status = status_of(process);
   return result;
+}
+
+std::unique_ptr<conversation> Program::start(const std::vector<std::string>& arguments, bool on_terminal) const {
+  ::signal(SIGPIPE, SIG_IGN);  // a program that ended is seen by what it told
+  int terminal = -1, input[2], output[2];
+  if (on_terminal) {
+    winsize size = {};
+    size.ws_col = 80;
+    const pid_t process = forkpty(&terminal, nullptr, nullptr, &size);
+    if (process == 0) become_program(arguments, environment);
+    return std::make_unique<conversation>(process, terminal, terminal);
+  }
+  if (pipe2(input, O_CLOEXEC) != 0 || pipe2(output, O_CLOEXEC) != 0) return nullptr;
+  const pid_t process = fork();
+  if (process == 0) {
+    dup2(input[0], 0);
+    dup2(output[1], 1);
+    dup2(open(path("stderr").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), 2);
+    become_program(arguments, environment);
+  }
+  close(input[0]);
+  close(output[1]);
+  return std::make_unique<conversation>(process, input[1], output[0]);
 }
 
 std::string sixty_tracks() {

@@ -6,6 +6,7 @@
 
 #include <filesystem>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -13,6 +14,29 @@ struct outcome {
   int status = -1;  // exit status; 1000 and the signal when one ended it
   std::string out;  // what a terminal got is all here
   std::string error;
+};
+
+/** A running program that is spoken to, through pipes or on a terminal. It is killed with the object. */
+class conversation {
+ public:
+  conversation(int process, int input, int output) : process_(process), input_(input), output_(output) {}
+  ~conversation();
+
+  void say(const std::string& text) const;
+  /** Reads on until the text comes, and past it; false when the program ends without it, or takes more than 20 seconds. */
+  bool hear(const std::string& text);
+  void signal(int number) const;
+  /** Ends the input, reads the rest, and gives the exit status as in an outcome. */
+  int end();
+  int terminal() const { return output_; }
+
+  std::string heard;  // all that it wrote
+
+ private:
+  bool read_more();
+
+  int process_, input_, output_;
+  size_t passed_ = 0;
 };
 
 /** A home folder that goes with the test, and runs in it. */
@@ -28,8 +52,12 @@ class Program : public testing::Test {
   outcome run_on_terminal(const std::vector<std::string>& arguments, unsigned columns,
                           const std::function<void(const std::string&, int)>& watch = {}) const;
 
+  /** Standard error goes to the file "stderr", or to the terminal. */
+  std::unique_ptr<conversation> start(const std::vector<std::string>& arguments, bool on_terminal = false) const;
+
   std::string path(const std::string& name) const { return (home / name).string(); }
   void write(const std::string& name, const std::string& text) const;
+  std::string read(const std::string& name) const;
 
   std::filesystem::path home;
   std::vector<std::string> environment;

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # install.sh CMAKE BUILD: an install tree serves a CMake project, a plain `cc` with pkg-config, and a person. The clients are the
-# example and the program that the README shows, as it stands there.
+# examples and the program that the README shows, as it stands there.
 set -euo pipefail
 cmake=$1 build=$2
 source=$(cd "$(dirname "$0")/../.." && pwd)
@@ -20,7 +20,7 @@ artist=$(grep --invert-match '^#' "$source/data/demo.tsv" | sed --quiet 2p | cut
 "$cmake" --build "$work/consumer" >"$work/log" || { cat "$work/log"; exit 1; }
 
 sed '1,/^```c$/d; /^```$/,$d' "$source/README.md" >"$work/readme.c"
-for program in "$source/examples/recommend.c" "$work/readme.c"; do
+for program in "$source"/examples/*.c "$work/readme.c"; do
   # Flags are several words.
   # shellcheck disable=SC2046
   cc -std=c99 -Wall -Wextra -pedantic -Werror "$program" -o "$work/$(basename "$program" .c)" \
@@ -34,6 +34,8 @@ done
 
 LD_LIBRARY_PATH=$(pkg-config --variable=libdir velox_cadenz)
 export LD_LIBRARY_PATH
+"$work/radio" "$CADENZ_CATALOG" "$artist" | tee "$work/answer"
+"$work/radio" "$CADENZ_CATALOG" --station "$(sed --quiet 's/^station //p' "$work/answer")"
 cp "$CADENZ_CATALOG" "$work/music.db"
 (cd "$work" && ./readme) | tee "$work/answer"
 grep --quiet 'same artist as' "$work/answer" || { echo "the README's program recommends nothing"; exit 1; }
