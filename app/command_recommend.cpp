@@ -2,6 +2,7 @@
 #include <unistd.h>
 
 #include "commands.h"
+#include "files.h"
 #include "output.h"
 #include "session.h"
 #include "start.h"
@@ -22,7 +23,7 @@ void read_answer(velox_mdo_handle answer, recommendation& result) {
 }
 
 std::string rendered(const recommendation& result, const recommend_request& request) {
-  const terminal where = terminal_of(STDOUT_FILENO);
+  const terminal where = request.file.empty() ? terminal_of(STDOUT_FILENO) : terminal{false, false, 80};
   switch (request.output) {
     case form::json:
       return json_of(result);
@@ -34,6 +35,12 @@ std::string rendered(const recommendation& result, const recommend_request& requ
       break;
   }
   return heading_of(result.from, where) + '\n' + table_of_tracks(result.tracks, request.explain, where);
+}
+
+void deliver(const std::string& text, const std::string& file) {
+  if (file.empty()) return write_result(text);
+  const file_layer files;
+  write_file(file, text);
 }
 
 }  // namespace
@@ -53,7 +60,7 @@ int recommend(const std::string& path, const recommend_request& request) {
   read_answer(answer.get(), result);
 
   const bool found = !result.tracks.empty();
-  if (found || request.output != form::table) write_result(rendered(result, request));
+  if (found || request.output != form::table) deliver(rendered(result, request), request.file);
   if (!found)
     throw failure(result.fallback.empty() ? "nothing in the catalogue fits" : result.fallback,
                   "give fewer filters, or another --from");

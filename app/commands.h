@@ -46,6 +46,7 @@ struct start_request {
 struct recommend_request {
   start_request start;
   form output = form::table;
+  std::string file;  // to be written instead of standard output; empty for none
   bool explain = false;
 };
 

@@ -10,17 +10,17 @@ namespace {
 
 std::string words_of(pask_status status) {
   switch (status) {
-    case 0x90030040u:
+    case PASK_FS_ERR_ACCESS:
       return "permission denied";
-    case 0x90030041u:
+    case PASK_FS_ERR_NOT_FOUND:
       return "no such file";
-    case 0x90030043u:
+    case PASK_FS_ERR_NO_SPACE:
       return "the disk is full";
-    case 0x90030044u:
+    case PASK_FS_ERR_TOO_MANY_OPEN:
       return "too many open files";
-    case 0x90030046u:
+    case PASK_FS_ERR_BAD_PATH:
       return "it is a folder";
-    case 0x90030047u:
+    case PASK_FS_ERR_NOT_DIRECTORY:
       return "a part of its path isn't a folder";
     default:
       return last_error(status);

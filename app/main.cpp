@@ -14,6 +14,7 @@
 #include "finding.h"
 #include "session.h"
 #include "terminal.h"
+#include "text_safe.h"
 
 namespace {
 
@@ -26,7 +27,7 @@ constexpr const char* examples =
     "  cadenz lists genres\n"
     "  cadenz recommend --artist \"Nina Simone\" --mood calm --count 30\n"
     "  cadenz recommend --track \"Nina Simone - Sinnerman\" --album \"Kind of Blue\" --explain\n"
-    "  cadenz recommend --genre jazz --era 1960s --m3u > jazz.m3u\n"
+    "  cadenz recommend --genre jazz --era 1960s -o jazz.m3u\n"
     "  cadenz radio --artist \"Nina Simone\" --player \"mpv --no-video\"\n"
     "  cadenz stations                                 what to go on with: cadenz radio --station ID\n"
     "\n"
@@ -185,6 +186,14 @@ void take_seeds(const CLI::App* command, const seed_options& seeds, start_reques
   if (request.seeds.size() > VELOX_CADENZ_MAX_SEEDS) throw CLI::ValidationError("there can be six seeds at most");
 }
 
+/** The form that a file's name ends in; a table for others. */
+form form_of(const std::string& file) {
+  const std::string ending = lower(std::filesystem::path(file).extension().string());
+  if (ending == ".m3u" || ending == ".m3u8") return form::m3u;
+  if (ending == ".xspf") return form::xspf;
+  return ending == ".json" ? form::json : form::table;
+}
+
 void add_recommend(CLI::App& program, command_line& line) {
   CLI::App* command = program.add_subcommand("recommend", "Recommend tracks from seeds, narrowed by filters");
   recommend_request& request = line.recommend;
@@ -214,11 +223,17 @@ void add_recommend(CLI::App& program, command_line& line) {
   CLI::Option* xspf = add_form("--xspf", form::xspf, "As an XSPF playlist");
   json->excludes(m3u, xspf);
   m3u->excludes(xspf);
+  command
+      ->add_option("-o,--output", request.file,
+                   "Into this file, in the form that its name ends in unless another is given")
+      ->type_name("FILE")
+      ->group("Output");
   command->add_flag("--explain", request.explain, "Say for every track why it is there")->group("Output");
 
   command->callback([&line, command] {
     start_request& start = line.recommend.start;
     take_seeds(command, line.seeds_of_recommend, start);
+    if (line.recommend.output == form::table) line.recommend.output = form_of(line.recommend.file);
     if (start.seeds.empty() && !has_filters(start))
       throw CLI::ValidationError("nothing to start from: give --track, --album, --artist, --genre, --mood or --era");
     line.run = [](const command_line& l) { return recommend(catalog_path(l.catalog), l.recommend); };

@@ -11,12 +11,9 @@
 #ifndef PASK_FS_DIR_H
 #define PASK_FS_DIR_H
 
-#include "velox_types.h"
+#include "pask_fs.h"
 
 VELOX_BEGIN_DECLS
-
-#define PASK_FS_DIR_INFO_NOT_EMPTY 0x10030050u
-#define PASK_FS_DIR_ERR_NOT_FOUND  0x90030041u /* also the end of a listing */
 
 #define PASK_FS_ENTRY_OTHER     0u
 #define PASK_FS_ENTRY_DIRECTORY 4u

@@ -13,7 +13,8 @@
 namespace velox::catalog {
 namespace {
 
-constexpr int64_t k_likes = 5; /* liked tracks and artists that draw */
+constexpr int64_t k_likes = 5;          /* liked tracks and artists that draw */
+constexpr uint32_t k_least_choice = 10; /* for a short playlist too, so that there is something to put in order */
 constexpr int64_t k_heard_in_an_hour =
     16; /* after about so many tracks other parts of a large catalogue are looked at */
 
@@ -89,10 +90,13 @@ std::string name_of(connection& from, const wish& asked, const station& of) {
   return clean(name, 100);
 }
 
-choices choose_next(connection& from, const station& of, const wish& asked, progress& run, int64_t now) {
+choices choose_next(connection& from, const station& of, wish asked, progress& run, int64_t now) {
+  const uint32_t count = asked.count;
+  asked.count = std::max(count, k_least_choice);
   station_history history(from, of, asked, is_true(setting_of(of, "velox_lookup_option_dmca")), now);
   choices next = choose(from, asked, run, &history);
   history.keep_apart(next.tracks);
+  if (next.tracks.size() > count) next.tracks.erase(next.tracks.begin() + count, next.tracks.end());
   return next;
 }
 

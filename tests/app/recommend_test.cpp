@@ -110,13 +110,25 @@ TEST_F(Recommend, ShowsATable) {
 }
 
 TEST_F(Recommend, WritesM3u) {
-  const outcome list = run({"recommend", "--artist", "Artist A", "--artist", "[dunkelbunt]", "--genre", "Dream Pop",
-                            "--genre", "Balkan <&> \"Beat\"", "--count", "60", "--max-per-artist", "60", "--m3u"});
+  std::vector<std::string> command = {"recommend", "--artist",     "Artist A",
+                                      "--artist",  "[dunkelbunt]", "--genre",
+                                      "Dream Pop", "--genre",      "Balkan <&> \"Beat\"",
+                                      "--count",   "60",           "--max-per-artist",
+                                      "60",        "--m3u"};
+  const outcome list = run(command);
   EXPECT_EQ(list.out.rfind("#EXTM3U\n#", 0), 0u) << list.out;
   EXPECT_TRUE(holds(list.out, "\n/music/A/100% \xc3\xa9 ")) << list.out;
   EXPECT_TRUE(holds(list.out, "\n# no file: ")) << list.out;
   EXPECT_FALSE(holds(list.out, "\x1b") || holds(list.out, "\n\n")) << list.out;
   EXPECT_TRUE(holds(list.out, "#EXTINF:18")) << list.out;
+
+  command.back() = "--output";
+  command.push_back(path("list.m3u"));
+  EXPECT_EQ(run(command).out, "");
+  EXPECT_EQ(read("list.m3u"), list.out) << "a file's name tells its form";
+  command.back() = path("no folder/list.m3u");
+  const outcome refused = run(command);
+  EXPECT_TRUE(refused.status == 1 && holds(refused.error, "can't be written")) << refused.error;
 }
 
 /** Empty when a text is well-formed XML of elements, attributes and the five entities; otherwise what is wrong. */

@@ -41,13 +41,20 @@ TEST_F(Scan, TakesInWhatIsSoundOfATabSeparatedFile) {
   EXPECT_EQ(run({"scan", path("some.tsv")}).status, 0);
   EXPECT_EQ(search("Good").size(), 1u);
 
+  const auto from_input = start({"scan", "-"});
+  from_input->say("title\tartist\nGood Four\tSomebody\n");
+  EXPECT_EQ(from_input->end(), 0) << read("stderr");
+  EXPECT_EQ(search("Good").size(), 2u);
+  EXPECT_EQ(run({"scan", "-"}).status, 1) << "an empty table";
+  EXPECT_EQ(search("Good").size(), 2u);
+
   for (const char* text : {"", "name\tband\nA\tB\n", "\xff\xfe\x00\x01"}) {
     write("bad.tsv", text);
     const outcome bad = run({"scan", path("bad.tsv")});
     EXPECT_EQ(bad.status, 1) << text;
     EXPECT_TRUE(holds(bad.error, "bad.tsv")) << bad.error;
   }
-  EXPECT_EQ(search("Good").size(), 1u);
+  EXPECT_EQ(search("Good").size(), 2u);
 
   const outcome missing = run({"scan", path("not there"), path("some.tsv")});
   EXPECT_EQ(missing.status, 1);
