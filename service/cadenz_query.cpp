@@ -128,13 +128,8 @@ uint32_t velox_cadenz_query_create(velox_user_handle user, velox_cadenz_callback
 }
 
 uint32_t velox_cadenz_query_release(cadenz_query* query) {
-  static constexpr char OPERATION[] = "velox_cadenz_query_release";
   cadenz_trace("velox_cadenz_query_release( %p )", query);
-  PASK_TRY(cadenz_ready(OPERATION));
-  if (!query) return cadenz_end(OPERATION, 0);
-  PASK_TRY(cadenz_handle_check(OPERATION, query, CADENZ_QUERY_MAGIC));
-  g_cadenz_handlemanager_interface->handle_release(query);
-  return cadenz_end(OPERATION, 0);
+  return cadenz_handle_release("velox_cadenz_query_release", query, CADENZ_QUERY_MAGIC);
 }
 
 uint32_t velox_cadenz_query_option_set(cadenz_query* query, const char* key, const char* value) {

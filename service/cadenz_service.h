@@ -53,6 +53,8 @@ inline void cadenz_trace(const char* format, Args... args) {
 uint32_t cadenz_ready(const char* operation);
 // 0 for a live handle of that kind, else the outcome, reported.
 uint32_t cadenz_handle_check(const char* operation, const void* handle, uint32_t magic);
+// The whole of an operation that releases a query or a station, behind its trace.
+uint32_t cadenz_handle_release(const char* operation, void* handle, uint32_t magic);
 // Ends an operation: folds the status, sets the error information, logs a failure, returns the folded word.
 uint32_t cadenz_end(const char* operation, uint32_t status, const char* message = nullptr);
 // The same, but the caller gets the status unfolded.

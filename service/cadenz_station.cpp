@@ -128,13 +128,8 @@ uint32_t velox_cadenz_station_id(cadenz_station* station, const char** station_i
 }
 
 uint32_t velox_cadenz_station_release(cadenz_station* station) {
-  static constexpr char OPERATION[] = "velox_cadenz_station_release";
   cadenz_trace("velox_cadenz_station_release( %p )", station);
-  PASK_TRY(cadenz_ready(OPERATION));
-  if (!station) return cadenz_end(OPERATION, 0);
-  PASK_TRY(cadenz_handle_check(OPERATION, station, CADENZ_STATION_MAGIC));
-  g_cadenz_handlemanager_interface->handle_release(station);
-  return cadenz_end(OPERATION, 0);
+  return cadenz_handle_release("velox_cadenz_station_release", station, CADENZ_STATION_MAGIC);
 }
 
 uint32_t velox_cadenz_station_option_set(cadenz_station* station, const char* key, const char* value) {

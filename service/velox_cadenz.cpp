@@ -45,6 +45,14 @@ uint32_t cadenz_handle_check(const char* operation, const void* handle, uint32_t
   return status ? cadenz_end(operation, status) : 0;
 }
 
+uint32_t cadenz_handle_release(const char* operation, void* handle, uint32_t magic) {
+  PASK_TRY(cadenz_ready(operation));
+  if (!handle) return cadenz_end(operation, 0);
+  PASK_TRY(cadenz_handle_check(operation, handle, magic));
+  g_cadenz_handlemanager_interface->handle_release(handle);
+  return cadenz_end(operation, 0);
+}
+
 uint32_t cadenz_end(const char* operation, uint32_t status, const char* message) {
   const uint32_t word = status ? cadenz_fold(status) : 0;
   g_cadenz_errorinfo_interface->errorinfo_set(word, status, operation, message);
