@@ -164,7 +164,7 @@ class chooser {
     std::stable_sort(ranked.begin(), ranked.end(), [&](const rated& a, const rated& b) {
       return history_->last_heard(*a.track) < history_->last_heard(*b.track);
     });
-    for (const rated& each : ranked) add(each, asked_.per_artist);
+    for (const rated& each : ranked) add(each, 0);  // rather one artist again than silence
   }
 
   bool add(const rated& what, uint32_t limit) {

@@ -15,6 +15,7 @@ namespace {
 
 constexpr int64_t k_likes = 5;          /* liked tracks and artists that draw */
 constexpr uint32_t k_least_choice = 10; /* for a short playlist too, so that there is something to put in order */
+constexpr uint32_t k_tracks_for_each_of_an_artist = 5;
 constexpr int64_t k_heard_in_an_hour =
     16; /* after about so many tracks other parts of a large catalogue are looked at */
 
@@ -93,6 +94,7 @@ std::string name_of(connection& from, const wish& asked, const station& of) {
 choices choose_next(connection& from, const station& of, wish asked, progress& run, int64_t now) {
   const uint32_t count = asked.count;
   asked.count = std::max(count, k_least_choice);
+  asked.per_artist = std::min(asked.per_artist, asked.count / k_tracks_for_each_of_an_artist);
   station_history history(from, of, asked, is_true(setting_of(of, "velox_lookup_option_dmca")), now);
   choices next = choose(from, asked, run, &history);
   history.keep_apart(next.tracks);
