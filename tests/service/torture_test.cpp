@@ -102,11 +102,10 @@ void queries(trial& t, velox_user_handle user) {
     t.step("option_get", [&] { return velox_cadenz_query_option_get(query, key, &value); });
   }
   {
-    const object artist("velox_ctx_artist", {{"_sdkmgr_val_artist_id", "id"}});
-    const object track("velox_ctx_track", {{"velox_val_tui", "t"}, {"velox_val_tui_tag", "g"}},
-                       {{"velox_ctx_artist!", &artist}});
+    const object artist(ARTIST, {{ARTIST_ID, "id"}});
+    const object track(TRACK, {{TUI, "t"}, {TAG, "g"}}, {{OF_ARTIST, &artist}});
     const object title("velox_ctx_title", {{"velox_val_display", "Title"}});
-    const object unresolved("velox_ctx_track", {}, {{"velox_ctx_title!off", &title}});
+    const object unresolved(TRACK, {}, {{"velox_ctx_title!off", &title}});
     for (const object* one : {&artist, &track, &unresolved})
       t.step("set_mdo", [&] { return velox_cadenz_query_set_mdo(query, *one); });
   }
@@ -128,7 +127,7 @@ void stations(trial& t, velox_user_handle user) {
           [&](auto* out) { return velox_cadenz_query_generate_station(query, nullptr, nullptr, nullptr, out); }),
       t.make<velox_cadenz_station_handle>(
           "lookup", [=](auto* out) { return velox_cadenz_station_lookup("id", user, nullptr, nullptr, out); })};
-  const object track("velox_ctx_track", {{"velox_val_tui", "t"}, {"velox_val_tui_tag", "g"}});
+  const object track(TRACK, {{TUI, "t"}, {TAG, "g"}});
   for (auto* station : both) {
     t.step("option_set",
            [&] { return velox_cadenz_station_option_set(station, VELOX_CADENZ_OPTION_RETURN_COUNT, "5"); });
@@ -146,11 +145,11 @@ class Torture : public Service {
   void SetUp() override {
     Service::SetUp();
     answer = [](const velox_standin_lookup& lookup, velox_standin_run* run) {
-      const object track("velox_ctx_track", {{"velox_val_tui", "t"}, {"velox_val_tui_tag", "g"}});
-      const object album("velox_ctx_album", {{"_sdkmgr_val_artist_id", "id"}}, {{"velox_ctx_track!matching", &track}});
-      const object response("velox_ctx_response",
+      const object track(TRACK, {{TUI, "t"}, {TAG, "g"}});
+      const object album(ALBUM, {{ARTIST_ID, "id"}}, {{"velox_ctx_track!matching", &track}});
+      const object response(RESPONSE,
                             {{"_sdkmgr_val_cadenz_radio_id", "id"}, {"_sdkmgr_val_response_code", "velox_result_ok"}},
-                            {{"velox_ctx_album!", &album}});
+                            {{OF_ALBUM, &album}});
       for (uint32_t i = 0; i < lookup.request_count; ++i) velox_standin_run_result(run, i, response);
       return 0u;
     };
