@@ -1,6 +1,6 @@
-// Everything that can be refused is refused, once each: every allocation, and every call to the manager's tables. Each life
-// goes from creation to release with operations that are tried until they get through; a life names what may fail without
-// harm. Nothing may leak, no out-parameter may be touched, and the object must work afterwards.
+// Everything that can be refused is refused, once each: every allocation, and every call to the manager's tables. Each
+// life goes from creation to release with operations that are tried until they get through; a life names what may fail
+// without harm. Nothing may leak, no out-parameter may be touched, and the object must work afterwards.
 #include <velox/pask.h>
 
 #include <cstring>
