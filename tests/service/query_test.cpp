@@ -18,49 +18,43 @@ TEST_F(Query, CreationChecksItsArguments) {
 }
 
 TEST_F(Query, OptionsKeepWhatWasReadOfThem) {
-  const char* value = nullptr;
+  const char *seven = nullptr, *now = "";
   EXPECT_EQ(set("VELOX_cadenz_OPTION_return_count", "7"), 0u);
-  EXPECT_EQ(velox_cadenz_query_option_get(query, VELOX_CADENZ_OPTION_RETURN_COUNT, &value), 0u);
-  EXPECT_STREQ(value, "7");
-  const char* seven = value;
+  EXPECT_EQ(velox_cadenz_query_option_get(query, VELOX_CADENZ_OPTION_RETURN_COUNT, &seven), 0u);
   EXPECT_EQ(set(VELOX_CADENZ_OPTION_RETURN_COUNT, nullptr), 0u);
   EXPECT_STREQ(seven, "7") << "a text that was read outlives its replacement";
-  EXPECT_EQ(velox_cadenz_query_option_get(query, VELOX_CADENZ_OPTION_RETURN_COUNT, &value), 0u);
-  EXPECT_EQ(value, nullptr);
+  EXPECT_EQ(velox_cadenz_query_option_get(query, VELOX_CADENZ_OPTION_RETURN_COUNT, &now), 0u);
+  EXPECT_EQ(now, nullptr);
 }
 
 TEST_F(Query, RefusesBadOptionCalls) {
-  velox_standin_log_enable(0xb5, PASK_LOG_ERROR);
   const char* value = nullptr;
   for (const char* key :
        {static_cast<const char*>(nullptr), "", "velox_cadenz_option", "velox_queryopt_service_url "}) {
     EXPECT_EQ(set(key, "1"), CADENZ_ERR_INVALID_ARG);
     EXPECT_EQ(recording::take_errors(), lines{"90b50001 90b50001 velox_cadenz_query_option_set"});
   }
-  recording::take_log();
+  velox_standin_log_enable(0xb5, PASK_LOG_ERROR);
   EXPECT_EQ(velox_cadenz_query_option_get(query, nullptr, &value), CADENZ_ERR_INVALID_ARG);
   EXPECT_EQ(velox_cadenz_query_option_get(query, VELOX_QUERYOPT_SERVICE_URL, nullptr), CADENZ_ERR_INVALID_ARG);
   EXPECT_EQ(recording::take_errors(), lines{});
-  EXPECT_EQ(recording::take_log().size(), 2u);
+  EXPECT_EQ(recording::take_log(), lines(2, "0|velox_cadenz_query_option_get|1|90b50001|(null)"));
   EXPECT_EQ(velox_cadenz_query_option_get(query, VELOX_QUERYOPT_SERVICE_URL, &value), CADENZ_ERR_NOT_FOUND);
   EXPECT_EQ(recording::take_errors(), lines{"90b50003 100d0003 velox_cadenz_query_option_get"});
 }
 
-TEST_F(Query, HoldsSixSeeds) {
+TEST_F(Query, HoldsSixLiveSeeds) {
   velox_standin_log_enable(0xb5, PASK_LOG_ERROR);
-  const object track("velox_ctx_track", {});
-  for (int i = 0; i < VELOX_CADENZ_MAX_SEEDS; ++i) EXPECT_EQ(seed(track), 0u);
-  EXPECT_EQ(seed(track), CADENZ_ERR_TOO_MANY_SEEDS);
-  EXPECT_EQ(recording::take_log(),
-            (lines{"N|velox_cadenz|1|90b50791|(null)", "0|velox_cadenz_query_set_mdo|1|90b50791|(null)"}));
-}
-
-TEST_F(Query, RefusesADeadSeed) {
+  const object track(TRACK, {});
   EXPECT_EQ(seed(nullptr) >> 16, 0x90b5u);
-  const object track("velox_ctx_track", {});
   recording::fail("mdo_addref", 0);
   EXPECT_EQ(seed(track), 0x90b50077u);
   recording::fail_end();
+  for (int i = 0; i < VELOX_CADENZ_MAX_SEEDS; ++i) EXPECT_EQ(seed(track), 0u);
+  forget();
+  EXPECT_EQ(seed(track), CADENZ_ERR_TOO_MANY_SEEDS);
+  EXPECT_EQ(recording::take_log(),
+            (lines{"N|velox_cadenz|1|90b50791|(null)", "0|velox_cadenz_query_set_mdo|1|90b50791|(null)"}));
 }
 
 class Filter : public Service {};
@@ -71,11 +65,8 @@ TEST_F(Filter, TakesThreeListsWithoutDuplicates) {
   EXPECT_EQ(filter.add("VELOX_LIST_TYPE_GENRES", 1), CADENZ_ERR_UNSUPPORTED) << "list types compare exactly";
   recording::take();
   EXPECT_EQ(generate(filter), 0u);
-  EXPECT_EQ(recording::take("lookup_add_data"),
-            (lines{"lookup_add_data cadenzreq1 velox_lookup_data_radio_seed ATTRIBUTE 1",
-                   "lookup_add_data cadenzreq1 velox_lookup_data_radio_seed_attribute_genre 7 1",
-                   "lookup_add_data cadenzreq1 velox_lookup_data_radio_seed_attribute_genre -8 1",
-                   "lookup_add_data cadenzreq1 velox_lookup_data_radio_seed_attribute_era 7 1"}));
+  EXPECT_EQ(behind("lookup_add_data cadenzreq1 velox_lookup_data_radio_seed"),
+            " ATTRIBUTE 1|_attribute_genre 7 1|_attribute_genre -8 1|_attribute_era 7 1");
 }
 
 TEST_F(Filter, ReturnsFailuresFromBelowUnfolded) {
@@ -83,24 +74,22 @@ TEST_F(Filter, ReturnsFailuresFromBelowUnfolded) {
   EXPECT_EQ(velox_cadenz_filter_create(nullptr), CADENZ_ERR_INVALID_ARG);
   EXPECT_EQ(recording::take_errors(),
             lines{"90b50001 90b50001 velox_cadenz_filter_create Parameter p_cadenz_filter_handle is null."});
-  velox_cadenz_filter_handle none = nullptr;
-  recording::fail("handle_add", 0);
-  EXPECT_EQ(velox_cadenz_filter_create(&none), recording::FAILURE);
-  EXPECT_EQ(none, nullptr);
+  velox_cadenz_filter_handle none = nullptr, released = nullptr;
   filter_of filter = {};
-  for (const char* call : {"list_element_get_type", "list_element_get_id"}) {
+  EXPECT_EQ(velox_cadenz_filter_create(&released), 0u);
+  const auto fails = [&](const std::string& operation, const char* call, auto with) {
     forget();
     recording::fail(call, 0);
-    EXPECT_EQ(filter.add(VELOX_LIST_MOODS, 3), recording::FAILURE);
+    EXPECT_EQ(with(), recording::FAILURE);
     EXPECT_TRUE(recording::fail_end());
-    EXPECT_EQ(recording::take_errors(), lines{"90b50077 90440077 velox_cadenz_filter_set"});
-    EXPECT_EQ(recording::take_log(), lines{"0|velox_cadenz_filter_set|1|90b50077|(null)"});
-  }
-  velox_cadenz_filter_handle released = nullptr;
-  EXPECT_EQ(velox_cadenz_filter_create(&released), 0u);
-  recording::fail("handle_release", 0);
-  EXPECT_EQ(velox_cadenz_filter_release(released), recording::FAILURE);
-  recording::fail_end();
+    EXPECT_EQ(recording::take_errors(), lines{"90b50077 90440077 " + operation});
+    EXPECT_EQ(recording::take_log(), lines{"0|" + operation + "|1|90b50077|(null)"});
+  };
+  fails("velox_cadenz_filter_create", "handle_add", [&] { return velox_cadenz_filter_create(&none); });
+  for (const char* call : {"list_element_get_type", "list_element_get_id"})
+    fails("velox_cadenz_filter_set", call, [&] { return filter.add(VELOX_LIST_MOODS, 3); });
+  fails("velox_cadenz_filter_release", "handle_release", [&] { return velox_cadenz_filter_release(released); });
+  EXPECT_EQ(none, nullptr);
 }
 
 }  // namespace

@@ -15,6 +15,14 @@
 
 using lines = std::vector<std::string>;
 
+// Contexts, values and children of metadata objects.
+constexpr char TRACK[] = "velox_ctx_track", ALBUM[] = "velox_ctx_album", ARTIST[] = "velox_ctx_artist";
+constexpr char CONTRIBUTOR[] = "velox_ctx_contributor", RESPONSE[] = "velox_ctx_response";
+constexpr char TUI[] = "velox_val_tui", TAG[] = "velox_val_tui_tag", ARTIST_ID[] = "_sdkmgr_val_artist_id";
+constexpr char GENRE[] = "_sdkmgr_val_list_genre_id", ERA[] = "_sdkmgr_val_list_era_id",
+               MOOD[] = "_sdkmgr_val_list_mood_id";
+constexpr char OF_ARTIST[] = "velox_ctx_artist!", OF_ALBUM[] = "velox_ctx_album!", OF_TRACK[] = "velox_ctx_track!";
+
 // A metadata object that drops its reference at the brace.
 class object {
  public:
@@ -38,15 +46,10 @@ using answer_fn = std::function<pask_status(const velox_standin_lookup& lookup, 
 class Service : public testing::Test {
  protected:
   void SetUp() override {
-    record = recording::start();
+    const velox_manager_record* record = recording::start();
     blocks_before_ = velox_standin_memory_live_blocks();
-    ASSERT_EQ(velox_cadenz_initialize(record), 0u);
-    ASSERT_EQ(velox_standin_user_create("listener", &user), 0u);
+    ASSERT_EQ(velox_cadenz_initialize(record) | velox_standin_user_create("listener", &user), 0u);
     ASSERT_EQ(velox_cadenz_query_create(user, nullptr, nullptr, &query), 0u);
-    answer = [](const velox_standin_lookup&, velox_standin_run* run) {
-      const object response("velox_ctx_response", {});
-      return velox_standin_run_result(run, 0, response);
-    };
     const velox_standin_provider provider = {
         this, [](void* self, const velox_standin_lookup* lookup, velox_standin_run* run) {
           return static_cast<Service*>(self)->answer(*lookup, run);
@@ -63,7 +66,6 @@ class Service : public testing::Test {
     EXPECT_EQ(velox_standin_live_objects(), 0) << "leaked";
     velox_standin_provider_set(nullptr);
     velox_standin_log_enable(0xb5, 0);
-    velox_standin_log_enable(0x0d, 0);
     recording::stop();
   }
 
@@ -71,6 +73,20 @@ class Service : public testing::Test {
     recording::take();
     recording::take_errors();
     recording::take_log();
+  }
+
+  // What stands behind the prefix in the calls that begin with it, a bar between each two.
+  static std::string behind(const std::string& prefix) {
+    std::string all;
+    for (const std::string& line : recording::take(prefix))
+      all += (all.empty() ? "" : "|") + line.substr(prefix.size());
+    return all;
+  }
+  // Goes on with a query that has nothing set.
+  void renew_query(velox_cadenz_callback_fn callback = nullptr, void* data = nullptr) {
+    EXPECT_EQ(velox_cadenz_query_release(query), 0u);
+    ASSERT_EQ(velox_cadenz_query_create(user, callback, data, &query), 0u);
+    forget();
   }
 
   pask_status set(const char* key, const char* value) { return velox_cadenz_query_option_set(query, key, value); }
@@ -84,10 +100,11 @@ class Service : public testing::Test {
     return status;
   }
 
-  const velox_manager_record* record = nullptr;
   velox_user_handle user = nullptr;
   velox_cadenz_query_handle query = nullptr;
-  answer_fn answer;
+  answer_fn answer = [](const velox_standin_lookup&, velox_standin_run* run) {
+    return velox_standin_run_result(run, 0, object(RESPONSE, {}));
+  };
 
  private:
   int64_t blocks_before_ = 0;
