@@ -30,7 +30,7 @@ TEST(Atomics, ComputeAndRefuseNull) {
   EXPECT_EQ(results, words(9, 0x901f0001));
   EXPECT_TRUE(word == 5 && out == 1 && swapped == 9);
   const auto reads = [&](uint32_t value) { return pask_atomic_read(&word, &out) == 0 && out == value; };
-  EXPECT_TRUE(pask_atomic_add(&word, 0xfffffffa) == 0 && reads(0xffffffff));
+  EXPECT_TRUE(pask_atomic_add(&word, 3) == 0 && reads(8) && pask_atomic_add(&word, 0xfffffff7) == 0 && reads(~0u));
   EXPECT_TRUE(pask_atomic_inc(&word, &out) == 0 && out == 0 && pask_atomic_dec(&word, &out) == 0 && out == 0xffffffff);
   EXPECT_TRUE(pask_atomic_cas(&word, 7, 1, &swapped) == 0 && swapped == 0 && reads(0xffffffff));
   EXPECT_TRUE(pask_atomic_cas(&word, 0xffffffff, 1, &swapped) == 0 && swapped == 1 && reads(1));
@@ -115,6 +115,17 @@ void* visit_and_exit(void* argument) {
   at->leave.wait();
   EXPECT_EQ(pask_thread_get_name(nullptr, at->name, sizeof at->name), 0u);
   pthread_exit(nullptr);
+}
+
+void* sleep_a_little(void*) {
+  EXPECT_EQ(pask_thread_sleep(50), 0u);
+  return nullptr;
+}
+
+TEST_F(Threads, WakeWhoWaitsForTheirEnd) {
+  pask_thread_handle thread = nullptr;
+  ASSERT_EQ(pask_thread_create(sleep_a_little, 0, nullptr, &thread), 0u);
+  EXPECT_EQ(pask_thread_wait_and_cleanup(thread, PASK_THREAD_NO_LIMIT), 0u);  // a lost wake-up hangs here
 }
 
 TEST_F(Threads, AreReachedThroughTheirHandleUntilTheyAreWaitedFor) {

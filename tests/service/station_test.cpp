@@ -169,6 +169,7 @@ TEST_F(Station, PushesOnlyASettingThatDiffers) {
 }
 
 TEST_F(Station, ReportsItsEventsInOneRequest) {
+  reported[DMCA] = "0";
   ASSERT_EQ(reopen(), 0u);
   {
     const object track(TRACK, {{TUI, "t"}, {TAG, "g"}}), artist(ARTIST, {{ARTIST_ID, "a"}}), other(CONTRIBUTOR, {});
@@ -185,13 +186,13 @@ TEST_F(Station, ReportsItsEventsInOneRequest) {
     EXPECT_EQ(recording::take_errors().back(), "90b50001 90b50001 velox_cadenz_station_event");
   }
   EXPECT_EQ(set_option(VELOX_CADENZ_OPTION_STATION_DMCA, "1"), 0u);
-  reported[DMCA] = "0";
   forget();
   EXPECT_EQ(play(), 0u);
   EXPECT_EQ(behind("lookup_add_data cadenzreq1 velox_lookup_data_radio_"),
             "event TRACK_LIKE 1|event_track_tui t 1|event_track_tui_tag g 1|event ARTIST_DISLIKE 2|event_artist_id a 2"
             "|event TRACK_PLAYED 3|event_track_tui t 3|event_track_tui_tag g 3|id station-1 1");
   EXPECT_EQ(play(), 0u);
+  EXPECT_EQ(behind("lookup_request_option_set cadenzreq1 velox_lookup_option_"), "return_settings 1|dmca 1");
   EXPECT_EQ(take_asked(), (lines{LOOKAHEAD, EVENT, SETTING})) << "events go first";
 }
 
