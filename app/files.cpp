@@ -2,9 +2,13 @@
 #include "files.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
+#include <filesystem>
 
 namespace app {
+
+namespace fs = std::filesystem;
 
 namespace {
 
@@ -23,7 +27,9 @@ std::string words_of(pask_status status) {
     case PASK_FS_ERR_NOT_DIRECTORY:
       return "a part of its path isn't a folder";
     default:
-      return last_error(status);
+      char text[32];
+      std::snprintf(text, sizeof text, "status 0x%08x", static_cast<unsigned>(status));
+      return text;
   }
 }
 
@@ -54,6 +60,17 @@ stream_owner stream_over(file_owner file, const std::string& path) {
   check_file(pask_iostream_create(&stream, k_stream_buffer, &k_on_file, file.get()), path, "opened");
   file.release();
   return stream_owner(stream);
+}
+
+void write_all(file_owner file, const std::string& path, std::string_view text) {
+  const stream_owner stream = stream_over(std::move(file), path);
+  while (!text.empty()) {
+    uint32_t written = 0;
+    const auto size = static_cast<uint32_t>(std::min<size_t>(text.size(), 1 << 20));
+    check_file(pask_iostream_write(stream.get(), text.data(), size, &written), path, "written");
+    if (written == 0) check_file(PASK_FS_ERR_NO_SPACE, path, "written");
+    text.remove_prefix(written);
+  }
 }
 
 /** Adds `size` bytes from an offset on to a digest. */
@@ -106,22 +123,21 @@ int digest_of(void*, const char* path, uint8_t digest[16]) noexcept {
   return 0;
 }
 
-void write_file(const std::string& path, std::string_view text) {
+void write_file(const std::string& named, std::string_view text) {
+  std::error_code none;
+  const std::string path = fs::weakly_canonical(named, none).string();  // a link stays, and what it leads to is written
+  if (fs::exists(path, none) && !fs::is_regular_file(path, none))       // a device or a pipe can't be exchanged
+    return write_all(open_file(path, PASK_FS_OPEN_WRITE, "written"), path, text);
+
   const std::string beside = path + ".part";
+  file_owner file = open_file(beside, PASK_FS_OPEN_WRITE | PASK_FS_OPEN_CREATE | PASK_FS_OPEN_TRUNCATE, "written");
   try {
-    const stream_owner stream = stream_over(
-        open_file(beside, PASK_FS_OPEN_WRITE | PASK_FS_OPEN_CREATE | PASK_FS_OPEN_TRUNCATE, "written"), path);
-    while (!text.empty()) {
-      uint32_t written = 0;
-      const auto size = static_cast<uint32_t>(std::min<size_t>(text.size(), 1 << 20));
-      check_file(pask_iostream_write(stream.get(), text.data(), size, &written), path, "written");
-      text.remove_prefix(written);
-    }
+    write_all(std::move(file), path, text);
+    check_file(pask_fs_file_rename(beside.c_str(), path.c_str()), path, "written");
   } catch (...) {
     pask_fs_file_delete(beside.c_str());
     throw;
   }
-  check_file(pask_fs_file_rename(beside.c_str(), path.c_str()), path, "written");
 }
 
 }  // namespace app

@@ -32,7 +32,7 @@ pask_status read_text(void* stream, void* buffer, uint32_t size, uint32_t* got);
  *  is known again. Reading the whole of a collection for it would take as long as listening to some of it. */
 int digest_of(void* context, const char* path, uint8_t digest[16]) noexcept;
 
-/** Writes a file as a whole: it is there complete, or as it was before. */
+/** Writes a file as a whole: it is there complete, or as it was before. A device or a pipe is written as it is. */
 void write_file(const std::string& path, std::string_view text);
 
 }  // namespace app

@@ -13,11 +13,10 @@
 namespace velox::catalog {
 namespace {
 
-constexpr int64_t k_likes = 5;          /* liked tracks and artists that draw */
-constexpr uint32_t k_least_choice = 10; /* for a short playlist too, so that there is something to put in order */
-constexpr uint32_t k_tracks_for_each_of_an_artist = 5;
-constexpr int64_t k_heard_in_an_hour =
-    16; /* after about so many tracks other parts of a large catalogue are looked at */
+constexpr int64_t k_likes = 5;            /* liked tracks and artists that draw */
+constexpr uint32_t k_least_choice = 10;   /* for a short playlist too, so that there is something to put in order */
+constexpr uint32_t k_share_of_artist = 5; /* of so many tracks, one may be of the same artist */
+constexpr int64_t k_heard_in_a_part = 16; /* after so many tracks other parts of a large catalogue are looked at */
 
 /* Settings of a station by the request's keys, and where an answer tells them; empty for one that none tells. */
 struct setting {
@@ -60,7 +59,7 @@ wish wish_of(connection& from, const station& of, const velox_standin_request& r
   wish made = read_wish(from, {request.type, request.name, options.data(), static_cast<uint32_t>(options.size()),
                                data.data(), static_cast<uint32_t>(data.size())});
   made.radio = true;
-  made.digest = hashed(of.uid, static_cast<uint64_t>(of.heard / k_heard_in_an_hour));
+  made.digest = hashed(of.uid, static_cast<uint64_t>(of.heard / k_heard_in_a_part));
   if (of.id == 0) return made;
   for (const told_event& like : station_store(*from.db).liked(of.id, k_likes)) {
     seed near;
@@ -94,7 +93,7 @@ std::string name_of(connection& from, const wish& asked, const station& of) {
 choices choose_next(connection& from, const station& of, wish asked, progress& run, int64_t now) {
   const uint32_t count = asked.count;
   asked.count = std::max(count, k_least_choice);
-  asked.per_artist = std::min(asked.per_artist, asked.count / k_tracks_for_each_of_an_artist);
+  asked.per_artist = std::min(asked.per_artist, asked.count / k_share_of_artist);
   station_history history(from, of, asked, is_true(setting_of(of, "velox_lookup_option_dmca")), now);
   choices next = choose(from, asked, run, &history);
   history.keep_apart(next.tracks);

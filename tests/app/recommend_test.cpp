@@ -6,6 +6,8 @@
 
 namespace {
 
+namespace fs = std::filesystem;
+
 using nlohmann::json;
 
 bool holds(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
@@ -126,9 +128,17 @@ TEST_F(Recommend, WritesM3u) {
   command.push_back(path("list.m3u"));
   EXPECT_EQ(run(command).out, "");
   EXPECT_EQ(read("list.m3u"), list.out) << "a file's name tells its form";
-  command.back() = path("no folder/list.m3u");
-  const outcome refused = run(command);
-  EXPECT_TRUE(refused.status == 1 && holds(refused.error, "can't be written")) << refused.error;
+  fs::create_symlink(path("list.m3u"), path("link.m3u"));
+  fs::create_symlink("/dev/full", path("full.m3u"));
+  command.back() = path("link.m3u");
+  EXPECT_EQ(run(command).status, 0);
+  EXPECT_TRUE(fs::is_symlink(path("link.m3u")) && read("list.m3u") == list.out);
+  for (const char* name : {"no folder/list.m3u", "full.m3u"}) {
+    command.back() = path(name);
+    const outcome refused = run(command);
+    EXPECT_TRUE(refused.status == 1 && holds(refused.error, "can't be written")) << refused.error;
+  }
+  EXPECT_TRUE(fs::is_symlink(path("full.m3u")) && !fs::exists(path("full.m3u.part")));
 }
 
 /** Empty when a text is well-formed XML of elements, attributes and the five entities; otherwise what is wrong. */
