@@ -1,10 +1,10 @@
 # The public headers, by directory. Installed they lie together in include/velox; a tree of links in the build folder gives
 # the same view to programs, tests and examples, who write #include <velox/pask.h>.
 set(VELOX_HEADERS
-    manager/velox_types.h
-    manager/velox_manager.h
-    manager/velox_standin.h
-    manager/velox_catalog.h
+    contract/velox_types.h
+    contract/velox_manager.h
+    standin/velox_standin.h
+    catalog/api/velox_catalog.h
     runtime/pask_modules.h
     runtime/pask_atomic.h
     runtime/pask_random.h

@@ -1,0 +1,110 @@
+/* cadenz scan: fills the catalogue. What can't be read is told and skipped; Ctrl-C ends the scan after the running
+ * transaction, with the catalogue sound and the rest left for the next time. */
+#include <filesystem>
+
+#include "cli/commands.h"
+#include "core/files.h"
+#include "core/session.h"
+#include "terminal/terminal.h"
+#include "terminal/text_safe.h"
+
+namespace app {
+
+namespace {
+
+bool is_folder(const std::string& path) {
+  std::error_code ignored;
+  return std::filesystem::is_directory(path, ignored);
+}
+
+std::string counted(uint64_t count, const char* what) { return std::to_string(count) + ' ' + what; }
+
+void on_problem(void* context, const char* where, const char* message) noexcept {
+  static_cast<progress_line*>(context)->clear();
+  tell(std::string(where) + ": " + message);
+}
+
+int on_progress(void* context, const velox_catalog_scan_report* so_far, const char* where) noexcept {
+  progress_line& line = *static_cast<progress_line*>(context);
+  if (line.due())
+    line.show("scanning: " + counted(so_far->seen, "seen, ") + counted(so_far->added + so_far->updated, "taken in, ") +
+              counted(so_far->failed, "failed  ") + (where ? where : ""));
+  return interrupted();
+}
+
+void add(velox_catalog_scan_report& total, const velox_catalog_scan_report& one) {
+  total.seen += one.seen;
+  total.added += one.added;
+  total.updated += one.updated;
+  total.unchanged += one.unchanged;
+  total.removed += one.removed;
+  total.failed += one.failed;
+  total.moved += one.moved;
+  total.duplicates += one.duplicates;
+}
+
+std::string several(uint64_t count, const char* one, const char* many) {
+  return counted(count, count == 1 ? one : many);
+}
+
+std::string summary(const velox_catalog_scan_report& report, const velox_catalog_counts& counts,
+                    const std::string& path) {
+  std::string text = counted(report.seen, "seen: ") + counted(report.added, "new, ") +
+                     counted(report.updated, "changed, ") + counted(report.unchanged, "unchanged, ") +
+                     counted(report.removed, "gone, ") + counted(report.failed, "failed");
+  if (report.moved > 0) text += ", " + counted(report.moved, "moved");
+  if (report.duplicates > 0) text += ", " + several(report.duplicates, "copy", "copies");
+  return text + "\nThe catalogue holds " + several(counts.tracks, "track", "tracks") + " of " +
+         several(counts.artists, "artist", "artists") + ": " + safe(path) + '\n' +
+         (counts.invented ? "It is the demonstration catalogue: its artists are invented.\n" : "");
+}
+
+/** Standard input stands in the catalogue as a file in the present folder. */
+pask_status take_in(velox_catalog_handle catalog, const std::string& place, const velox_catalog_scan_events& events,
+                    velox_catalog_scan_report& report) {
+  const bool standard_input = place == "-";
+  if (!standard_input && (place.size() < 4 || place.compare(place.size() - 4, 4, ".tsv") != 0 || is_folder(place)))
+    return velox_catalog_scan(catalog, place.c_str(), &events, &report);
+  const stream_owner text = open_text(standard_input ? PASK_FS_STDIN : place);
+  const char* name = standard_input ? "standard input" : place.c_str();
+  return velox_catalog_import(catalog, name, read_text, text.get(), &events, &report);
+}
+
+}  // namespace
+
+int scan(const std::string& path, const scan_request& request) {
+  const session running;
+  const file_layer files;
+  const catalog_owner catalog = open_catalog_for_scan(path);
+  watch_interrupts();
+
+  velox_catalog_scan_report total = {};
+  bool all_scanned = true;
+  for (const std::string& place : request.places) {
+    progress_line line;
+    const velox_catalog_scan_events events{&line, on_problem, on_progress, digest_of};
+    velox_catalog_scan_report report = {};
+    try {
+      check(take_in(catalog.get(), place, events, report));
+    } catch (const failure& failed) {
+      all_scanned = false;
+      line.clear();
+      if (!interrupted()) tell(failed.what());
+    }
+    line.clear();
+    add(total, report);
+    if (interrupted()) break;
+  }
+
+  if (total.seen > 0 || all_scanned) {
+    velox_catalog_counts counts = {};
+    check(velox_catalog_count(catalog.get(), &counts));
+    write_result(summary(total, counts, path));
+  }
+  if (interrupted())
+    throw failure("interrupted; what was read is in the catalogue",
+                  "run the same command again: it goes on from there");
+  return all_scanned && total.failed == 0 ? exit_fine : exit_failed;
+}
+
+}  // namespace app

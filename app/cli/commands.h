@@ -1,0 +1,77 @@
+/* The commands of the program and what each is asked for. Each returns the exit status; failures are thrown. */
+#ifndef CADENZ_APP_COMMANDS_H
+#define CADENZ_APP_COMMANDS_H
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "core/item.h"
+
+namespace app {
+
+enum exit_status { exit_fine = 0, exit_failed = 1, exit_usage = 2 };
+
+struct scan_request {
+  std::vector<std::string> places;  // folders, audio files, .tsv files
+};
+
+struct search_request {
+  std::string text;
+  bool tracks = false, albums = false, artists = false;  // none: all three
+  uint32_t limit = 20;
+  bool json = false;
+};
+
+struct lists_request {
+  std::vector<std::string> names;  // "genres", "moods", "eras"; none: all
+  bool json = false;
+};
+
+enum class form { table, json, m3u, xspf };
+
+struct named_seed {
+  item_kind kind;
+  std::string text;
+};
+
+/** What recommendations and stations start from. */
+struct start_request {
+  std::vector<named_seed> seeds;  // in the order of the command line
+  std::vector<std::string> genres, moods, eras;
+  std::vector<std::pair<const char*, std::string>> options;  // of the query, as velox_cadenz.h names them
+  std::optional<double> timeout_seconds;
+};
+
+struct recommend_request {
+  start_request start;
+  form output = form::table;
+  std::string file;  // to be written instead of standard output; empty for none
+  bool explain = false;
+};
+
+struct radio_request {
+  start_request start;
+  std::string station;              // one to go on with, by its identifier; empty for a new one
+  std::vector<std::string> player;  // a program and its arguments; empty: the list is walked
+  std::string on_event;             // a program; empty for none
+  bool json = false;
+};
+
+struct stations_request {
+  enum class action { list, rename, remove, history } what = action::list;
+  std::string id, name;
+  bool json = false;
+};
+
+/* `catalog` is the path of the catalogue's file. */
+int scan(const std::string& catalog, const scan_request& request);
+int search(const std::string& catalog, const search_request& request);
+int lists(const std::string& catalog, const lists_request& request);
+int recommend(const std::string& catalog, const recommend_request& request);
+int radio(const std::string& catalog, const radio_request& request);
+int stations(const std::string& catalog, const stations_request& request);
+
+}  // namespace app
+
+#endif

@@ -1,0 +1,48 @@
+/* The forms in which results are given: tables for people, JSON for programs, M3U and XSPF for players. Each is a whole text,
+ * ready for standard output. */
+#ifndef CADENZ_APP_OUTPUT_H
+#define CADENZ_APP_OUTPUT_H
+
+#include "core/radio_event.h"
+#include "terminal/terminal.h"
+
+namespace app {
+
+/** What a request started from, in a line; empty for nothing. */
+std::string heading_of(const origin& from, const terminal& where);
+/** Numbered tracks, each with its reason when it is to be explained. */
+std::string table_of_tracks(const std::vector<item>& tracks, bool explain, const terminal& where);
+std::string table_of(const std::vector<item>& found, const terminal& where);
+std::string table_of(const std::vector<named_list>& lists, const terminal& where);
+/** The first so many tracks of a playlist, with their reasons. */
+std::string table_of(const std::vector<playlist_track>& tracks, size_t most, const terminal& where);
+std::string table_of(const std::vector<station_row>& stations, const terminal& where);
+std::string table_of(const std::vector<history_row>& history, const terminal& where);
+/** The name of an event as people have it, "artist liked". */
+std::string spoken(std::string event);
+/** The track that is on, in a line, with its reason below. */
+std::string line_of(const item& track, const terminal& where);
+/** All that is known of it, and why it is there. */
+std::string details_of(const item& track, const terminal& where);
+
+/* UTF-8, invalid bytes replaced; what could act on a terminal is escaped. Reasons are always there. */
+std::string json_of(const recommendation& result);
+std::string json_of(const std::vector<item>& found);
+std::string json_of(const std::vector<named_list>& lists);
+std::string json_of(const std::vector<station_row>& stations);
+std::string json_of(const std::vector<history_row>& history);
+/** One line. */
+std::string json_line(const radio_event& event);
+
+/** Extended M3U. A track without a path, or with one that no line can hold, gets a comment. For a terminal the paths are
+ *  made safe; otherwise they are byte for byte those of the files. */
+std::string m3u_of(const recommendation& result, bool for_terminal);
+/** XSPF 1, well-formed XML 1.0 whatever the tags hold. */
+std::string xspf_of(const recommendation& result, bool explain);
+
+/** The file URI of an absolute path, percent-encoded; another text is taken for a URI or a relative path. Empty for none. */
+std::string uri_of(const std::string& location);
+
+}  // namespace app
+
+#endif

@@ -1,0 +1,40 @@
+/* Files, through the library's own layer: texts read as streams, what a file holds told by a digest, results written. */
+#ifndef CADENZ_APP_FILES_H
+#define CADENZ_APP_FILES_H
+
+#include <velox/pask.h>
+
+#include <string>
+#include <string_view>
+
+#include "core/handles.h"
+
+namespace app {
+
+using file_owner = std::unique_ptr<pask_fs_file, releaser<pask_fs_file_close>>;
+using stream_owner = std::unique_ptr<pask_iostream, releaser<pask_iostream_release>>;
+
+/** Keeps the file layer started. */
+class file_layer {
+ public:
+  file_layer();
+  ~file_layer() { pask_fs_shutdown(); }
+  file_layer(const file_layer&) = delete;
+  file_layer& operator=(const file_layer&) = delete;
+};
+
+/** A stream that reads a file, or standard input by the name PASK_FS_STDIN. */
+stream_owner open_text(const std::string& path);
+/** For velox_catalog_import: reads a stream, which is the context. */
+pask_status read_text(void* stream, void* buffer, uint32_t size, uint32_t* got);
+
+/** For velox_catalog_scan_events: a digest of an audio file's size, beginning and end, by which a file that was moved or copied
+ *  is known again. Reading the whole of a collection for it would take as long as listening to some of it. */
+int digest_of(void* context, const char* path, uint8_t digest[16]) noexcept;
+
+/** Writes a file as a whole: it is there complete, or as it was before. A device or a pipe is written as it is. */
+void write_file(const std::string& path, std::string_view text);
+
+}  // namespace app
+
+#endif

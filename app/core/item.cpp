@@ -1,0 +1,71 @@
+/* Reading metadata objects: contexts and values, as velox_catalog.h names them. */
+#include "core/item.h"
+
+#include <charconv>
+#include <string_view>
+
+namespace app {
+
+namespace {
+
+std::string text_of(velox_mdo_handle object, const char* key) {
+  const char* value = velox_standin_mdo_value(object, key, 1);
+  return value ? value : "";
+}
+
+std::vector<std::string> texts_of(velox_mdo_handle object, const char* key) {
+  std::vector<std::string> values;
+  for (uint32_t ordinal = 1; const char* value = velox_standin_mdo_value(object, key, ordinal); ++ordinal)
+    values.emplace_back(value);
+  return values;
+}
+
+std::optional<long> number_of(velox_mdo_handle object, const char* key) {
+  const std::string text = text_of(object, key);
+  long value = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+  if (text.empty() || error != std::errc{}) return std::nullopt;
+  return value;
+}
+
+item_kind kind_of(velox_mdo_handle object) {
+  const char* context = velox_standin_mdo_context(object);
+  const std::string_view name = context ? context : "";
+  if (name == "velox_ctx_album") return item_kind::album;
+  return name == "velox_ctx_artist" || name == "velox_ctx_contributor" ? item_kind::artist : item_kind::track;
+}
+
+}  // namespace
+
+const char* kind_name(item_kind kind) {
+  constexpr const char* names[] = {"track", "album", "artist"};
+  return names[static_cast<int>(kind)];
+}
+
+item read_item(velox_mdo_handle object) {
+  item read;
+  read.kind = kind_of(object);
+  read.id = text_of(object, "velox_val_tui");
+  read.title = text_of(object, VELOX_VAL_TITLE);
+  read.artist = text_of(object, VELOX_VAL_ARTIST);
+  read.album = text_of(object, VELOX_VAL_ALBUM);
+  read.era = text_of(object, VELOX_VAL_ERA);
+  read.location = text_of(object, VELOX_VAL_LOCATION);
+  read.genres = texts_of(object, VELOX_VAL_GENRE);
+  read.moods = texts_of(object, VELOX_VAL_MOOD);
+  read.year = number_of(object, VELOX_VAL_YEAR);
+  read.duration_seconds = number_of(object, VELOX_VAL_DURATION);
+  read.popularity = number_of(object, VELOX_VAL_POPULARITY);
+  read.reason = text_of(object, VELOX_VAL_REASON);
+  read.reason_kind = text_of(object, VELOX_VAL_REASON_KIND);
+  read.reason_seed = number_of(object, VELOX_VAL_REASON_SEED);
+  read.score = number_of(object, VELOX_VAL_SCORE);
+  return read;
+}
+
+std::string description(const item& shown) {
+  if (shown.kind == item_kind::artist) return shown.artist;
+  return '"' + shown.title + "\" by " + shown.artist;
+}
+
+}  // namespace app

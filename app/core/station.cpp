@@ -1,0 +1,168 @@
+/* The service forgets events when their request fails, for instance when another process keeps the catalogue locked for long:
+ * they are kept here until a request with them has succeeded. */
+#include "core/station.h"
+
+#include <velox/pask_number.h>
+
+#include <algorithm>
+#include <cstdlib>
+
+#include "core/session.h"
+
+namespace app {
+
+constexpr listener_event listener_events[6] = {
+    {VELOX_CADENZ_EVENT_TRACK_PLAYED, "TRACK_PLAYED", "played", nullptr},
+    {VELOX_CADENZ_EVENT_TRACK_SKIPPED, "TRACK_SKIPPED", "skipped", "skipped: "},
+    {VELOX_CADENZ_EVENT_TRACK_LIKE, "TRACK_LIKE", "liked", "liked: "},
+    {VELOX_CADENZ_EVENT_TRACK_DISLIKE, "TRACK_DISLIKE", "banned", "banned: "},
+    {VELOX_CADENZ_EVENT_ARTIST_LIKE, "ARTIST_LIKE", "artist-liked", "artist liked: "},
+    {VELOX_CADENZ_EVENT_ARTIST_DISLIKE, "ARTIST_DISLIKE", "artist-banned", "artist banned: "},
+};
+
+namespace {
+
+constexpr int most_failures = 3;
+
+int collect_station(void* context, const velox_catalog_station* one) noexcept {
+  static_cast<std::vector<station_row>*>(context)->push_back(
+      {one->id, one->name, one->created, one->used, one->played, one->skipped, one->liked, one->disliked});
+  return 0;
+}
+
+int collect_event(void* context, const velox_catalog_station_event* one) noexcept {
+  const auto known = std::ranges::find(listener_events, std::string_view(one->kind), &listener_event::kind);
+  const char* name = known != std::end(listener_events) ? known->name : one->kind;
+  static_cast<std::vector<history_row>*>(context)->push_back({name, one->title, one->artist, one->time});
+  return 0;
+}
+
+std::optional<std::string> value_of(velox_mdo_handle object, const char* key) {
+  const char* value = object ? velox_standin_mdo_value(object, key, 1) : nullptr;
+  return value ? std::optional<std::string>(value) : std::nullopt;
+}
+
+std::string id_of(velox_cadenz_station_handle handle) {
+  const char* id = nullptr;
+  check(velox_cadenz_station_id(handle, &id), "reading the station's identifier");
+  return id;
+}
+
+velox_cadenz_station_handle made(start_point& start) {
+  velox_cadenz_station_handle handle = nullptr;
+  const pask_status status =
+      velox_cadenz_query_generate_station(start.query.get(), start.filter.get(), nullptr, nullptr, &handle);
+  if (status == CADENZ_ERR_NOT_FOUND)
+    throw failure("nothing in the catalogue fits", "give fewer filters, or another --from");
+  start.watch.finish(status, "no station can be made");
+  return handle;
+}
+
+velox_cadenz_station_handle found(const session& running, const std::string& id) {
+  velox_cadenz_station_handle handle = nullptr;
+  const pask_status status = velox_cadenz_station_lookup(id.c_str(), running.user(), nullptr, nullptr, &handle);
+  if (status == CADENZ_ERR_NOT_FOUND)
+    throw failure("the station " + id + " has nothing left to play",
+                  "scan more music, come back later, or start another station");
+  check(status, "the station can't be opened");
+  return handle;
+}
+
+}  // namespace
+
+std::vector<station_row> read_stations(velox_catalog_handle catalog) {
+  std::vector<station_row> rows;
+  check(velox_catalog_stations(catalog, collect_station, &rows));
+  return rows;
+}
+
+std::vector<history_row> read_history(velox_catalog_handle catalog, const std::string& id) {
+  std::vector<history_row> rows;
+  check(velox_catalog_station_history(catalog, id.c_str(), collect_event, &rows));
+  return rows;
+}
+
+station_row find_station(velox_catalog_handle catalog, const std::string& id) {
+  std::vector<station_row> rows = read_stations(catalog);
+  const auto exact = std::ranges::find(rows, id, &station_row::id);
+  if (exact != rows.end()) return *exact;
+
+  std::erase_if(rows, [&](const station_row& row) { return id.empty() || !row.id.starts_with(id); });
+  if (rows.size() == 1) return rows.front();
+  if (rows.empty()) throw failure("there is no station \"" + id + '"', "see: cadenz stations");
+  throw failure("several stations begin with \"" + id + '"', "see: cadenz stations");
+}
+
+station::station(start_point& start) : handle_(made(start)), id_(id_of(handle_.get())), reopened_(false) {}
+
+station::station(const session& running, const std::string& id,
+                 const std::vector<std::pair<const char*, std::string>>& options)
+    : handle_(found(running, id)), id_(id_of(handle_.get())), reopened_(true) {
+  for (const auto& [option, value] : options) set(option, value);
+}
+
+bool station::record(uint32_t event, const playlist_track& track) {
+  velox_mdo_handle subject = track.object.get();
+  if (event == VELOX_CADENZ_EVENT_ARTIST_LIKE || event == VELOX_CADENZ_EVENT_ARTIST_DISLIKE)
+    subject = velox_standin_mdo_child(subject, "velox_ctx_artist!", 1);
+  if (!subject) return false;
+  check(velox_cadenz_station_event(handle_.get(), event, subject), "recording an event");
+  pending_.push_back({event, keep(subject)});
+  return true;
+}
+
+void station::set(const char* option, const std::string& value) {
+  check(velox_cadenz_station_option_set(handle_.get(), option, value.c_str()), "setting an option");
+  options_changed_ = true;
+}
+
+bool station::draw() {
+  const velox_mdo_handle before = playlist_.get();
+  // Of one call the service sees events or changed options, whichever there are first.
+  const bool twice = options_changed_ && !pending_.empty();
+  exchange();
+  if (twice) exchange();
+  options_changed_ = false;
+  return playlist_.get() != before;
+}
+
+void station::exchange() {
+  velox_mdo_handle given = nullptr;
+  const pask_status status = velox_cadenz_station_generate_playlist(handle_.get(), &given);
+  if (status == 0) playlist_.reset(given);
+  const bool nothing_yet = status == CADENZ_ERR_NOT_FOUND && !playlist_;  // that is an answer too
+  if (status != 0 && !nothing_yet) {
+    const failure failed("no playlist: " + last_error(status));
+    record_again();
+    throw failed;
+  }
+  pending_.clear();
+}
+
+void station::record_again() {
+  lost_ += std::erase_if(pending_, [](pending_event& one) { return ++one.failures == most_failures; });
+  for (const pending_event& one : pending_)
+    check(velox_cadenz_station_event(handle_.get(), one.event, one.subject.get()), "recording an event");
+}
+
+std::vector<playlist_track> station::tracks() const {
+  std::vector<playlist_track> tracks;
+  for (uint32_t i = 1; const velox_mdo_handle album = velox_standin_mdo_child(playlist_.get(), "velox_ctx_album!", i);
+       ++i) {
+    for (uint32_t j = 1; const velox_mdo_handle track = velox_standin_mdo_child(album, "velox_ctx_track!", j); ++j)
+      tracks.push_back({keep(track), read_item(track)});
+  }
+  return tracks;
+}
+
+station_settings station::settings() const {
+  const auto number = [&](const char* key) -> std::optional<long> {
+    const std::optional<std::string> text = value_of(playlist_.get(), key);
+    return text && !text->empty() ? std::optional(std::strtol(text->c_str(), nullptr, 10)) : std::nullopt;
+  };
+  const std::optional<std::string> dmca = value_of(playlist_.get(), "_sdkmgr_val_cadenz_option_dmca");
+  return {number("_sdkmgr_val_cadenz_option_focus_popularity"), number("_sdkmgr_val_cadenz_option_focus_similarity"),
+          dmca ? std::optional(pask_string_atobool(dmca->c_str()) != 0) : std::nullopt};
+}
+
+}  // namespace app

@@ -1,0 +1,270 @@
+// Tab-separated files: a header line that names the columns, then a track a line. A line's digest tells whether it is known
+// already, so that a second scan, or one after an interruption, writes only what differs.
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+
+#include "intake/scan.h"
+#include "intake/tags.h"
+#include "model/text.h"
+
+namespace velox::catalog {
+namespace {
+
+enum column {
+  c_title,
+  c_artist,
+  c_album,
+  c_album_artist,
+  c_genre,
+  c_mood,
+  c_date,
+  c_popularity,
+  c_path,
+  c_track_tui,
+  c_artist_id,
+  c_duration,
+  c_count
+};
+constexpr const char* k_columns[c_count] = {"title", "artist",     "album", "album_artist", "genre",     "mood",
+                                            "date",  "popularity", "path",  "track_tui",    "artist_id", "duration"};
+constexpr size_t k_longest_line = 1 << 20;
+constexpr size_t k_most_columns = 64;
+
+using fields = std::vector<std::string_view>;
+
+void divide(std::string_view line, fields& parts) {
+  parts.clear();
+  for (;;) {
+    const size_t tab = line.find('\t');
+    parts.push_back(line.substr(0, tab));
+    if (tab == std::string_view::npos) return;
+    line.remove_prefix(tab + 1);
+  }
+}
+
+/** The lines of a text, without their ends. A line that is longer than any may be comes cut, yet too long. */
+class line_reader {
+ public:
+  line_reader(const std::string& name, velox_catalog_read_fn read, void* context)
+      : name_(name), read_(read), context_(context), buffer_(1 << 18) {}
+  bool next(std::string_view& line) {
+    line_.clear();
+    bool any = false, complete = false;
+    while (!complete && (at_ < end_ || refill())) {
+      any = true;
+      const char* from = buffer_.data() + at_;
+      const auto* feed = static_cast<const char*>(std::memchr(from, '\n', end_ - at_));
+      complete = feed != nullptr;
+      const size_t length = complete ? static_cast<size_t>(feed - from) : end_ - at_;
+      at_ += length + (complete ? 1 : 0);
+      if (complete && line_.empty()) {
+        line = std::string_view(from, length);  // in the buffer as a whole: nothing is copied
+      } else {
+        line_.append(from, std::min(length, k_longest_line + 2 - std::min(line_.size(), k_longest_line + 2)));
+        line = line_;
+      }
+    }
+    if (!any) return false;
+    ++number_;
+    while (!line.empty() && line.back() == '\r') line.remove_suffix(1);
+    if (number_ == 1 && line.substr(0, 3) == "\xef\xbb\xbf") line.remove_prefix(3);
+    return true;
+  }
+  std::string where() const { return name_ + ":" + std::to_string(number_); }
+
+ private:
+  bool refill() {
+    uint32_t got = 0;
+    const pask_status status = read_(context_, buffer_.data(), static_cast<uint32_t>(buffer_.size()), &got);
+    if (velox_failed(status)) throw failure{status, name_ + " can't be read"};
+    at_ = 0;
+    end_ = got;
+    return got > 0;
+  }
+
+  const std::string& name_;
+  velox_catalog_read_fn read_;
+  void* context_;
+  std::vector<char> buffer_;
+  size_t at_ = 0, end_ = 0;  // what of the buffer hasn't been given out
+  std::string line_;         // a line that lies across the buffer's end
+  uint64_t number_ = 0;
+};
+
+/** The tracks that an earlier scan of the file left. */
+class earlier {
+ public:
+  earlier(database& db, int64_t source) {
+    statement row = db.prepared("SELECT stamp, id, tui FROM track WHERE source=? AND source<>0");
+    row.bind(source);
+    while (row.step()) tracks_.push_back({row.integer(0), row.integer(1), hashed(row.text(2)), false});
+    std::sort(tracks_.begin(), tracks_.end(), [](const auto& a, const auto& b) { return a.digest < b.digest; });
+    for (uint32_t i = 0; i < tracks_.size(); ++i) by_tui_.emplace_back(tracks_[i].tui_hash, i);
+    std::sort(by_tui_.begin(), by_tui_.end());
+  }
+  /** Marks a track with the digest as still there; false when there is none left. */
+  bool keep(int64_t digest) {
+    auto it =
+        std::lower_bound(tracks_.begin(), tracks_.end(), digest, [](const auto& t, int64_t d) { return t.digest < d; });
+    for (; it != tracks_.end() && it->digest == digest; ++it) {
+      if (!it->seen) return it->seen = true;
+    }
+    return false;
+  }
+  template <class Each>
+  void each_left(Each each) const {
+    for (const auto& track : tracks_) {
+      if (!track.seen) each(track.id);
+    }
+  }
+  /** The number of a track that a changed line of the same identifier replaces; 0 for none. */
+  int64_t replaced(const std::string& tui) {
+    if (tui.empty()) return 0;
+    const uint64_t wanted = hashed(tui);
+    auto it = std::lower_bound(by_tui_.begin(), by_tui_.end(), std::pair<uint64_t, uint32_t>(wanted, 0));
+    for (; it != by_tui_.end() && it->first == wanted; ++it) {
+      if (tracks_[it->second].seen) continue;
+      tracks_[it->second].seen = true;
+      return tracks_[it->second].id;
+    }
+    return 0;
+  }
+
+ private:
+  struct entry {
+    int64_t digest, id;
+    uint64_t tui_hash;
+    bool seen;
+  };
+  std::vector<entry> tracks_;
+  std::vector<std::pair<uint64_t, uint32_t>> by_tui_;
+};
+
+/** A file with its columns. */
+class table {
+ public:
+  table(const std::string& path, std::string_view header) {
+    const size_t slash = path.rfind('/');
+    folder_ = path.substr(0, slash + 1);
+    places_.fill(k_most_columns);
+    fields names;
+    divide(header, names);
+    columns_ = names.size();
+    for (size_t i = 0; i < std::min(columns_, k_most_columns); ++i) {
+      for (int c = 0; c < c_count; ++c) {
+        if (names[i] == k_columns[c]) places_[static_cast<size_t>(c)] = i;
+      }
+    }
+    if (places_[c_title] == k_most_columns || places_[c_artist] == k_most_columns)
+      throw failure{VELOX_STANDIN_ERR_INVALID_ARG,
+                    path + ": the first line must name the columns, among them title and artist, divided by tabs"};
+  }
+
+  /** Reads a line; a non-empty result tells why that can't be done. */
+  std::string read(std::string_view line, song& track) {
+    if (line.size() > k_longest_line) return "line is too long";
+    divide(line, parts_);
+    if (parts_.size() > columns_)
+      return "line has " + std::to_string(parts_.size()) + " columns, the header " + std::to_string(columns_);
+    track.title = clean(field(c_title));
+    track.artist = clean(field(c_artist));
+    if (track.title.empty() || track.artist.empty()) return "line lacks a title or an artist";
+    track.album = clean(field(c_album));
+    track.album_artist = clean(field(c_album_artist));
+    track.genres = divided(field(c_genre));
+    track.moods = divided(field(c_mood));
+    track.tui = clean(field(c_track_tui), 100);
+    track.artist_id = clean(field(c_artist_id), 100);
+    if (const std::string_view path = field(c_path); !path.empty())
+      track.path = path[0] == '/' ? std::string(path) : folder_ + std::string(path);
+    uint64_t value = 0;
+    if (const std::string_view text = field(c_popularity); !text.empty()) {
+      if (!number(text, 1000, &value)) return "popularity isn't a whole number from 0 to 1000";
+      track.popularity = static_cast<int>(value);
+    }
+    if (const std::string_view text = field(c_duration); !text.empty()) {
+      if (!number(text, 1000000, &value)) return "duration isn't a whole number of seconds";
+      track.duration = static_cast<uint32_t>(value);
+    }
+    if (const std::string_view text = field(c_date); !text.empty()) {
+      track.year = year_of(text);
+      if (track.year == 0) return "date doesn't begin with a year";
+    }
+    return {};
+  }
+
+ private:
+  std::string_view field(column which) const {
+    const size_t place = places_[which];
+    return place < parts_.size() ? parts_[place] : std::string_view();
+  }
+  std::string folder_;
+  std::array<size_t, c_count> places_;
+  size_t columns_;
+  fields parts_;
+};
+
+}  // namespace
+
+void import_tsv(scan_run& run, const std::string& path, velox_catalog_read_fn read, void* context) {
+  line_reader lines(path, read, context);
+  std::string_view line;
+  bool invented = false, more = lines.next(line);
+  for (; more && (line.empty() || line[0] == '#'); more = lines.next(line))
+    invented = invented || line.find("invented") != std::string_view::npos;
+  table columns(path, more ? line : std::string_view());
+  const int64_t source = run.changes.source(path, invented);
+  earlier before(run.db, source);
+  while (lines.next(line)) {
+    if (line.empty() || line[0] == '#') continue;
+    if (++run.report.seen % 256 == 0) run.step(lines.where());
+    const auto digest = static_cast<int64_t>(hashed(line));
+    if (before.keep(digest)) {
+      ++run.report.unchanged;
+      continue;
+    }
+    song track;
+    if (const std::string why = columns.read(line, track); !why.empty()) {
+      run.problem(lines.where(), why);
+    } else {
+      track.source = source;
+      track.stamp = digest;
+      const int64_t replaced = before.replaced(track.tui);
+      run.changes.put(track, replaced);
+      ++(replaced != 0 ? run.report.updated : run.report.added);
+    }
+  }
+  before.each_left([&](int64_t id) {
+    run.changes.remove(id);
+    ++run.report.removed;
+    if (run.report.removed % 256 == 0) run.step(path);
+  });
+  run.changes.commit();
+}
+
+void scan_tsv(scan_run& run, const std::string& path) {
+  struct source {
+    const std::string& path;
+    int file;
+    ~source() { ::close(file); }
+    [[noreturn]] void fail() const {
+      throw failure{VELOX_STANDIN_ERR_NOT_FOUND, path + " can't be read: " + std::strerror(errno)};
+    }
+  } from{path, ::open(path.c_str(), O_RDONLY | O_CLOEXEC)};
+  if (from.file < 0) from.fail();
+  const auto read = [](void* context, void* buffer, uint32_t size, uint32_t* got) -> pask_status {
+    const auto* file = static_cast<const source*>(context);
+    const ssize_t count = ::read(file->file, buffer, size);
+    if (count < 0) file->fail();
+    *got = static_cast<uint32_t>(count);
+    return 0;
+  };
+  import_tsv(run, path, read, &from);
+}
+
+}  // namespace velox::catalog
