@@ -3,6 +3,8 @@
 set(VELOX_HEADERS
     contract/velox_types.h
     contract/velox_manager.h
+    contract/velox_lookup_keys.h
+    contract/velox_options.h
     standin/velox_standin.h
     catalog/api/velox_catalog.h
     runtime/pask_modules.h

@@ -22,6 +22,7 @@
 #define VELOX_CADENZ_H
 
 #include "velox_manager.h"
+#include "velox_options.h"
 
 VELOX_BEGIN_DECLS
 
@@ -91,24 +92,10 @@ VELOX_API pask_status velox_cadenz_query_create(velox_user_handle user, velox_ca
 /** Ends a query with its options and seeds. Null is a success. */
 VELOX_API pask_status velox_cadenz_query_release(velox_cadenz_query_handle query);
 
-/* Options. A value is a text, copied; null is stored as null. There are no defaults here: an option that isn't set isn't
- * sent. A boolean text is true when it reads "y", "yes", "t"+"rue", "on" (any case) or a number other than 0. */
-#define VELOX_CADENZ_OPTION_ENABLE_CONTENT   "velox_cadenz_option_enable_content" /* boolean: content data wanted */
-#define VELOX_CADENZ_OPTION_ENABLE_XIDS      "velox_cadenz_option_enable_xids" /* boolean: external identifiers wanted */
-#define VELOX_CADENZ_OPTION_ENABLE_SONIC     "velox_cadenz_option_enable_sonic"     /* boolean: sonic data wanted */
-#define VELOX_QUERYOPT_SERVICE_URL           "velox_queryopt_service_url"           /* endpoint of the service */
-#define VELOX_QUERYOPT_NETWORK_INTF          "velox_queryopt_network_intf"          /* network interface */
-#define VELOX_CADENZ_OPTION_RETURN_COUNT     "velox_cadenz_option_return_count"     /* number of results */
-#define VELOX_CADENZ_OPTION_FOCUS_POPULARITY "velox_cadenz_option_focus_popularity" /* number */
-#define VELOX_CADENZ_OPTION_FOCUS_SIMILARITY "velox_cadenz_option_focus_similarity" /* number */
-#define VELOX_CADENZ_OPTION_MAX_TRACKS_PER_ARTIST \
-  "velox_cadenz_option_recommendation_max_tracks_per_artist" /* number; recommendations only */
-#define VELOX_CADENZ_OPTION_ROTATION_RADIO \
-  "velox_cadenz_option_recommendation_rotation_radio"                           /* boolean; recommendations only */
-#define VELOX_CADENZ_OPTION_STATION_DMCA   "velox_cadenz_option_station_dmca"   /* boolean; stations only */
-#define VELOX_CADENZ_OPTION_CATALOG_FILTER "velox_cadenz_option_catalog_filter" /* text for the service */
+/* Options: the keys of velox_options.h, where each has its form and meaning. A value is a text, copied; null is stored as null.
+ * There are no defaults here: an option that isn't set isn't sent. */
 
-/** Sets one of the twelve options above, in place of its former value.
+/** Sets one of the twelve options, in place of its former value.
  *  Returns 0; 0x90b50001 for an empty or unknown key; 0x90b50002 without memory, the former value then stays. */
 VELOX_API pask_status velox_cadenz_query_option_set(velox_cadenz_query_handle query, const char* key,
                                                     const char* value);

@@ -10,6 +10,7 @@
 #ifndef VELOX_STANDIN_H
 #define VELOX_STANDIN_H
 
+#include "velox_lookup_keys.h"
 #include "velox_manager.h"
 
 VELOX_BEGIN_DECLS
@@ -92,10 +93,6 @@ VELOX_API uint32_t velox_standin_mdo_child_count(velox_mdo_handle mdo, const cha
 VELOX_API velox_mdo_handle velox_standin_mdo_child(velox_mdo_handle mdo, const char* key, uint32_t ordinal);
 
 /* ---- List elements ------------------------------------------------------------------------------------------------- */
-
-#define VELOX_LIST_GENRES "velox_list_type_genres"
-#define VELOX_LIST_MOODS  "velox_list_type_moods"
-#define VELOX_LIST_ERAS   "velox_list_type_eras"
 
 /** Makes an element of a list, with one reference: its list's type text, its number there, and a name to show or null. */
 VELOX_API pask_status velox_standin_list_element_create(const char* type, int32_t id, const char* name,

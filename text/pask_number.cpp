@@ -6,6 +6,7 @@
 
 #include "pask_string.h"
 #include "pask_text.h"
+#include "velox_lookup_keys.h"
 
 // --- Numbers to text: two digits at a time, from the lowest up.
 
@@ -142,24 +143,7 @@ uint64_t pask_string_atou64(const char* s) {
 
 // --- Booleans.
 
-uint8_t pask_string_atobool(const char* s) {
-  if (!s) return 0;
-  switch (*s) {
-    case 'Y':
-    case 'y':
-      return s[1] == 0 || text_equal_nocase(s, "yes");
-    case 'T':
-    case 't':
-      return text_equal_nocase(s, "true");
-    case 'O':
-    case 'o':
-      return text_equal_nocase(s, "on");
-    case '0':
-      return pask_string_atou32(s) != 0;
-    default:
-      return is_digit(*s);
-  }
-}
+uint8_t pask_string_atobool(const char* s) { return static_cast<uint8_t>(velox_is_true(s)); }
 
 uint8_t pask_string_isbool(const char* s) {
   if (!s) return 0;

@@ -4,9 +4,9 @@
 #include <algorithm>
 
 #include "cli/commands.h"
+#include "cli/output.h"
 #include "core/finding.h"
 #include "core/nearest.h"
-#include "cli/output.h"
 #include "core/session.h"
 #include "terminal/terminal.h"
 

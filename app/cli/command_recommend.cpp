@@ -2,8 +2,8 @@
 #include <unistd.h>
 
 #include "cli/commands.h"
-#include "core/files.h"
 #include "cli/output.h"
+#include "core/files.h"
 #include "core/session.h"
 #include "core/start.h"
 

@@ -9,10 +9,10 @@
 #include <map>
 #include <sstream>
 
-#include "terminal/child.h"
 #include "cli/commands.h"
 #include "core/finding.h"
 #include "core/session.h"
+#include "terminal/child.h"
 #include "terminal/terminal.h"
 #include "terminal/text_safe.h"
 

@@ -2,14 +2,14 @@
 #ifndef CADENZ_APP_RADIO_H
 #define CADENZ_APP_RADIO_H
 
-#include "terminal/child.h"
 #include "cli/commands.h"
-#include "terminal/event_hook.h"
 #include "core/radio_event.h"
+#include "core/upcoming.h"
+#include "terminal/child.h"
+#include "terminal/event_hook.h"
 #include "terminal/radio_input.h"
 #include "terminal/signals.h"
 #include "terminal/terminal.h"
-#include "core/upcoming.h"
 
 namespace app {
 

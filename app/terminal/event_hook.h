@@ -6,8 +6,8 @@
 #include <chrono>
 #include <deque>
 
-#include "terminal/child.h"
 #include "core/item.h"
+#include "terminal/child.h"
 
 namespace app {
 

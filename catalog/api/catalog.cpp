@@ -15,10 +15,10 @@
 #include "api/guard.h"
 #include "choice/objects.h"
 #include "intake/scan.h"
-#include "store/sqlite/search.h"
-#include "store/sqlite/stations.h"
 #include "intake/tags.h"
 #include "model/text.h"
+#include "store/sqlite/search.h"
+#include "store/sqlite/stations.h"
 
 using namespace velox::catalog;
 

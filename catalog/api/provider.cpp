@@ -6,8 +6,8 @@
 #include <mutex>
 #include <optional>
 
-#include "choice/album_lookup.h"
 #include "api/guard.h"
+#include "choice/album_lookup.h"
 #include "choice/recommend.h"
 #include "choice/station.h"
 

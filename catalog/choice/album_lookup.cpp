@@ -4,8 +4,8 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "store/sqlite/search.h"
 #include "model/text.h"
+#include "store/sqlite/search.h"
 
 namespace velox::catalog {
 namespace {

@@ -5,8 +5,8 @@
 #include <unordered_map>
 #include <vector>
 
-#include "store/sqlite/connection.h"
 #include "standin.h"
+#include "store/sqlite/connection.h"
 
 namespace velox::catalog {
 
