@@ -30,9 +30,9 @@ set(VELOX_HEADERS
     files/pask_md5.h
     files/pask.h
     service/velox_cadenz.h)
-set(VELOX_HEADER_TREE ${CMAKE_BINARY_DIR}/headers)
+set(VELOX_HEADER_TREE ${PROJECT_BINARY_DIR}/headers)
 file(MAKE_DIRECTORY ${VELOX_HEADER_TREE}/velox)
 foreach(header ${VELOX_HEADERS})
   get_filename_component(name ${header} NAME)
-  file(CREATE_LINK ${CMAKE_SOURCE_DIR}/${header} ${VELOX_HEADER_TREE}/velox/${name} SYMBOLIC)
+  file(CREATE_LINK ${PROJECT_SOURCE_DIR}/${header} ${VELOX_HEADER_TREE}/velox/${name} SYMBOLIC)
 endforeach()
