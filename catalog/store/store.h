@@ -16,8 +16,8 @@
 #include "model/candidate.h"
 #include "model/match.h"
 #include "model/records.h"
+#include "model/references.h"
 #include "model/song.h"
-#include "model/station.h"
 
 namespace velox::catalog {
 
@@ -29,22 +29,6 @@ enum class role {
 };
 
 // ---- What a request goes by ---------------------------------------------------------------------------------------------
-
-/** A seed by its identifiers: the track where they name one, else the artist. */
-struct seed_reference {
-  std::string tui, tag, artist_uid;
-};
-
-/** The catalogue filter by names; an empty one isn't looked for. */
-struct place_reference {
-  std::string genre, artist;
-};
-
-struct references {
-  std::vector<seed_reference> seeds;
-  std::vector<int64_t> attributes; /* become known */
-  place_reference place;
-};
 
 /** What a seed is like. */
 struct seed_record {
@@ -59,7 +43,7 @@ struct seed_record {
 
 struct resolved {
   std::vector<seed_record> seeds; /* in the order asked */
-  int64_t genre = 0, artist = 0;  /* of the place; 0: no such name */
+  int64_t genre = 0, artist = 0;  /* that the place names; 0: none is called so */
   int64_t last_track = 0;         /* the highest number of a track */
 };
 
@@ -99,7 +83,8 @@ struct looked {
 /** What a request brings to a station. */
 struct station_visit {
   std::string_view uid;
-  std::map<std::string, std::string> settings; /* are the station's from now on */
+  std::map<std::string, std::string> settings; /* hold for this visit */
+  bool keeps_settings = false;                 /* and from now on */
   std::vector<told_event> events;              /* happened, in this order, at `now` */
   int64_t now = 0;                             /* seconds since 1970 */
 };
