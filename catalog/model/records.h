@@ -15,7 +15,7 @@ struct track_record {
   int popularity = 0, year = 0;
   int64_t duration = 0; /* seconds; 0: unknown */
   uint64_t tag = 0;
-  std::vector<int64_t> attributes; /* genres first, the leading one in front */
+  std::vector<int64_t> attributes;                   /* genres first, the leading one in front */
   std::string tui, title, credit, path, album_title; /* credit: the artist as shown, where it isn't the artist's name */
 };
 
@@ -39,7 +39,7 @@ struct records {
 
 /** What is to be told of. */
 struct subjects {
-  std::vector<int64_t> tracks, albums, artists;
+  std::vector<int64_t> tracks = {}, albums = {}, artists = {};
   bool with_albums = false; /* the albums of the tracks too */
   bool with_tracks = false; /* the tracks of the albums too */
 };

@@ -6,8 +6,6 @@
 namespace velox::catalog {
 namespace {
 
-constexpr size_t k_most_seeds = 32;
-
 constexpr struct {
   std::string_view key;
   attribute_kind kind;

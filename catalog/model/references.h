@@ -15,6 +15,8 @@
 
 namespace velox::catalog {
 
+constexpr size_t k_most_seeds = 32; /* of a request; further ones are left out */
+
 /** A seed by its identifiers: the track where they name one, else the artist. */
 struct seed_reference {
   std::string tui, tag, artist_uid;

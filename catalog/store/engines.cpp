@@ -20,9 +20,8 @@ std::unique_ptr<store> open_store(std::string_view url, role as) {
   for (const engine& each : k_engines) {
     if (url.starts_with(each.scheme)) return each.open(url.substr(each.scheme.size()), as);
   }
-  throw failure{
-      VELOX_STANDIN_ERR_UNSUPPORTED,
-      "service URL \"" + std::string(url) + "\" isn't served here: sqlite:/path/to/file.db names a catalogue"};
+  throw failure{VELOX_STANDIN_ERR_UNSUPPORTED, "service URL \"" + std::string(url) +
+                                                   "\" isn't served here: sqlite:/path/to/file.db names a catalogue"};
 }
 
 }  // namespace velox::catalog

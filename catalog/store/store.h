@@ -14,6 +14,7 @@
 #include <optional>
 
 #include "model/candidate.h"
+#include "model/failure.h"
 #include "model/match.h"
 #include "model/records.h"
 #include "model/references.h"
@@ -70,12 +71,10 @@ using memories = std::unordered_map<int64_t, memory>; /* by track */
 struct search {
   std::vector<window> windows; /* a track of several is the first one's */
   const track_filter* filter;
-  int64_t station = 0; /* not 0: what the station remembers of what is found is told too */
-};
-
-struct looked {
-  std::vector<uint32_t> rows; /* by window: how many tracks it had, up to its limit */
-  memories remembered;
+  /* What a station remembers (with station 0 the identities alone) of what is found, and of tracks that were met before. */
+  bool remembers = false;
+  int64_t station = 0;
+  std::vector<int64_t> also = {};
 };
 
 // ---- Stations ---------------------------------------------------------------------------------------------------------------
@@ -92,9 +91,10 @@ struct station_visit {
 /** What a station's next tracks are chosen from. */
 struct station_opening {
   station of;
-  std::vector<told_event> likes;  /* the latest, latest first */
-  std::vector<heard_track> heard; /* the latest, latest first: so many, and all of the time that the rule of radio looks at */
-  resolved from;                  /* the seeds of the station's data by ordinal, then the likes */
+  std::vector<told_event> likes; /* the latest, latest first */
+  std::vector<heard_track>
+      heard;     /* the latest, latest first: so many, and all of the time that the rule of radio looks at */
+  resolved from; /* the seeds of the station's data by ordinal, then the likes */
 };
 
 constexpr int64_t k_likes_that_draw = 5;
@@ -177,12 +177,13 @@ class store {
 
   // Requests
   virtual resolved resolve(const references& asked) = 0;
-  virtual looked look(const search& asked, candidates& into) = 0;
+  virtual memories look(const search& asked, candidates& into) = 0;
   virtual records describe(const subjects& asked) = 0;
   virtual identified identify(const description& asked) = 0;
 
   // Finding
-  virtual std::vector<int64_t> find(uint32_t kind, std::string_view text, uint32_t limit) = 0; /* a VELOX_CATALOG_ bit */
+  virtual std::vector<int64_t> find(uint32_t kind, std::string_view text,
+                                    uint32_t limit) = 0;      /* a VELOX_CATALOG_ bit */
   virtual std::vector<int64_t> list(attribute_kind kind) = 0; /* the attributes of a kind that have tracks */
   virtual catalogue_counts count() = 0;
 
@@ -200,9 +201,9 @@ class store {
   virtual int64_t enter_source(const std::string& path, bool invented) = 0; /* a table; by its path it is found again */
   virtual std::vector<known_line> lines_of(int64_t source) = 0;
   virtual std::vector<known_file> files_at(const std::string& path, bool folder) = 0;
-  virtual std::string path_of(const known_file& file) = 0; /* empty for one that has gone */
+  virtual std::vector<std::string> paths_of(std::span<const known_file> files) = 0; /* empty for one that has gone */
   virtual std::vector<track_of_content> tracks_of(std::span<const content> contents) = 0;
-  virtual std::vector<duplicate> duplicates_of(std::span<const int64_t> tracks) = 0; /* in order of paths */
+  virtual std::vector<duplicate> duplicates_of(std::span<const int64_t> tracks) = 0; /* by track, in order of paths */
   virtual void apply(std::span<const change> batch) = 0;                             /* all or nothing, by itself */
 };
 

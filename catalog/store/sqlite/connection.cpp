@@ -80,29 +80,16 @@ void make_folder_of(const std::string& path) {
   if (error) refuse(path, "can't be made: " + error.message());
 }
 
-/** Whether an action changes a table, and which. */
-bool writes(int action) {
-  switch (action) {
-    case SQLITE_SELECT:
-    case SQLITE_READ:
-    case SQLITE_FUNCTION:
-    case SQLITE_RECURSIVE:
-    case SQLITE_TRANSACTION:
-    case SQLITE_PRAGMA:
-      return false;
-    default:
-      return true;
-  }
+/** A reader stays one: the pragma that made it so can't be taken back. */
+int allow_reading(void*, int action, const char* pragma, const char*, const char*, const char*) {
+  return action == SQLITE_PRAGMA && pragma && std::string_view(pragma) == "query_only" ? SQLITE_DENY : SQLITE_OK;
 }
 
-int allow_reading(void*, int action, const char*, const char*, const char*, const char*) {
-  return writes(action) ? SQLITE_DENY : SQLITE_OK;
-}
-
+/** Rows of stations, and what SQLite keeps for itself. */
 int allow_stations(void*, int action, const char* table, const char*, const char*, const char*) {
-  const bool row = action == SQLITE_INSERT || action == SQLITE_UPDATE || action == SQLITE_DELETE;
-  if (row && table && std::string_view(table).starts_with("station")) return SQLITE_OK;
-  return writes(action) ? SQLITE_DENY : SQLITE_OK;
+  if (action != SQLITE_INSERT && action != SQLITE_UPDATE && action != SQLITE_DELETE) return SQLITE_OK;
+  const std::string_view name = table ? table : "";
+  return name.starts_with("station") || name.starts_with("sqlite_") ? SQLITE_OK : SQLITE_DENY;
 }
 
 }  // namespace
@@ -162,7 +149,10 @@ connection::connection(std::string path, role as) : path_(std::move(path)) {
     sqlite3_close_v2(raw_);
     throw;
   }
-  if (as == role::read) sqlite3_set_authorizer(raw_, allow_reading, nullptr);
+  if (as == role::read) {
+    execute("PRAGMA query_only=1");
+    sqlite3_set_authorizer(raw_, allow_reading, nullptr);
+  }
   if (as == role::stations) sqlite3_set_authorizer(raw_, allow_stations, nullptr);
   struct stat status = {};
   if (::stat(path_.c_str(), &status) == 0) {

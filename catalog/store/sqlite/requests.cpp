@@ -94,42 +94,43 @@ class looker {
   looker(connection& db, Learn learn, const track_filter& filter, candidates& into)
       : db_(db), learn_(learn), filter_(filter), into_(into) {}
 
-  uint32_t look(const window& at) {
+  void look(const window& at) {
     step_ = at.step;
     switch (at.of) {
       case window::of_attribute:
-        return through(db_.prepared("SELECT " CANDIDATE_COLUMNS " FROM track_attribute a CROSS JOIN track t ON t.id=a.track "
+        return through(db_.prepared("SELECT " CANDIDATE_COLUMNS
+                                    " FROM track_attribute a CROSS JOIN track t ON t.id=a.track "
                                     "WHERE a.attribute=? AND a.level=? AND a.track>=? ORDER BY a.track LIMIT ?")
                            .bind(at.id, at.level, at.from, at.limit));
       case window::of_artist:
         return artist(at.id, at.limit);
       case window::of_album:
-        return through(db_.prepared("SELECT " CANDIDATE_COLUMNS " FROM track t WHERE album_id=? ORDER BY number, id LIMIT ?")
-                           .bind(at.id, at.limit));
+        return through(
+            db_.prepared("SELECT " CANDIDATE_COLUMNS " FROM track t WHERE album_id=? ORDER BY number, id LIMIT ?")
+                .bind(at.id, at.limit));
       case window::below_path:
         return path(at.limit);
       case window::passing:
         wanted_ = at.limit;
-        const uint32_t rows = smallest_set();
+        smallest_set();
         wanted_ = k_no_limit;
-        return rows;
     }
-    return 0;
   }
 
  private:
-  uint32_t artist(int64_t id, int64_t limit) {
-    return through(
+  void artist(int64_t id, int64_t limit) {
+    through(
         db_.prepared("SELECT " CANDIDATE_COLUMNS " FROM track t WHERE artist_id=? ORDER BY popularity DESC, id LIMIT ?")
             .bind(id, limit));
   }
-  uint32_t path(int64_t limit) {
-    const std::string end = filter_.path + "\xf4\x8f\xbf\xbf";  // U+10FFFF follows every character that a path goes on with
-    return through(db_.prepared("SELECT " CANDIDATE_COLUMNS " FROM track t WHERE path>=? AND path<? LIMIT ?")
-                       .bind(std::string_view(filter_.path), std::string_view(end), limit));
+  void path(int64_t limit) {
+    const std::string end =
+        filter_.path + "\xf4\x8f\xbf\xbf";  // U+10FFFF follows every character that a path goes on with
+    through(db_.prepared("SELECT " CANDIDATE_COLUMNS " FROM track t WHERE path>=? AND path<? LIMIT ?")
+                .bind(std::string_view(filter_.path), std::string_view(end), limit));
   }
   /** Goes through the smallest of the sets that the filter names. */
-  uint32_t smallest_set() {
+  void smallest_set() {
     if (filter_.artist != 0) return artist(filter_.artist, k_no_limit);
     if (!filter_.path.empty()) return path(k_no_limit);
     std::vector<int64_t> smallest;
@@ -143,19 +144,14 @@ class looker {
     for (const attribute_kind kind : k_all_kinds) {
       if (filter_.set[kind]) consider(filter_.any_of[kind]);
     }
-    uint32_t rows = 0;
-    for (const int64_t id : smallest) {
-      rows += through(db_.prepared("SELECT " CANDIDATE_COLUMNS " FROM track_attribute a CROSS JOIN track t ON t.id=a.track "
-                                   "WHERE a.attribute=? ORDER BY a.level DESC, a.track")
-                          .bind(id));
-    }
-    return rows;
+    for (const int64_t id : smallest)
+      through(db_.prepared("SELECT " CANDIDATE_COLUMNS " FROM track_attribute a CROSS JOIN track t ON t.id=a.track "
+                           "WHERE a.attribute=? ORDER BY a.level DESC, a.track")
+                  .bind(id));
   }
 
-  uint32_t through(statement& row) {
-    uint32_t rows = 0;
-    while (wanted_ > 0 && row.step()) ++rows, take(row);
-    return rows;
+  void through(statement& row) {
+    while (wanted_ > 0 && row.step()) take(row);
   }
 
   void take(statement& row) {
@@ -340,21 +336,21 @@ resolved sqlite_store::resolve(const references& asked) {
   return found;
 }
 
-looked sqlite_store::look(const search& asked, candidates& into) {
-  looked made;
+memories sqlite_store::look(const search& asked, candidates& into) {
   const size_t known = into.all().size();
-  looker through(db_, [&](int64_t id) -> const attribute_info& { return learn(id); }, *asked.filter, into);
-  for (const window& each : asked.windows) made.rows.push_back(through.look(each));
-  if (asked.station == 0) return made;
-  std::vector<int64_t> fresh;
-  for (size_t i = known; i < into.all().size(); ++i) fresh.push_back(into.all()[i].id);
-  made.remembered = remember(asked.station, fresh);
-  return made;
+  looker through(
+      db_, [&](int64_t id) -> const attribute_info& { return learn(id); }, *asked.filter, into);
+  for (const window& each : asked.windows) through.look(each);
+  if (!asked.remembers) return {};
+  std::vector<int64_t> of = asked.also;
+  for (size_t i = known; i < into.all().size(); ++i) of.push_back(into.all()[i].id);
+  return remember(asked.station, of);
 }
 
 records sqlite_store::describe(const subjects& asked) {
   records made;
-  describer of(db_, [&](int64_t id) -> const attribute_info& { return learn(id); }, made);
+  describer of(
+      db_, [&](int64_t id) -> const attribute_info& { return learn(id); }, made);
   for (const int64_t id : asked.tracks) of.track(id, asked.with_albums);
   for (const int64_t id : asked.albums) of.album(id, asked.with_tracks);
   for (const int64_t id : asked.artists) of.artist(id);

@@ -5,6 +5,7 @@
 #ifndef VELOX_CATALOG_SQLITE_STORE_H
 #define VELOX_CATALOG_SQLITE_STORE_H
 
+#include "store/sqlite/attributes_text.h"
 #include "store/sqlite/connection.h"
 #include "store/sqlite/writer.h"
 #include "store/store.h"
@@ -42,7 +43,7 @@ class sqlite_store final : public store {
   const attribute_info& attribute(int64_t id) const override { return attributes_.at(id); }
 
   resolved resolve(const references& asked) override;
-  looked look(const search& asked, candidates& into) override;
+  memories look(const search& asked, candidates& into) override;
   records describe(const subjects& asked) override;
   identified identify(const description& asked) override;
 
@@ -61,7 +62,7 @@ class sqlite_store final : public store {
   int64_t enter_source(const std::string& path, bool invented) override;
   std::vector<known_line> lines_of(int64_t source) override;
   std::vector<known_file> files_at(const std::string& path, bool folder) override;
-  std::string path_of(const known_file& file) override;
+  std::vector<std::string> paths_of(std::span<const known_file> files) override;
   std::vector<track_of_content> tracks_of(std::span<const content> contents) override;
   std::vector<duplicate> duplicates_of(std::span<const int64_t> tracks) override;
   void apply(std::span<const change> batch) override;
@@ -72,21 +73,6 @@ class sqlite_store final : public store {
   attribute_cache attributes_;
   writer changes_;
 };
-
-/** Calls `each` with the numbers of an attributes text, "12 7 140"; one that holds anything else is a failure. */
-template <class Each>
-void each_attribute(const statement& row, int column, Each each) {
-  const std::string_view text = row.text(column);
-  for (size_t at = 0; at < text.size(); ++at) {
-    int64_t id = 0;
-    const size_t first = at;
-    for (; at < text.size() && text[at] != ' '; ++at) {
-      if (text[at] < '0' || text[at] > '9' || at - first > 17) row.damaged(column);
-      id = id * 10 + (text[at] - '0');
-    }
-    each(id);
-  }
-}
 
 }  // namespace velox::catalog::sqlite
 

@@ -62,7 +62,8 @@ void sum_up(connection& db, int64_t station, int64_t subject, event_kind kind, i
         .run();
     return;
   }
-  db.prepared("UPDATE station_verdict SET banned=?3, liked=nullif(?4, 0), skips=skips*?3 WHERE station=?1 AND subject=?2")
+  db.prepared(
+        "UPDATE station_verdict SET banned=?3, liked=nullif(?4, 0), skips=skips*?3 WHERE station=?1 AND subject=?2")
       .bind(station, subject, is_like(kind) ? 0 : 1, is_like(kind) ? event : 0)
       .run();
 }
@@ -119,8 +120,8 @@ std::vector<told_event> likes_of(connection& db, int64_t station) {
 /** The latest tracks heard: so many, and more back to a time. */
 std::vector<heard_track> heard_on(connection& db, int64_t station, int64_t since) {
   std::vector<heard_track> tracks;
-  statement row = db.prepared(
-      "SELECT artist_key, album_key, time FROM station_event WHERE station=? AND kind<=2 ORDER BY id DESC");
+  statement row =
+      db.prepared("SELECT artist_key, album_key, time FROM station_event WHERE station=? AND kind<=2 ORDER BY id DESC");
   row.bind(station);
   while (row.step() && (tracks.size() < k_heard_lately || row.integer(2) >= since))
     tracks.push_back({row.integer(0), row.integer(1), row.integer(2)});
@@ -207,7 +208,8 @@ bool sqlite_store::past_of(std::string_view uid, const std::function<bool(const 
   statement row = db_.prepared("SELECT kind, title, artist, time FROM station_event WHERE station=? ORDER BY id");
   row.bind(found.integer(0));
   while (row.step()) {
-    if (!each({kind_in(row, 0), std::string(row.text(1)), std::string(row.text(2)), static_cast<uint64_t>(row.count(3))}))
+    if (!each(
+            {kind_in(row, 0), std::string(row.text(1)), std::string(row.text(2)), static_cast<uint64_t>(row.count(3))}))
       break;
   }
   return true;
