@@ -14,7 +14,9 @@ namespace velox::catalog {
 namespace {
 
 constexpr uint32_t k_seed_artist_near = 3; /* tracks of a seed's own artist, unless too little is near */
-constexpr size_t k_first_memories = 32;    /* and twice the tracks wanted: what the history is asked about at first */
+constexpr size_t k_few_memories = 16;      /* and twice the tracks wanted: what the history is asked about at first */
+constexpr size_t k_more_memories = 100;    /* and then, twice as many after that, and so on */
+constexpr size_t k_most_batches = 4;
 
 /** The choice so far, with what it rules out. */
 class selection {
@@ -93,7 +95,7 @@ class chooser {
     if (history_) {
       wanted.remembers = true;
       wanted.station = history_->station_id();
-      wanted.also = unknown_of(0, SIZE_MAX);
+      wanted.also = unknown();
     }
     look(wanted);
   }
@@ -105,38 +107,56 @@ class chooser {
     run_.looked(tracks_.all().size() - before);
   }
 
-  /** The best candidates of at least some similarity that the history doesn't know. */
-  std::vector<int64_t> unknown_of(float similarity, size_t most) {
+  /** The candidates that the history doesn't know. */
+  std::vector<int64_t> unknown() {
     std::vector<int64_t> ids;
     for (const scored& each : scorer_.ranked()) {
-      if (ids.size() >= most) break;
-      if (each.similarity >= similarity && !history_->knows(track_of(each).id)) ids.push_back(track_of(each).id);
+      if (!history_->knows(track_of(each).id)) ids.push_back(track_of(each).id);
     }
     return ids;
   }
 
-  /** Asks the history about some of what is near, and when that isn't enough about all of it. */
-  void learn_more() {
-    const size_t most = learned_ ? SIZE_MAX : k_first_memories + 2 * asked_.count;
-    learned_ = true;
-    history_->learn(from_.remember(history_->station_id(), unknown_of(scorer::k_near, most)));
+  /** Asks the history about a near track, and in the same question about those whose turn comes after it: at first about few, of
+   *  which few are of one artist, since most stations want no more; then about more, and at last about all. */
+  void learn_from(const candidate& wanted) {
+    const bool first = asked_history_ == 0;
+    const size_t most = first                             ? k_few_memories + 2 * asked_.count
+                        : asked_history_ < k_most_batches ? k_more_memories * asked_history_
+                                                          : SIZE_MAX;
+    ++asked_history_;
+    std::vector<int64_t> ids = {wanted.id};
+    std::unordered_map<int64_t, uint32_t> of_artist;
+    bool more = true;
+    for (size_t turn = 0; more && ids.size() < most; ++turn) {
+      more = false;
+      for (const std::deque<scored>& ranked : near_) {
+        if (turn >= ranked.size()) continue;
+        more = true;
+        const candidate& track = track_of(ranked[turn]);
+        if (track.id == wanted.id || history_->knows(track.id)) continue;
+        if (!picked_.has_room_for(track, near_limit(ranked[turn]))) continue;
+        if (!first || ++of_artist[track.artist] <= std::max(asked_.per_artist, 1u)) ids.push_back(track.id);
+      }
+    }
+    history_->learn(from_.remember(history_->station_id(), ids));
   }
 
   // ---- Choosing
 
   /** Each seed in its turn gives its best track, so that none is forgotten. */
   void choose_near() {
-    std::vector<std::deque<scored>> of_seed(asked_.seed_count());
+    near_.resize(asked_.seed_count());
     for (const scored& each : scorer_.ranked()) {
-      if (each.similarity >= scorer::k_near) of_seed[each.seed].push_back(each);
+      if (each.similarity >= scorer::k_near) near_[each.seed].push_back(each);
     }
     for (bool more = true; more && !picked_.full();) {
       more = false;
-      for (auto& ranked : of_seed) {
+      for (auto& ranked : near_) {
         bool added = false;
         while (!added && !ranked.empty() && !picked_.full()) {
-          added = add(ranked.front(), near_limit(ranked.front()));
+          const scored best = ranked.front();
           ranked.pop_front();
+          added = add(best, near_limit(best));
         }
         more = more || added;
       }
@@ -177,7 +197,7 @@ class chooser {
     const candidate& track = track_of(what);
     if (!picked_.has_room_for(track, limit)) return false;
     if (history_) {
-      if (!history_->knows(track.id)) learn_more();
+      if (!history_->knows(track.id)) learn_from(track);
       if (!history_->admits(track)) return false;
       history_->chosen(track);
     }
@@ -193,7 +213,8 @@ class chooser {
   scorer scorer_;
   selection picked_;
   std::string fallback_;
-  bool learned_ = false; /* about some of what is near */
+  std::vector<std::deque<scored>> near_; /* by seed, best first: what is left of it */
+  size_t asked_history_ = 0;             /* times */
 };
 
 }  // namespace

@@ -128,6 +128,46 @@ std::vector<heard_track> heard_on(connection& db, int64_t station, int64_t since
   return tracks;
 }
 
+/** Reads what a station holds against tracks. */
+class verdict_reader {
+ public:
+  verdict_reader(connection& db, int64_t station)
+      : row_(db.prepared("SELECT banned, skips, last FROM station_verdict WHERE station=? AND subject=?")),
+        station_(station) {}
+  void add_to(memory& of) {
+    add(read(of.who.song), of);
+    if (of.who.same_tui != of.who.song) add(read(of.who.same_tui), of);
+    add(of_artist(of.who.artist), of);
+    if (of.who.album_artist != 0 && of.who.album_artist != of.who.artist) add(of_artist(of.who.album_artist), of);
+  }
+
+ private:
+  struct verdict {
+    bool banned = false;
+    int64_t skips = 0, last = 0;
+  };
+  verdict read(int64_t subject) {
+    verdict found;
+    row_.bind(station_, subject);
+    if (row_.step()) found = {row_.integer(0) != 0, row_.count(1), row_.count(2)};
+    row_.rewind();
+    return found;
+  }
+  const verdict& of_artist(int64_t artist) {  // of whom there are many tracks
+    const auto [place, fresh] = artists_.try_emplace(artist);
+    if (fresh) place->second = read(artist);
+    return place->second;
+  }
+  static void add(const verdict& is, memory& to) {
+    to.banned = to.banned || is.banned;
+    to.skips = std::max(to.skips, is.skips);
+    to.last = std::max(to.last, is.last);
+  }
+  statement row_;
+  const int64_t station_;
+  std::unordered_map<int64_t, verdict> artists_;
+};
+
 std::vector<velox_standin_item> items_of(const station& of) {
   std::vector<velox_standin_item> items;
   for (const station_datum& each : of.data) items.push_back({each.key.c_str(), each.value.c_str(), each.ordinal});
@@ -171,22 +211,14 @@ std::optional<station_opening> sqlite_store::visit(const station_visit& by) {
 memories sqlite_store::remember(int64_t station, std::span<const int64_t> tracks) {
   memories made;
   made.reserve(tracks.size());
+  statement about = db_.prepared("SELECT " IDENTITY_COLUMNS " FROM " IDENTITY_TABLES " WHERE track.id=?");
+  verdict_reader verdicts(db_, station);
   for (const int64_t track : tracks) {
     memory& each = made[track];
-    {
-      statement row = db_.prepared("SELECT " IDENTITY_COLUMNS " FROM " IDENTITY_TABLES " WHERE track.id=?");
-      if (row.bind(track).step()) each.who = identity_in(row);
-    }
-    if (station == 0) continue;
-    const identity& who = each.who;
-    statement row =
-        db_.prepared("SELECT banned, skips, last FROM station_verdict WHERE station=? AND subject IN (?, ?, ?, ?)");
-    row.bind(station, who.song, who.same_tui, who.artist, who.album_artist);
-    while (row.step()) {
-      each.banned = each.banned || row.integer(0) != 0;
-      each.skips = std::max(each.skips, row.count(1));
-      each.last = std::max(each.last, row.count(2));
-    }
+    about.bind(track);
+    if (about.step()) each.who = identity_in(about);
+    about.rewind();
+    if (station != 0) verdicts.add_to(each);
   }
   return made;
 }
