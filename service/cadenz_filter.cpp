@@ -50,8 +50,8 @@ static uint32_t filter_holds(pask_stringmap_handle values, const char* key, cons
 static uint32_t filter_take(cadenz_filter* filter, velox_list_element_handle element) {
   const char* type = nullptr;
   PASK_TRY(g_cadenz_lists_interface->list_element_get_type(element, &type));
-  if (!pask_string_equal(type, CADENZ_LIST_GENRES, 0) && !pask_string_equal(type, CADENZ_LIST_MOODS, 0) &&
-      !pask_string_equal(type, CADENZ_LIST_ERAS, 0))
+  if (!pask_string_equal(type, VELOX_LIST_GENRES, 0) && !pask_string_equal(type, VELOX_LIST_MOODS, 0) &&
+      !pask_string_equal(type, VELOX_LIST_ERAS, 0))
     return CADENZ_ERR_UNSUPPORTED;
   int32_t id = 0;
   PASK_TRY(g_cadenz_lists_interface->list_element_get_id(element, &id));

@@ -4,7 +4,8 @@
 #include "pask_format.h"
 #include "pask_string.h"
 
-static uint32_t failed(uint32_t status, int32_t line = __builtin_LINE()) {
+// The failure report of this source; gives the status back.
+static uint32_t reported(uint32_t status, int32_t line = __builtin_LINE()) {
   pask_report(status, "cadenz_preprocess", line);
   return status;
 }
@@ -18,22 +19,22 @@ static void display_get(velox_mdo_handle object, const char* child_key, const ch
   velox_mdo_handle child = nullptr;
   if (cadenz_mdo_child(object, child_key, &child)) return;
   const char* display = nullptr;
-  if (cadenz_mdo_value(child, "velox_val_display", &display) == 0) *text = display;
+  if (cadenz_mdo_value(child, VELOX_VAL_DISPLAY, &display) == 0) *text = display;
   g_cadenz_mdo_interface->mdo_release(child);
 }
 
 static void _cadenz_preprocess_get_name(velox_mdo_handle object, const char** name) {
-  display_get(object, "velox_ctx_name!off", name);
+  display_get(object, VELOX_CHILD_NAME, name);
 }
 
 static void _cadenz_preprocess_get_title(velox_mdo_handle object, const char** title) {
-  display_get(object, "velox_ctx_title!off", title);
+  display_get(object, VELOX_CHILD_TITLE, title);
 }
 
 static void _cadenz_preprocess_get_artist_name(velox_mdo_handle object, const char** name) {
   *name = nullptr;
   velox_mdo_handle artist = nullptr;
-  if (cadenz_mdo_child(object, CADENZ_CHILD_ARTIST, &artist)) return;
+  if (cadenz_mdo_child(object, VELOX_CHILD_ARTIST, &artist)) return;
   _cadenz_preprocess_get_name(artist, name);
   g_cadenz_mdo_interface->mdo_release(artist);
 }
@@ -42,18 +43,18 @@ static void _cadenz_preprocess_get_artist_name(velox_mdo_handle object, const ch
 
 static uint32_t pair_test(velox_mdo_handle track) {
   const char* value = nullptr;
-  PASK_TRY(cadenz_mdo_value(track, CADENZ_VAL_TUI, &value));
-  return cadenz_mdo_value(track, CADENZ_VAL_TUI_TAG, &value);
+  PASK_TRY(cadenz_mdo_value(track, VELOX_VAL_TUI, &value));
+  return cadenz_mdo_value(track, VELOX_VAL_TUI_TAG, &value);
 }
 
 // 0 when the seed is a track, or an album whose first track, with the identifier pair.
 static uint32_t track_test(velox_mdo_handle seed) {
   const char* context = nullptr;
   PASK_TRY(g_cadenz_mdo_interface->mdo_get_context(seed, &context));
-  if (context_is(context, CADENZ_CTX_TRACK)) return pair_test(seed);
-  if (!context_is(context, CADENZ_CTX_ALBUM)) return CADENZ_INFO_NOT_FOUND;
+  if (context_is(context, VELOX_CTX_TRACK)) return pair_test(seed);
+  if (!context_is(context, VELOX_CTX_ALBUM)) return CADENZ_INFO_NOT_FOUND;
   velox_mdo_handle track = nullptr;
-  PASK_TRY(cadenz_mdo_child(seed, CADENZ_CHILD_TRACK, &track));
+  PASK_TRY(cadenz_mdo_child(seed, VELOX_CHILD_TRACK, &track));
   const uint32_t status = pair_test(track);
   g_cadenz_mdo_interface->mdo_release(track);
   return status;
@@ -63,11 +64,11 @@ static uint32_t track_test(velox_mdo_handle seed) {
 static uint32_t artist_test(velox_mdo_handle seed) {
   const char* context = nullptr;
   PASK_TRY(g_cadenz_mdo_interface->mdo_get_context(seed, &context));
-  if (!context_is(context, CADENZ_CTX_ARTIST) && !context_is(context, CADENZ_CTX_CONTRIBUTOR) &&
-      !context_is(context, CADENZ_CTX_TRACK) && !context_is(context, CADENZ_CTX_ALBUM))
+  if (!context_is(context, VELOX_CTX_ARTIST) && !context_is(context, VELOX_CTX_CONTRIBUTOR) &&
+      !context_is(context, VELOX_CTX_TRACK) && !context_is(context, VELOX_CTX_ALBUM))
     return CADENZ_INFO_NOT_FOUND;
   const char* value = nullptr;
-  return cadenz_mdo_value(seed, CADENZ_VAL_ARTIST_ID, &value);
+  return cadenz_mdo_value(seed, VELOX_VAL_ARTIST_ID, &value);
 }
 
 namespace {
@@ -97,7 +98,7 @@ static uint32_t sort_seed(preprocess_run* run, uint32_t index) {
   velox_mdo_handle seed = nullptr;
   PASK_TRY(cadenz_seed_get(run->query->seeds, index, &seed));
   PASK_TRY(g_cadenz_mdo_interface->mdo_addref(seed));
-  const bool usable = failed(track_test(seed)) == 0 || failed(artist_test(seed)) == 0;
+  const bool usable = reported(track_test(seed)) == 0 || reported(artist_test(seed)) == 0;
   return list_take(usable ? run->kept : run->unresolved, seed);
 }
 
@@ -127,15 +128,15 @@ struct seed_texts {
 // An identifier counts only with its tag, and only if it isn't empty.
 static void identifier_get(velox_mdo_handle seed, seed_texts* texts) {
   const char* tui = nullptr;
-  if (cadenz_mdo_value(seed, CADENZ_VAL_TUI, &tui)) return;
-  if (cadenz_mdo_value(seed, CADENZ_VAL_TUI_TAG, &texts->tui_tag) == 0 && !pask_string_isempty(tui)) texts->tui = tui;
+  if (cadenz_mdo_value(seed, VELOX_VAL_TUI, &tui)) return;
+  if (cadenz_mdo_value(seed, VELOX_VAL_TUI_TAG, &texts->tui_tag) == 0 && !pask_string_isempty(tui)) texts->tui = tui;
 }
 
 static uint32_t seed_texts_get(velox_mdo_handle seed, seed_texts* texts) {
   const char* context = nullptr;
   PASK_TRY(g_cadenz_mdo_interface->mdo_get_context(seed, &context));
-  const bool track = context_is(context, CADENZ_CTX_TRACK);
-  const bool album = context_is(context, CADENZ_CTX_ALBUM);
+  const bool track = context_is(context, VELOX_CTX_TRACK);
+  const bool album = context_is(context, VELOX_CTX_ALBUM);
   if (!track && !album) {
     _cadenz_preprocess_get_name(seed, &texts->track_artist);
   } else {
@@ -160,15 +161,15 @@ static uint32_t data_add_if_any(velox_lookup_handle lookup, const request_name& 
 
 static uint32_t request_data_add(velox_lookup_handle lookup, const request_name& name, const seed_texts& texts) {
   if (texts.tui) {
-    PASK_TRY(data_add(lookup, name, "velox_lookup_data_tui", texts.tui));
-    return data_add(lookup, name, "velox_lookup_data_tui_tag", texts.tui_tag);
+    PASK_TRY(data_add(lookup, name, VELOX_LOOKUP_DATA_TUI, texts.tui));
+    return data_add(lookup, name, VELOX_LOOKUP_DATA_TUI_TAG, texts.tui_tag);
   }
-  PASK_TRY(data_add(lookup, name, "velox_lookup_data_result_range_start", "1"));
-  PASK_TRY(data_add(lookup, name, "velox_lookup_data_result_range_end", "1"));
-  PASK_TRY(data_add_if_any(lookup, name, "velox_lookup_data_album_artist", texts.album_artist));
-  PASK_TRY(data_add_if_any(lookup, name, "velox_lookup_data_album_title", texts.album_title));
-  PASK_TRY(data_add_if_any(lookup, name, "velox_lookup_data_track_artist", texts.track_artist));
-  return data_add_if_any(lookup, name, "velox_lookup_data_track_title", texts.track_title);
+  PASK_TRY(data_add(lookup, name, VELOX_LOOKUP_DATA_RANGE_START, "1"));
+  PASK_TRY(data_add(lookup, name, VELOX_LOOKUP_DATA_RANGE_END, "1"));
+  PASK_TRY(data_add_if_any(lookup, name, VELOX_LOOKUP_DATA_ALBUM_ARTIST, texts.album_artist));
+  PASK_TRY(data_add_if_any(lookup, name, VELOX_LOOKUP_DATA_ALBUM_TITLE, texts.album_title));
+  PASK_TRY(data_add_if_any(lookup, name, VELOX_LOOKUP_DATA_TRACK_ARTIST, texts.track_artist));
+  return data_add_if_any(lookup, name, VELOX_LOOKUP_DATA_TRACK_TITLE, texts.track_title);
 }
 
 static uint32_t request_add(preprocess_run* run, uint32_t index) {
@@ -177,16 +178,16 @@ static uint32_t request_add(preprocess_run* run, uint32_t index) {
   seed_texts texts = {};
   PASK_TRY(seed_texts_get(seed, &texts));
   const request_name name(index);
-  PASK_TRY(g_cadenz_lookup_interface->lookup_add_request(run->lookup, CADENZ_TYPE_ALBUM, name.text, "radio", 1));
+  PASK_TRY(g_cadenz_lookup_interface->lookup_add_request(run->lookup, VELOX_LOOKUP_TYPE_ALBUM, name.text, "radio", 1));
   return request_data_add(run->lookup, name, texts);
 }
 
 // The matched track of the answer's album, or the album itself where no track matched.
 static uint32_t answer_read(velox_mdo_handle answer, velox_mdo_handle* resolved) {
   velox_mdo_handle album = nullptr;
-  const uint32_t status = cadenz_mdo_child(answer, "velox_ctx_album!", &album);
+  const uint32_t status = cadenz_mdo_child(answer, VELOX_CHILD_ALBUM, &album);
   velox_mdo_handle track = nullptr;
-  const bool matched = !status && cadenz_mdo_child(album, "velox_ctx_track!matching", &track) == 0;
+  const bool matched = !status && cadenz_mdo_child(album, VELOX_CHILD_MATCHING_TRACK, &track) == 0;
   g_cadenz_mdo_interface->mdo_release(answer);
   if (status) return status;
   if (matched) g_cadenz_mdo_interface->mdo_release(album);
@@ -206,7 +207,7 @@ static uint32_t result_take(preprocess_run* run, uint32_t index) {
 static uint32_t resolve(preprocess_run* run, uint32_t count) {
   PASK_TRY(g_cadenz_lookup_interface->lookup_create(g_cadenz_lookup_interface, cadenz_lookup_callback, run->query,
                                                     &run->lookup));
-  PASK_TRY(cadenz_lookup_endpoint(run->query, run->lookup));
+  PASK_TRY(cadenz_options_send_endpoint(run->query, run->lookup));
   for (uint32_t i = 0; i < count; ++i) PASK_TRY(request_add(run, i));
   PASK_TRY(g_cadenz_lookup_interface->lookup_execute(run->lookup, run->query->user, nullptr));
   for (uint32_t i = 0; i < count; ++i) PASK_TRY(result_take(run, i));
@@ -226,8 +227,8 @@ static uint32_t run_all(preprocess_run* run, uint32_t seeds) {
 
 uint32_t cadenz_preprocess_seeds(cadenz_query* query) {
   uint32_t seeds = 0;
-  if (const uint32_t status = pask_vector_count(query->seeds, &seeds)) return failed(status);
-  if (seeds == 0) return failed(CADENZ_ERR_NO_SEEDS);
+  if (const uint32_t status = pask_vector_count(query->seeds, &seeds)) return reported(status);
+  if (seeds == 0) return reported(CADENZ_ERR_NO_SEEDS);
   preprocess_run run = {query, nullptr, nullptr, nullptr};
   const uint32_t status = run_all(&run, seeds);
   if (run.lookup) g_cadenz_lookup_interface->lookup_release(run.lookup);
@@ -238,5 +239,5 @@ uint32_t cadenz_preprocess_seeds(cadenz_query* query) {
   }
   pask_vector_delete(run.kept);
   pask_vector_delete(run.unresolved);
-  return failed(status);
+  return reported(status);
 }

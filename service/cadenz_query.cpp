@@ -63,56 +63,6 @@ static uint32_t seed_take(cadenz_query* query, velox_mdo_handle seed) {
   return status;
 }
 
-// ---- Options -----------------------------------------------------------------------------------------------------------
-
-namespace {
-
-struct option_key {
-  const char* text;
-  uint32_t length;  // most keys are told apart by it
-  uint8_t owners;   // option_owner bits
-
-  template <size_t size>
-  constexpr option_key(const char (&key)[size], uint8_t owned_by) : text(key), length(size - 1), owners(owned_by) {}
-};
-
-constexpr uint8_t OPTION_OF_BOTH = OPTION_OF_QUERY | OPTION_OF_STATION;
-
-constexpr option_key k_options[] = {
-    {VELOX_CADENZ_OPTION_ENABLE_CONTENT, OPTION_OF_BOTH},
-    {VELOX_CADENZ_OPTION_ENABLE_XIDS, OPTION_OF_BOTH},
-    {VELOX_CADENZ_OPTION_ENABLE_SONIC, OPTION_OF_BOTH},
-    {VELOX_QUERYOPT_SERVICE_URL, OPTION_OF_BOTH},
-    {VELOX_QUERYOPT_NETWORK_INTF, OPTION_OF_BOTH},
-    {VELOX_CADENZ_OPTION_RETURN_COUNT, OPTION_OF_BOTH},
-    {VELOX_CADENZ_OPTION_FOCUS_POPULARITY, OPTION_OF_BOTH},
-    {VELOX_CADENZ_OPTION_FOCUS_SIMILARITY, OPTION_OF_BOTH},
-    {VELOX_CADENZ_OPTION_MAX_TRACKS_PER_ARTIST, OPTION_OF_QUERY},
-    {VELOX_CADENZ_OPTION_ROTATION_RADIO, OPTION_OF_QUERY},
-    {VELOX_CADENZ_OPTION_STATION_DMCA, OPTION_OF_BOTH},
-    {VELOX_CADENZ_OPTION_CATALOG_FILTER, OPTION_OF_QUERY},
-};
-
-}  // namespace
-
-static bool option_known(option_owner owner, const char* key) {
-  const uint32_t length = pask_string_bytelen_nonull(key);
-  for (const option_key& known : k_options)
-    if (known.length == length && pask_string_equal(key, known.text, 1)) return (known.owners & owner) != 0;
-  return false;
-}
-
-uint32_t cadenz_option_set(const cadenz_query* query, pask_critsec_handle lock, option_owner owner, const char* key,
-                           const char* value) {
-  const critsec_hold held(lock);
-  return option_known(owner, key) ? pask_stringmap_value_add(query->options, key, value) : CADENZ_ERR_INVALID_ARG;
-}
-
-uint32_t cadenz_option_get(const cadenz_query* query, pask_critsec_handle lock, const char* key, const char** value) {
-  const critsec_hold held(lock);
-  return pask_stringmap_value_find_ex(query->options, key, 0, value);
-}
-
 // ---- Exported ----------------------------------------------------------------------------------------------------------------
 
 uint32_t velox_cadenz_query_create(velox_user_handle user, velox_cadenz_callback_fn callback, void* data,
@@ -138,7 +88,7 @@ uint32_t velox_cadenz_query_option_set(cadenz_query* query, const char* key, con
   PASK_TRY(cadenz_ready(OPERATION));
   PASK_TRY(cadenz_handle_check(OPERATION, query, CADENZ_QUERY_MAGIC));
   if (pask_string_isempty(key)) return cadenz_end(OPERATION, CADENZ_ERR_INVALID_ARG);
-  return cadenz_end(OPERATION, cadenz_option_set(query, query->lock, OPTION_OF_QUERY, key, value));
+  return cadenz_end(OPERATION, cadenz_option_set(query, query->lock, VELOX_OPTION_OF_QUERY, key, value));
 }
 
 uint32_t velox_cadenz_query_option_get(cadenz_query* query, const char* key, const char** value) {

@@ -27,7 +27,6 @@ extern VELOX_API velox_listmanager_interface* g_cadenz_lists_interface;
 constexpr uint32_t CADENZ_INFO_NOT_FOUND = status_info(PKG_CADENZ, CODE_NOT_FOUND);
 constexpr uint32_t CADENZ_ERR_BAD_EVENT = status_error(PKG_CADENZ, 0x003d);
 static_assert(CADENZ_ERR_NO_MEMORY == status_error(PKG_CADENZ, CODE_NO_MEMORY));
-constexpr uint32_t CADENZ_CODE_NO_SEEDS = CADENZ_ERR_NO_SEEDS & 0xffff;
 constexpr uint32_t CADENZ_PACKAGE_WORD = PKG_CADENZ << 16;
 
 // Moves a word from outside package 0xb5 into it; the error bit is set whatever the word's severity was.
@@ -35,7 +34,9 @@ constexpr uint32_t cadenz_fold(uint32_t status) {
   return status_package(status) == PKG_CADENZ ? status : status_error(PKG_CADENZ, status & 0xffff);
 }
 
-// The failure report of the service's own functions.
+constexpr bool cadenz_is_no_seeds(uint32_t status) { return (status & 0xffff) == (CADENZ_ERR_NO_SEEDS & 0xffff); }
+
+// The failure report of the service's own functions; gives the status back.
 inline uint32_t cadenz_report(uint32_t status, int32_t line = __builtin_LINE()) {
   pask_report(status, "velox_cadenz", line);
   return status;
@@ -100,15 +101,17 @@ struct cadenz_event {
   velox_mdo_handle subject;  // the track or artist, referenced
 };
 
-// ---- Options (cadenz_query.cpp) ------------------------------------------------------------------------------------------
+// ---- Options (cadenz_options.cpp) ----------------------------------------------------------------------------------------
 
-// Whose option a key may be; a key of both has both bits.
-enum option_owner : uint8_t { OPTION_OF_QUERY = 1, OPTION_OF_STATION = 2 };
-
-// Sets an option under a lock if an owner of that kind has such a key; reads any that is set.
-uint32_t cadenz_option_set(const cadenz_query* query, pask_critsec_handle lock, option_owner owner, const char* key,
+// Sets an option under a lock if an owner of that kind (VELOX_OPTION_OF_) has such a key; reads any that is set.
+uint32_t cadenz_option_set(const cadenz_query* query, pask_critsec_handle lock, uint8_t owner, const char* key,
                            const char* value);
 uint32_t cadenz_option_get(const cadenz_query* query, pask_critsec_handle lock, const char* key, const char** value);
+// Gives a lookup what is set: all that a request of its type carries, or what holds for the lookup as a whole.
+uint32_t cadenz_options_send(const cadenz_query* query, const char* type, velox_lookup_handle lookup);
+uint32_t cadenz_options_send_endpoint(const cadenz_query* query, velox_lookup_handle lookup);
+// Whether an option differs from what the playlist reports of it; with no playlist, whether one is set.
+bool cadenz_settings_changed(const cadenz_query* query, velox_mdo_handle playlist);
 
 // ---- A query's inner steps (cadenz_query.cpp) --------------------------------------------------------------------------
 
@@ -130,6 +133,16 @@ inline uint32_t cadenz_seed_add(pask_vector_handle seeds, velox_mdo_handle seed)
 
 // ---- A station's inner steps (cadenz_station.cpp, cadenz_station_event.cpp, cadenz_station_lookup.cpp) ---------------------
 
+struct cadenz_station_origin {
+  const char* station_id;
+  velox_mdo_handle answer;  // of the request that made the station; null for one that is reopened
+  velox_user_handle user;
+  velox_cadenz_callback_fn callback;
+  void* callback_data;
+  pask_stringmap_handle options;  // to be copied; null for none
+};
+uint32_t _cadenz_station_create(const cadenz_station_origin& from, cadenz_station** station);
+
 // Brings a station in step with the service by the one request that the moment needs, or by none. 0 exactly when the station
 // has a playlist. The caller holds the station's lock, unless nobody else knows the station.
 uint32_t _cadenz_station_lookup(cadenz_station* station);
@@ -137,32 +150,9 @@ uint32_t _cadenz_station_lookup(cadenz_station* station);
 uint32_t cadenz_events_send(cadenz_station* station, velox_lookup_handle lookup);
 void _cadenz_event_release(void* event);
 
-// ---- The request (cadenz_lookup.cpp, cadenz_recommend.cpp, cadenz_preprocess.cpp) -----------------------------------------
+// ---- The request (cadenz_lookup.cpp, its seeds and filter, cadenz_preprocess.cpp) -----------------------------------------
 
-#define CADENZ_REQUEST_NAME        "cadenzreq1"
-#define CADENZ_TYPE_RECOMMEND      "velox_lookup_type_radio_recommend"
-#define CADENZ_TYPE_CREATE         "velox_lookup_type_radio_create"
-#define CADENZ_TYPE_EVENT          "velox_lookup_type_radio_event"
-#define CADENZ_TYPE_SETTING        "velox_lookup_type_radio_setting"
-#define CADENZ_TYPE_LOOKAHEAD      "velox_lookup_type_radio_lookahead"
-#define CADENZ_TYPE_ALBUM          "velox_lookup_type_album"
-#define CADENZ_LOOKUP_SERVICE_URL  "velox_lookup_option_serviceurl"
-#define CADENZ_LOOKUP_NETWORK_INTF "velox_lookup_option_networkintf"
-#define CADENZ_CTX_TRACK           "velox_ctx_track"
-#define CADENZ_CTX_ALBUM           "velox_ctx_album"
-#define CADENZ_CTX_ARTIST          "velox_ctx_artist"
-#define CADENZ_CTX_CONTRIBUTOR     "velox_ctx_contributor"
-#define CADENZ_CHILD_ALBUM         "velox_ctx_album!"
-#define CADENZ_CHILD_TRACK         "velox_ctx_track!"
-#define CADENZ_CHILD_ARTIST        "velox_ctx_artist!"
-#define CADENZ_CHILD_CONTRIBUTOR   "velox_ctx_contributor!"
-#define CADENZ_VAL_TUI             "velox_val_tui"
-#define CADENZ_VAL_TUI_TAG         "velox_val_tui_tag"
-#define CADENZ_VAL_ARTIST_ID       "_sdkmgr_val_artist_id"
-#define CADENZ_VAL_STATION_ID      "_sdkmgr_val_cadenz_radio_id"
-#define CADENZ_LIST_GENRES         "velox_list_type_genres"
-#define CADENZ_LIST_MOODS          "velox_list_type_moods"
-#define CADENZ_LIST_ERAS           "velox_list_type_eras"
+#define CADENZ_REQUEST_NAME "cadenzreq1"
 
 uint32_t cadenz_preprocess_seeds(cadenz_query* query);
 uint32_t _cadenz_query_lookup_create(cadenz_query* query, const char* type, velox_lookup_handle* lookup);
@@ -180,9 +170,6 @@ inline uint32_t cadenz_data_add(velox_lookup_handle lookup, const char* key, con
 // The request is the caller's to release, also after a failure.
 uint32_t cadenz_seeded_request(cadenz_query* query, const char* type, const cadenz_filter* filter,
                                velox_lookup_handle* lookup, velox_mdo_handle* result);
-
-// Passes the query's service URL and network interface on to a lookup, where they are set.
-uint32_t cadenz_lookup_endpoint(const cadenz_query* query, velox_lookup_handle lookup);
 
 // A metadata object's context, or null; a value or a child, or null when there is none.
 inline const char* cadenz_mdo_context(velox_mdo_handle mdo) {

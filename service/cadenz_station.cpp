@@ -25,21 +25,8 @@ static void _cadenz_station_handle_delete(void* station) {
   _cadenz_station_free(static_cast<cadenz_station*>(station));
 }
 
-namespace {
-
-struct station_origin {
-  const char* station_id;
-  velox_mdo_handle answer;  // of the request that made the station; null for one that is reopened
-  velox_user_handle user;
-  velox_cadenz_callback_fn callback;
-  void* callback_data;
-  pask_stringmap_handle options;  // to be copied; null for none
-};
-
-}  // namespace
-
 // Fills a zeroed record up to its registration. What is there when a step fails is freed by the caller.
-static uint32_t station_fill(cadenz_station* station, const station_origin& from) {
+static uint32_t station_fill(cadenz_station* station, const cadenz_station_origin& from) {
   station->station_id = pask_string_strdup(from.station_id);
   if (!station->station_id) return CADENZ_ERR_NO_MEMORY;
   PASK_TRY(_cadenz_query_create(from.user, from.callback, from.callback_data, from.options, &station->query));
@@ -53,7 +40,7 @@ static uint32_t station_fill(cadenz_station* station, const station_origin& from
                                                       _cadenz_station_handle_delete);
 }
 
-static uint32_t _cadenz_station_create(const station_origin& from, cadenz_station** station) {
+uint32_t _cadenz_station_create(const cadenz_station_origin& from, cadenz_station** station) {
   auto* made = static_cast<cadenz_station*>(pask_memory_alloc(sizeof(cadenz_station)));
   if (!made) return cadenz_report(CADENZ_ERR_NO_MEMORY);
   memset(made, 0, sizeof *made);
@@ -66,12 +53,12 @@ static uint32_t _cadenz_station_create(const station_origin& from, cadenz_statio
   return 0;
 }
 
-// ---- Making and reopening ----------------------------------------------------------------------------------------------------
+// ---- Making ----------------------------------------------------------------------------------------------------------------
 
 static uint32_t station_from_answer(const cadenz_query* query, velox_mdo_handle answer,
                                     velox_cadenz_callback_fn callback, void* data, cadenz_station** station) {
   const char* id = nullptr;
-  if (cadenz_mdo_value(answer, CADENZ_VAL_STATION_ID, &id) || pask_string_isempty(id)) return CADENZ_ERR_NOT_FOUND;
+  if (cadenz_mdo_value(answer, VELOX_VAL_STATION_ID, &id) || pask_string_isempty(id)) return CADENZ_ERR_NOT_FOUND;
   return _cadenz_station_create({id, answer, query->user, callback, data, query->options}, station);
 }
 
@@ -87,28 +74,11 @@ uint32_t velox_cadenz_query_generate_station(cadenz_query* query, cadenz_filter*
     const critsec_hold held(query->lock);
     velox_lookup_handle lookup = nullptr;
     velox_mdo_handle answer = nullptr;
-    status = cadenz_seeded_request(query, CADENZ_TYPE_CREATE, filter, &lookup, &answer);
+    status = cadenz_seeded_request(query, VELOX_LOOKUP_TYPE_CREATE, filter, &lookup, &answer);
     if (!status) status = station_from_answer(query, answer, callback, data, station);
     g_cadenz_lookup_interface->lookup_release(lookup);
     g_cadenz_mdo_interface->mdo_release(answer);
   }
-  return cadenz_end(OPERATION, status);
-}
-
-uint32_t velox_cadenz_station_lookup(const char* station_id, velox_user_handle user, velox_cadenz_callback_fn callback,
-                                     void* data, cadenz_station** station) {
-  static constexpr char OPERATION[] = "velox_cadenz_station_lookup";
-  cadenz_trace("velox_cadenz_station_lookup( %s, %p, %p, %p, %p )", station_id, user, callback, data, station);
-  PASK_TRY(cadenz_ready(OPERATION));
-  if (pask_string_isempty(station_id) || !station) return cadenz_log_only(OPERATION, CADENZ_ERR_INVALID_ARG);
-  cadenz_station* made = nullptr;
-  uint32_t status = _cadenz_station_create({station_id, nullptr, user, callback, data, nullptr}, &made);
-  if (status) return cadenz_end(OPERATION, status);
-  status = _cadenz_station_lookup(made);
-  if (status)
-    g_cadenz_handlemanager_interface->handle_release(made);
-  else
-    *station = made;
   return cadenz_end(OPERATION, status);
 }
 
@@ -138,7 +108,7 @@ uint32_t velox_cadenz_station_option_set(cadenz_station* station, const char* ke
   PASK_TRY(cadenz_ready(OPERATION));
   PASK_TRY(cadenz_handle_check(OPERATION, station, CADENZ_STATION_MAGIC));
   if (pask_string_isempty(key)) return cadenz_end(OPERATION, CADENZ_ERR_INVALID_ARG);
-  return cadenz_end(OPERATION, cadenz_option_set(station->query, station->lock, OPTION_OF_STATION, key, value));
+  return cadenz_end(OPERATION, cadenz_option_set(station->query, station->lock, VELOX_OPTION_OF_STATION, key, value));
 }
 
 uint32_t velox_cadenz_station_option_get(cadenz_station* station, const char* key, const char** value) {

@@ -20,12 +20,11 @@ struct event_kind {
 
 constexpr event_kind track_event(const char* name) {
   return {name,
-          CADENZ_CTX_TRACK,
-          {{CADENZ_VAL_TUI, "velox_lookup_data_radio_event_track_tui"},
-           {CADENZ_VAL_TUI_TAG, "velox_lookup_data_radio_event_track_tui_tag"}}};
+          VELOX_CTX_TRACK,
+          {{VELOX_VAL_TUI, VELOX_LOOKUP_DATA_EVENT_TUI}, {VELOX_VAL_TUI_TAG, VELOX_LOOKUP_DATA_EVENT_TUI_TAG}}};
 }
 constexpr event_kind artist_event(const char* name) {
-  return {name, CADENZ_CTX_ARTIST, {{CADENZ_VAL_ARTIST_ID, "velox_lookup_data_radio_event_artist_id"}, {}}};
+  return {name, VELOX_CTX_ARTIST, {{VELOX_VAL_ARTIST_ID, VELOX_LOOKUP_DATA_EVENT_ARTIST_ID}, {}}};
 }
 
 // By event number, from 1.
@@ -73,7 +72,7 @@ uint32_t velox_cadenz_station_event(cadenz_station* station, uint32_t event, vel
 static uint32_t event_send(const cadenz_event& event, velox_lookup_handle lookup, uint32_t ordinal) {
   const event_kind* kind = kind_find(event.kind);
   if (!kind) return CADENZ_ERR_BAD_EVENT;
-  PASK_TRY(cadenz_data_add(lookup, "velox_lookup_data_radio_event", kind->name, ordinal));
+  PASK_TRY(cadenz_data_add(lookup, VELOX_LOOKUP_DATA_EVENT, kind->name, ordinal));
   const char* texts[2] = {};
   for (uint32_t i = 0; i < 2 && kind->values[i].value; ++i)
     PASK_TRY(cadenz_mdo_value(event.subject, kind->values[i].value, &texts[i]));

@@ -1,58 +1,21 @@
-// The one exchange that a station has with the service: what the moment needs is asked for, and the answer becomes the
-// station's playlist.
+// Reopening a station, and the one exchange that a station has with the service: what the moment needs is asked for, and the
+// answer becomes the station's playlist.
 #include "cadenz_service.h"
-#include "pask_guard.h"
-#include "pask_number.h"
 #include "pask_string.h"
 
 // ---- Which request -------------------------------------------------------------------------------------------------------------
 
-namespace {
-
-// An option that a station result reports, and when the two differ.
-struct setting {
-  const char* option;
-  const char* value;
-  bool (*differs)(const char* wanted, const char* in_force);
-};
-
-bool texts_differ(const char* a, const char* b) { return pask_string_strcmp(a, b) != 0; }
-bool booleans_differ(const char* a, const char* b) { return pask_string_atobool(a) != pask_string_atobool(b); }
-
-constexpr setting k_settings[] = {
-    {VELOX_CADENZ_OPTION_FOCUS_POPULARITY, "_sdkmgr_val_cadenz_option_focus_popularity", texts_differ},
-    {VELOX_CADENZ_OPTION_FOCUS_SIMILARITY, "_sdkmgr_val_cadenz_option_focus_similarity", texts_differ},
-    {VELOX_CADENZ_OPTION_STATION_DMCA, "_sdkmgr_val_cadenz_option_dmca", booleans_differ},
-};
-
-}  // namespace
-
-// A service that doesn't report a setting can't be out of step with it.
-static bool setting_changed(const cadenz_station* station, const setting& row) {
-  const char* wanted = nullptr;
-  if (pask_stringmap_value_find_ex(station->query->options, row.option, 0, &wanted)) return false;
-  if (!station->playlist) return true;
-  const char* in_force = nullptr;
-  return cadenz_mdo_value(station->playlist, row.value, &in_force) == 0 && row.differs(wanted, in_force);
-}
-
-static bool settings_changed(const cadenz_station* station) {
-  for (const setting& row : k_settings)
-    if (setting_changed(station, row)) return true;
-  return false;
-}
-
 // The type of request that a station without pending events needs; null when it is in step.
 static const char* request_needed(const cadenz_station* station) {
-  if (settings_changed(station)) return CADENZ_TYPE_SETTING;
-  return station->playlist ? nullptr : CADENZ_TYPE_LOOKAHEAD;
+  if (cadenz_settings_changed(station->query, station->playlist)) return VELOX_LOOKUP_TYPE_SETTING;
+  return station->playlist ? nullptr : VELOX_LOOKUP_TYPE_LOOKAHEAD;
 }
 
 // Makes that request, or none.
 static uint32_t request_create(cadenz_station* station, velox_lookup_handle* lookup) {
   uint32_t events = 0;
   PASK_TRY(pask_vector2_count(station->events, &events));
-  const char* type = events ? CADENZ_TYPE_EVENT : request_needed(station);
+  const char* type = events ? VELOX_LOOKUP_TYPE_EVENT : request_needed(station);
   if (!type) return 0;
   PASK_TRY(_cadenz_query_lookup_create(station->query, type, lookup));
   return events ? cadenz_events_send(station, *lookup) : 0;
@@ -63,10 +26,10 @@ static uint32_t request_create(cadenz_station* station, velox_lookup_handle* loo
 // Takes an answer that has something to play in place of the old one; *answer is null if it was taken.
 static uint32_t answer_take(cadenz_station* station, velox_mdo_handle* answer) {
   const char* code = nullptr;
-  PASK_TRY(cadenz_mdo_value(*answer, "_sdkmgr_val_response_code", &code));
-  if (pask_string_equal(code, "velox_result_no_matches", 1)) return 0;
+  PASK_TRY(cadenz_mdo_value(*answer, VELOX_VAL_RESPONSE_CODE, &code));
+  if (pask_string_equal(code, VELOX_RESULT_NO_MATCHES, 1)) return 0;
   uint32_t albums = 0;
-  const uint32_t status = g_cadenz_mdo_interface->mdo_child_count(*answer, CADENZ_CHILD_ALBUM, &albums);
+  const uint32_t status = g_cadenz_mdo_interface->mdo_child_count(*answer, VELOX_CHILD_ALBUM, &albums);
   if (!status && albums) {
     g_cadenz_mdo_interface->mdo_release(station->playlist);
     station->playlist = *answer;
@@ -78,7 +41,7 @@ static uint32_t answer_take(cadenz_station* station, velox_mdo_handle* answer) {
 static uint32_t exchange(cadenz_station* station, velox_lookup_handle* lookup, velox_mdo_handle* answer) {
   PASK_TRY(request_create(station, lookup));
   if (*lookup) {
-    PASK_TRY(cadenz_data_add(*lookup, "velox_lookup_data_radio_id", station->station_id, 1));
+    PASK_TRY(cadenz_data_add(*lookup, VELOX_LOOKUP_DATA_STATION_ID, station->station_id, 1));
     PASK_TRY(_cadenz_query_lookup_execute(station->query->user, *lookup, answer));
     PASK_TRY(answer_take(station, answer));
   }
@@ -94,21 +57,21 @@ uint32_t _cadenz_station_lookup(cadenz_station* station) {
   return cadenz_report(status);
 }
 
-// ---- The playlist --------------------------------------------------------------------------------------------------------------
+// ---- Reopening ---------------------------------------------------------------------------------------------------------------
 
-static uint32_t playlist_give(cadenz_station* station, velox_mdo_handle* playlist) {
-  const critsec_hold held(station->lock);
-  PASK_TRY(_cadenz_station_lookup(station));
-  *playlist = station->playlist;
-  g_cadenz_mdo_interface->mdo_addref(station->playlist);
-  return 0;
-}
-
-uint32_t velox_cadenz_station_generate_playlist(cadenz_station* station, velox_mdo_handle* playlist) {
-  static constexpr char OPERATION[] = "velox_cadenz_station_generate_playlist";
-  cadenz_trace("velox_cadenz_station_generate_playlist( %p, %p )", station, playlist);
+uint32_t velox_cadenz_station_lookup(const char* station_id, velox_user_handle user, velox_cadenz_callback_fn callback,
+                                     void* data, cadenz_station** station) {
+  static constexpr char OPERATION[] = "velox_cadenz_station_lookup";
+  cadenz_trace("velox_cadenz_station_lookup( %s, %p, %p, %p, %p )", station_id, user, callback, data, station);
   PASK_TRY(cadenz_ready(OPERATION));
-  PASK_TRY(cadenz_handle_check(OPERATION, station, CADENZ_STATION_MAGIC));
-  if (!playlist) return cadenz_log_only(OPERATION, CADENZ_ERR_INVALID_ARG);
-  return cadenz_end(OPERATION, playlist_give(station, playlist));
+  if (pask_string_isempty(station_id) || !station) return cadenz_log_only(OPERATION, CADENZ_ERR_INVALID_ARG);
+  cadenz_station* made = nullptr;
+  uint32_t status = _cadenz_station_create({station_id, nullptr, user, callback, data, nullptr}, &made);
+  if (status) return cadenz_end(OPERATION, status);
+  status = _cadenz_station_lookup(made);
+  if (status)
+    g_cadenz_handlemanager_interface->handle_release(made);
+  else
+    *station = made;
+  return cadenz_end(OPERATION, status);
 }

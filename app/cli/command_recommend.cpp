@@ -14,9 +14,9 @@ namespace {
 void read_answer(velox_mdo_handle answer, recommendation& result) {
   const char* fallback = velox_standin_mdo_value(answer, VELOX_VAL_FALLBACK, 1);
   if (fallback) result.fallback = fallback;
-  const uint32_t count = velox_standin_mdo_child_count(answer, "velox_ctx_track!");
+  const uint32_t count = velox_standin_mdo_child_count(answer, VELOX_CHILD_TRACK);
   for (uint32_t ordinal = 1; ordinal <= count; ++ordinal) {
-    result.tracks.push_back(read_item(velox_standin_mdo_child(answer, "velox_ctx_track!", ordinal)));
+    result.tracks.push_back(read_item(velox_standin_mdo_child(answer, VELOX_CHILD_TRACK, ordinal)));
     if (result.from.seeds.empty())
       result.tracks.back().reason_seed.reset();  // a lone filter counts as a seed to the service
   }

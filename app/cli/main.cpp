@@ -130,9 +130,16 @@ void add_lists(CLI::App& program, command_line& line) {
       [&line] { line.run = [](const command_line& l) { return lists(catalog_path(l.catalog), l.lists); }; });
 }
 
+/** What an option is for, in the words of the table of options. */
+std::string help_of(std::string_view key) {
+  static constexpr velox_option options[] = {VELOX_OPTIONS(VELOX_OPTION_RECORD)};
+  const auto row = std::ranges::find_if(options, [&](const velox_option& one) { return one.key && key == one.key; });
+  return row != std::end(options) ? row->help : "";
+}
+
 /** A number that becomes an option of the query. */
-void add_query_option(CLI::App* command, const char* name, const char* key, start_request& request, int least,
-                      const char* help) {
+void add_query_option(CLI::App* command, const char* name, const char* key, start_request& request, int least) {
+  const std::string help = help_of(key) + (least > 0 ? ", " + std::to_string(least) + " to 1000" : "");
   command
       ->add_option_function<uint32_t>(
           name, [&request, key](uint32_t value) { request.options.emplace_back(key, std::to_string(value)); }, help)
@@ -160,18 +167,16 @@ void add_start(CLI::App* command, seed_options& seeds, start_request& request) {
   add_repeatable(command, "--era", request.eras, "Only this era, such as 1990s, 90s or 1994; repeatable")
       ->group("Filters");
 
-  add_query_option(command, "--count", VELOX_CADENZ_OPTION_RETURN_COUNT, request, 1, "How many tracks, 1 to 1000");
-  add_query_option(command, "--popularity", VELOX_CADENZ_OPTION_FOCUS_POPULARITY, request, 0,
-                   "0: rather the unknown, 1000: rather the well-known");
-  add_query_option(command, "--similarity", VELOX_CADENZ_OPTION_FOCUS_SIMILARITY, request, 0,
-                   "0: rather the surprising, 1000: rather the alike");
+  add_query_option(command, "--count", VELOX_CADENZ_OPTION_RETURN_COUNT, request, 1);
+  add_query_option(command, "--popularity", VELOX_CADENZ_OPTION_FOCUS_POPULARITY, request, 0);
+  add_query_option(command, "--similarity", VELOX_CADENZ_OPTION_FOCUS_SIMILARITY, request, 0);
   command
       ->add_option_function<std::string>(
           "--from",
           [&request](const std::string& value) {
             request.options.emplace_back(VELOX_CADENZ_OPTION_CATALOG_FILTER, catalog_filter(value));
           },
-          "Only tracks of this genre, of this artist, or below this path")
+          help_of(VELOX_CADENZ_OPTION_CATALOG_FILTER))
       ->type_name("WHAT")
       ->group("Choice");
   command->add_option("--timeout", request.timeout_seconds, "Give up after so many seconds")
@@ -199,15 +204,14 @@ void add_recommend(CLI::App& program, command_line& line) {
   recommend_request& request = line.recommend;
   add_catalog(command, line);
   add_start(command, line.seeds_of_recommend, request.start);
-  add_query_option(command, "--max-per-artist", VELOX_CADENZ_OPTION_MAX_TRACKS_PER_ARTIST, request.start, 1,
-                   "At most so many of one artist, 1 to 1000");
+  add_query_option(command, "--max-per-artist", VELOX_CADENZ_OPTION_MAX_TRACKS_PER_ARTIST, request.start, 1);
   command
       ->add_option_function<std::string>(
           "--rotation",
           [&request](const std::string& value) {
             request.start.options.emplace_back(VELOX_CADENZ_OPTION_ROTATION_RADIO, value == "radio" ? "1" : "0");
           },
-          "radio: artists alternate; none: best first")
+          help_of(VELOX_CADENZ_OPTION_ROTATION_RADIO))
       ->check(CLI::IsMember({"radio", "none"}).description(""))
       ->type_name("HOW")
       ->group("Choice");
@@ -252,7 +256,7 @@ void add_radio(CLI::App& program, command_line& line) {
   command
       ->add_flag_callback(
           "--dmca", [&request] { request.start.options.emplace_back(VELOX_CADENZ_OPTION_STATION_DMCA, "1"); },
-          "Keep to the rule of internet radio on tracks of one album and artist")
+          help_of(VELOX_CADENZ_OPTION_STATION_DMCA))
       ->group("Choice");
   command
       ->add_option_function<std::string>(

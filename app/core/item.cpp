@@ -31,8 +31,8 @@ std::optional<long> number_of(velox_mdo_handle object, const char* key) {
 item_kind kind_of(velox_mdo_handle object) {
   const char* context = velox_standin_mdo_context(object);
   const std::string_view name = context ? context : "";
-  if (name == "velox_ctx_album") return item_kind::album;
-  return name == "velox_ctx_artist" || name == "velox_ctx_contributor" ? item_kind::artist : item_kind::track;
+  if (name == VELOX_CTX_ALBUM) return item_kind::album;
+  return name == VELOX_CTX_ARTIST || name == VELOX_CTX_CONTRIBUTOR ? item_kind::artist : item_kind::track;
 }
 
 }  // namespace
@@ -45,7 +45,7 @@ const char* kind_name(item_kind kind) {
 item read_item(velox_mdo_handle object) {
   item read;
   read.kind = kind_of(object);
-  read.id = text_of(object, "velox_val_tui");
+  read.id = text_of(object, VELOX_VAL_TUI);
   read.title = text_of(object, VELOX_VAL_TITLE);
   read.artist = text_of(object, VELOX_VAL_ARTIST);
   read.album = text_of(object, VELOX_VAL_ALBUM);

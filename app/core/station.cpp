@@ -104,7 +104,7 @@ station::station(const session& running, const std::string& id,
 bool station::record(uint32_t event, const playlist_track& track) {
   velox_mdo_handle subject = track.object.get();
   if (event == VELOX_CADENZ_EVENT_ARTIST_LIKE || event == VELOX_CADENZ_EVENT_ARTIST_DISLIKE)
-    subject = velox_standin_mdo_child(subject, "velox_ctx_artist!", 1);
+    subject = velox_standin_mdo_child(subject, VELOX_CHILD_ARTIST, 1);
   if (!subject) return false;
   check(velox_cadenz_station_event(handle_.get(), event, subject), "recording an event");
   pending_.push_back({event, keep(subject)});
@@ -147,9 +147,9 @@ void station::record_again() {
 
 std::vector<playlist_track> station::tracks() const {
   std::vector<playlist_track> tracks;
-  for (uint32_t i = 1; const velox_mdo_handle album = velox_standin_mdo_child(playlist_.get(), "velox_ctx_album!", i);
+  for (uint32_t i = 1; const velox_mdo_handle album = velox_standin_mdo_child(playlist_.get(), VELOX_CHILD_ALBUM, i);
        ++i) {
-    for (uint32_t j = 1; const velox_mdo_handle track = velox_standin_mdo_child(album, "velox_ctx_track!", j); ++j)
+    for (uint32_t j = 1; const velox_mdo_handle track = velox_standin_mdo_child(album, VELOX_CHILD_TRACK, j); ++j)
       tracks.push_back({keep(track), read_item(track)});
   }
   return tracks;
@@ -160,8 +160,8 @@ station_settings station::settings() const {
     const std::optional<std::string> text = value_of(playlist_.get(), key);
     return text && !text->empty() ? std::optional(std::strtol(text->c_str(), nullptr, 10)) : std::nullopt;
   };
-  const std::optional<std::string> dmca = value_of(playlist_.get(), "_sdkmgr_val_cadenz_option_dmca");
-  return {number("_sdkmgr_val_cadenz_option_focus_popularity"), number("_sdkmgr_val_cadenz_option_focus_similarity"),
+  const std::optional<std::string> dmca = value_of(playlist_.get(), VELOX_VAL_SETTING_DMCA);
+  return {number(VELOX_VAL_SETTING_POPULARITY), number(VELOX_VAL_SETTING_SIMILARITY),
           dmca ? std::optional(pask_string_atobool(dmca->c_str()) != 0) : std::nullopt};
 }
 

@@ -5,7 +5,7 @@
 #include <exception>
 #include <new>
 
-#include "store/sqlite/connection.h"
+#include "model/failure.h"
 
 namespace velox::catalog {
 

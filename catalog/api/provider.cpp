@@ -1,15 +1,12 @@
-// The catalogue as the default provider of lookups. Connections are kept between lookups, for each catalogue as many as
+// The catalogue as the default provider of lookups. Stores are kept between lookups, for each service URL and role as many as
 // threads were inside at once; the lock guards the shelf alone and isn't held while a lookup runs.
-#include <algorithm>
 #include <cstring>
 #include <map>
 #include <mutex>
-#include <optional>
 
 #include "api/guard.h"
-#include "choice/album_lookup.h"
-#include "choice/recommend.h"
-#include "choice/station.h"
+#include "choice/answers.h"
+#include "velox_catalog.h"
 
 namespace velox::catalog {
 namespace {
@@ -18,45 +15,43 @@ constexpr size_t k_kept_per_catalogue = 8;
 
 std::mutex s_lock;
 std::string s_default_url;
-std::map<std::string, std::vector<std::unique_ptr<connection>>> s_kept;
+using shelf_key = std::pair<std::string, role>;
+std::map<shelf_key, std::vector<std::unique_ptr<store>>> s_kept;
 
-/** A connection, taken off the shelf for the time of a lookup. */
+/** A store, taken off the shelf for the time of a lookup. */
 class borrowed {
  public:
-  explicit borrowed(std::string url) : url_(std::move(url)) {
+  borrowed(const std::string& url, role as) : key_(url, as) {
     {
       const std::lock_guard hold(s_lock);
-      auto& shelf = s_kept[url_];
+      auto& shelf = s_kept[key_];
       if (!shelf.empty()) {
         held_ = std::move(shelf.back());
         shelf.pop_back();
       }
     }
-    if (held_ && held_->db->current()) return;
+    if (held_ && held_->current()) return;
     held_.reset();
-    held_.reset(new connection{database::open(url_, VELOX_CATALOG_READ)});
+    held_ = open_store(url, as);
   }
   ~borrowed() {
     if (!held_) return;
     const std::lock_guard hold(s_lock);
-    auto& shelf = s_kept[url_];
+    auto& shelf = s_kept[key_];
     if (shelf.size() < k_kept_per_catalogue) shelf.push_back(std::move(held_));
   }
   borrowed(const borrowed&) = delete;
   borrowed& operator=(const borrowed&) = delete;
-  connection& operator*() const { return *held_; }
+  store& operator*() const { return *held_; }
 
  private:
-  std::string url_;
-  std::unique_ptr<connection> held_;
+  shelf_key key_;
+  std::unique_ptr<store> held_;
 };
 
 std::string url_of(const velox_standin_lookup& lookup) {
-  for (uint32_t i = lookup.option_count; i-- > 0;) {
-    const velox_standin_item& option = lookup.options[i];
-    if (std::strcmp(option.key, "velox_lookup_option_serviceurl") == 0 && option.value && *option.value)
-      return option.value;
-  }
+  const char* named = value_of({lookup.options, lookup.option_count}, VELOX_LOOKUP_OPTION_SERVICE_URL);
+  if (named && *named) return named;
   const std::lock_guard hold(s_lock);
   if (s_default_url.empty())
     throw failure{VELOX_STANDIN_ERR_UNSUPPORTED,
@@ -64,18 +59,15 @@ std::string url_of(const velox_standin_lookup& lookup) {
   return s_default_url;
 }
 
-using answer_fn = standin::mdo_ref (*)(connection&, const velox_standin_request&, progress&);
 struct served_type {
   const char* name;
-  answer_fn answer;
-  bool only_reads; /* in a view that is opened for it, and not in a transaction of its own */
+  standin::mdo_ref (*answer)(store&, const velox_standin_request&, progress&);
+  role needs;
 };
-constexpr served_type k_types[] = {{"velox_lookup_type_radio_recommend", recommend, true},
-                                   {"velox_lookup_type_album", look_up_album, true},
-                                   {"velox_lookup_type_radio_create", create_station, false},
-                                   {"velox_lookup_type_radio_event", tell_station, false},
-                                   {"velox_lookup_type_radio_setting", set_station, false},
-                                   {"velox_lookup_type_radio_lookahead", look_ahead, false}};
+constexpr served_type k_types[] = {
+    {VELOX_LOOKUP_TYPE_RECOMMEND, recommend, role::read},       {VELOX_LOOKUP_TYPE_ALBUM, look_up_album, role::read},
+    {VELOX_LOOKUP_TYPE_CREATE, create_station, role::stations}, {VELOX_LOOKUP_TYPE_EVENT, tell_station, role::stations},
+    {VELOX_LOOKUP_TYPE_SETTING, set_station, role::stations},   {VELOX_LOOKUP_TYPE_LOOKAHEAD, look_ahead, role::read}};
 
 const served_type& served(const char* type) {
   for (const served_type& each : k_types) {
@@ -88,27 +80,24 @@ void check(pask_status status) {
   if (status != 0) throw failure{status, "the lookup was aborted"};
 }
 
+void answer_one(const std::string& url, const velox_standin_request& asked, velox_standin_run* run, uint32_t place) {
+  const served_type& type = served(asked.type);
+  const borrowed from(url, type.needs);
+  progress watch(run, *from);
+  try {
+    const standin::mdo_ref answer = type.answer(*from, asked, watch);
+    if (answer) check(velox_standin_run_result(run, place, answer.get()));
+  } catch (const failure&) {
+    watch.check();  // a question that was ended fails with a word of its own
+    throw;
+  }
+}
+
 void answer_all(const velox_standin_lookup& lookup, velox_standin_run* run) {
   for (uint32_t i = 0; i < lookup.request_count; ++i) served(lookup.requests[i].type);  // all are, or none runs
   check(velox_standin_run_progress(run, 0, 8, 0, nullptr));
-  const borrowed from(url_of(lookup));
-  progress watch(run, (*from).db->raw());
-  for (uint32_t i = 0; i < lookup.request_count; ++i) {
-    const velox_standin_request& request = lookup.requests[i];
-    const served_type& type = served(request.type);
-    try {
-      std::optional<transaction> view;
-      if (type.only_reads) {
-        view.emplace(*(*from).db, false);
-        (*from).attrs.refresh();
-      }
-      const standin::mdo_ref answer = type.answer(*from, request, watch);
-      if (answer) check(velox_standin_run_result(run, i, answer.get()));
-    } catch (const failure&) {
-      watch.check();  // an interrupted statement fails with a word of its own
-      throw;
-    }
-  }
+  const std::string url = url_of(lookup);
+  for (uint32_t i = 0; i < lookup.request_count; ++i) answer_one(url, lookup.requests[i], run, i);
   check(velox_standin_run_progress(run, 0, 12, 0, nullptr));
 }
 

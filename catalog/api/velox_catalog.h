@@ -146,7 +146,7 @@ VELOX_API pask_status velox_catalog_station_remove(velox_catalog_handle catalog,
 /* ---- What it answers ------------------------------------------------------------------------------------------------ */
 /* Recommendations ("velox_lookup_type_radio_recommend"). Tracks are near to a seed when they share its genres, moods and
  * years, a rare genre counting more than a common one, or its artist or album. The same request to the same catalogue gets
- * the same answer, of at most return_count tracks (25 unless set, at most 500), no seed and no song twice among them:
+ * the same answer, of at most return_count tracks (25 unless set, at most 1,000), no seed and no song twice among them:
  *   focus_popularity       0 to 1000: tracks of about this popularity come first; unset, popular ones do slightly
  *   focus_similarity       0 to 1000: how near to the seeds the tracks should be; unset, as near as possible
  *   max_tracks_per_artist  3 unless set, 0 for any number; a seed's own artist has at most 3 unless too little is near

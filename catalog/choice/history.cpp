@@ -1,5 +1,5 @@
-// History is asked about a track when it is about to be chosen, so what it costs depends on the playlist and not on how long
-// the station has been heard.
+// The chooser asks a store about the tracks that it is about to choose and tells the answer here, so what a history costs depends
+// on the playlist and not on how long the station has been heard.
 #include "choice/history.h"
 
 #include <algorithm>
@@ -7,57 +7,50 @@
 namespace velox::catalog {
 namespace {
 
-constexpr int64_t k_absence = 300; /* tracks heard before one comes back, where there are enough */
-constexpr size_t k_lately = 12;    /* tracks among which an artist isn't to flood */
-constexpr int k_lately_of_artist = 3;
+constexpr int64_t k_absence = 300;    /* tracks heard before one comes back, where there are enough */
+constexpr int k_lately_of_artist = 3; /* of the tracks heard lately */
 
-constexpr int64_t k_three_hours = 3 * 60 * 60;
 constexpr int k_album_in_three_hours = 3, k_artist_in_three_hours = 4;
 constexpr int k_album_in_a_row = 2, k_artist_in_a_row = 3;
 
 }  // namespace
 
-station_history::station_history(connection& from, const station& of, const wish& asked, bool dmca, int64_t now)
-    : from_(from), of_(of), dmca_(dmca), spread_(asked.per_artist != 0), store_(*from.db) {
-  const int64_t since = now - k_three_hours;
-  if (of.heard > 0) latest_ = store_.heard(of.id, k_lately, dmca ? since : INT64_MAX);
+station_history::station_history(const station& of, std::vector<heard_track> heard, const request& asked, int64_t now)
+    : station_(of.id),
+      heard_(of.heard),
+      radio_rule_(of.keeps_radio_rule()),
+      spread_(asked.per_artist != 0),
+      latest_(std::move(heard)) {
+  const int64_t since = now - k_radio_rule_seconds;
   for (size_t i = 0; i < latest_.size(); ++i) {
     const heard_track& each = latest_[i];
-    if (i < k_lately) ++lately_[each.artist];
-    if (!dmca || each.time < since) continue;
+    if (i < k_heard_lately) ++lately_[each.artist];
+    if (!radio_rule_ || each.time < since) continue;
     ++three_hours_[each.artist];
     if (each.album != 0) ++three_hours_[each.album];
   }
 }
 
-const station_history::knowledge& station_history::about(const candidate& track) {
-  const auto [place, fresh] = known_.try_emplace(track.id);
-  if (fresh) {
-    place->second.who = identity_of(*from_.db, track.id);
-    if (of_.id != 0) place->second.is = store_.judge(of_.id, place->second.who);
-  }
-  return place->second;
-}
-
-bool station_history::heard_too_lately(const verdict& is) const {
-  if (is.last == 0) return false;
-  const int64_t since = of_.heard - is.last;
+bool station_history::heard_too_lately(const memory& of) const {
+  if (of.last == 0) return false;
+  const int64_t since = heard_ - of.last;
   switch (patience_) {
     case strict:
-      return since < k_absence * (1 + 2 * is.skips);
+      return since < k_absence * (1 + 2 * of.skips);
     case half_heard:
-      return since < half_ * (1 + is.skips);
+      return since < half_ * (1 + of.skips);
     default:
       return since < half_;
   }
 }
 
 bool station_history::admits(const candidate& track) {
-  const auto& [who, is] = about(track);
-  if (is.banned || heard_too_lately(is)) return false;
+  const memory& of = about(track);
+  if (of.banned || heard_too_lately(of)) return false;
+  const identity& who = of.who;
   if (spread_ && patience_ == strict && lately_[who.artist] >= k_lately_of_artist) return false;
-  return !dmca_ || (three_hours_[who.artist] < k_artist_in_three_hours &&
-                    (who.album == 0 || three_hours_[who.album] < k_album_in_three_hours));
+  return !radio_rule_ || (three_hours_[who.artist] < k_artist_in_three_hours &&
+                          (who.album == 0 || three_hours_[who.album] < k_album_in_three_hours));
 }
 
 void station_history::chosen(const candidate& track) {
@@ -67,15 +60,13 @@ void station_history::chosen(const candidate& track) {
   if (who.album != 0) ++three_hours_[who.album];
 }
 
-bool station_history::relax(const pool& there) {
+bool station_history::relax(const std::vector<candidate>& there) {
   if (patience_ == whatever_is_left) return false;
   patience_ = patience_ == strict ? half_heard : whatever_is_left;
   if (patience_ == half_heard) {
-    const auto& tracks = there.all();
-    auto playable = static_cast<int64_t>(tracks.size());
+    auto playable = static_cast<int64_t>(there.size());
     if (playable < 4 * k_absence)
-      playable -=
-          std::count_if(tracks.begin(), tracks.end(), [&](const candidate& each) { return about(each).is.banned; });
+      playable -= std::count_if(there.begin(), there.end(), [&](const candidate& each) { return about(each).banned; });
     half_ = std::min(k_absence, playable / 2);
   }
   return true;
@@ -89,8 +80,8 @@ void station_history::keep_apart(std::vector<choice>& tracks) {
     of_album = next_album != 0 && next_album == album ? of_album + 1 : 1;
     artist = next_artist, album = next_album;
   };
-  for (auto each = latest_.rend() - static_cast<ptrdiff_t>(std::min(latest_.size(), k_lately)); each != latest_.rend();
-       ++each)
+  for (auto each = latest_.rend() - static_cast<ptrdiff_t>(std::min(latest_.size(), k_heard_lately));
+       each != latest_.rend(); ++each)
     follow(each->artist, each->album);
 
   for (auto place = tracks.begin(); place != tracks.end(); ++place) {
@@ -102,7 +93,7 @@ void station_history::keep_apart(std::vector<choice>& tracks) {
       });
     };
     auto next = follows_within(1, k_album_in_a_row);
-    if (next == tracks.end()) next = dmca_ ? follows_within(k_artist_in_a_row, k_album_in_a_row) : place;
+    if (next == tracks.end()) next = radio_rule_ ? follows_within(k_artist_in_a_row, k_album_in_a_row) : place;
     if (next == tracks.end()) {
       tracks.erase(place, tracks.end());
       return;

@@ -1,27 +1,26 @@
-// Nearness is the cosine between the weighted genres and moods of seed and track, where a rare attribute weighs more than a
-// common one, with the distance in years and a common artist or album added.
+// The terms make a track's similarity to each seed; the nearest seed, the request's focus and a little chance make its score.
 #include "choice/scorer.h"
 
-#include <algorithm>
 #include <cmath>
 #include <cstdlib>
-#include <iterator>
 
 #include "model/text.h"
 
 namespace velox::catalog {
 namespace {
 
-constexpr float k_attributes_share = 0.78f, k_era_share = 0.22f, k_artist_bonus = 0.10f, k_album_bonus = 0.06f;
 constexpr float k_mood_weight = 0.6f; /* against a genre */
-constexpr float k_years_apart = 25;   /* where the nearness of years has ended */
-constexpr int k_named_of_kind = 2;
-constexpr float k_chance = 0.03f; /* sets apart what is equally good, differently for each request */
+constexpr float k_chance = 0.03f;     /* sets apart what is equally good, differently for each request */
+constexpr float k_all_seeds = 0.1f;   /* what is near to several seeds counts a little more */
+constexpr float k_popularity_unset = 0.08f, k_popularity_set = 0.35f;
 
 }  // namespace
 
-judge::judge(connection& from, const wish& asked)
-    : from_(from), asked_(asked), catalogue_tracks_(static_cast<double>(from.attrs.at(k_everything).tracks)) {
+scorer::scorer(const store& from, const request& asked, const candidates& tracks)
+    : from_(from),
+      asked_(asked),
+      tracks_(tracks),
+      catalogue_tracks_(static_cast<double>(from.attribute(k_everything).tracks)) {
   for (const seed& each : asked.seeds) {
     float sum = 0;
     for (const weighted& part : each.profile) sum += std::pow(part.weight * weight_of(part.attribute), 2.0f);
@@ -29,124 +28,125 @@ judge::judge(connection& from, const wish& asked)
   }
 }
 
-float judge::weight_of(int64_t attribute) {
+/** The rarer, the heavier; nothing for an era. */
+float scorer::weight_of(int64_t attribute) {
   const auto [place, fresh] = weights_.try_emplace(attribute, 0.0f);
   if (!fresh) return place->second;
-  const attribute_info& info = from_.attrs.at(attribute);
+  const attribute_info& info = from_.attribute(attribute);
   if (info.kind != k_genre && info.kind != k_mood) return 0;
   const double rarity = std::log(1 + catalogue_tracks_ / std::max<double>(1, static_cast<double>(info.tracks)));
   return place->second = static_cast<float>(rarity) * (info.kind == k_mood ? k_mood_weight : 1.0f);
 }
 
-float judge::similarity(const pool& from, const candidate& track, size_t index) {
-  const seed& with = asked_.seeds[index];
-  const int64_t* attrs = from.attrs_of(track);
-  float both = 0, own = 0;
-  for (uint32_t i = 0; i < track.attrs_count; ++i) {
-    const float weight = weight_of(attrs[i]);
-    own += weight * weight;
-    for (const weighted& part : with.profile) {
-      if (part.attribute == attrs[i]) both += weight * weight * part.weight;
-    }
+void scorer::weigh(const candidate& track) {
+  track_weights_.clear();
+  float sum = 0;
+  for (const int64_t id : tracks_.attributes_of(track)) {
+    const float weight = weight_of(id);
+    track_weights_.push_back(weight);
+    sum += weight * weight;
   }
-  float result = both > 0 ? k_attributes_share * both / (std::sqrt(own) * norms_[index]) : 0;
-  if (with.year > 0 && track.year > 0)
-    result += k_era_share * std::max(0.0f, 1 - static_cast<float>(std::abs(with.year - track.year)) / k_years_apart) *
-              (both > 0 || with.profile.empty() ? 1.0f : 0.5f);
-  if (with.artist != 0 && with.artist == track.artist) result += k_artist_bonus;
-  if (with.album != 0 && with.album == track.album) result += k_album_bonus;
-  return std::min(result, 1.0f);
+  track_norm_ = std::sqrt(sum);
 }
 
-rated judge::rate(const pool& from, const candidate& track) {
-  rated made{&track, 0, 0, 0};
-  float others = 0;
+/** The track was weighed. */
+pairing scorer::pair(const candidate& track, size_t seed_index) {
+  const seed& with = asked_.seeds[seed_index];
+  const std::span<const int64_t> attributes = tracks_.attributes_of(track);
+  float overlap = 0;
+  for (size_t i = 0; i < attributes.size(); ++i) {
+    for (const weighted& part : with.profile) {
+      if (part.attribute == attributes[i]) overlap += track_weights_[i] * track_weights_[i] * part.weight;
+    }
+  }
+  return {with, norms_[seed_index], track, attributes, track_weights_, track_norm_, overlap};
+}
+
+scored scorer::score(uint32_t place) {
+  const candidate& track = tracks_.all()[place];
+  weigh(track);
+  scored made{place, 0, 0, 0};
+  float all = 0;
   for (size_t i = 0; i < asked_.seeds.size(); ++i) {
-    const float near = similarity(from, track, i);
-    others += near;
+    const pairing with = pair(track, i);
+    float near = 0;
+    for (const score_term& term : k_score_terms) near += term.share * term.near(with);
+    near = std::min(near, 1.0f);
+    all += near;
     if (near > made.similarity) made.similarity = near, made.seed = static_cast<uint32_t>(i);
   }
-  // What is near to several seeds counts a little more.
-  const auto seeds = static_cast<float>(std::max<size_t>(1, asked_.seeds.size()));
-  float suits = std::min(1.0f, 0.9f * made.similarity + 0.1f * others / seeds);
+  float suits =
+      std::min(1.0f, (1 - k_all_seeds) * made.similarity + k_all_seeds * all / static_cast<float>(asked_.seed_count()));
   if (asked_.similarity >= 0) {
-    const float target = 0.15f + 0.85f * static_cast<float>(asked_.similarity) / 1000;
+    const float target = k_near + (1 - k_near) * static_cast<float>(asked_.similarity) / 1000;
     suits = 1 - std::fabs(suits - target);
   }
-  const auto popularity = static_cast<float>(track.popularity) / 1000;
-  const float known =
-      asked_.popularity < 0 ? popularity : 1 - std::fabs(popularity - static_cast<float>(asked_.popularity) / 1000);
-  const float share = asked_.popularity < 0 ? 0.08f : 0.35f;
+  const bool unset = asked_.popularity < 0;
+  const float popularity = static_cast<float>(track.popularity) / 1000;
+  const float known = unset ? popularity : 1 - std::fabs(popularity - static_cast<float>(asked_.popularity) / 1000);
+  const float share = unset ? k_popularity_unset : k_popularity_set;
   const auto chance =
-      static_cast<float>(hashed({}, asked_.digest ^ static_cast<uint64_t>(track.id) * 0x9e3779b97f4a7c15u) >> 40) /
+      static_cast<float>(hashed({}, asked_.fingerprint ^ static_cast<uint64_t>(track.id) * 0x9e3779b97f4a7c15u) >> 40) /
       (1 << 24);
   made.score = (1 - share - k_chance) * suits + share * known + k_chance * chance;
   return made;
 }
 
-/** What a track has in common with a seed, the rarest first. */
-std::vector<int64_t> judge::shared(const pool& from, const candidate& track, const seed& with) {
-  const int64_t* attrs = from.attrs_of(track);
-  std::vector<int64_t> common;
-  std::copy_if(attrs, attrs + track.attrs_count, std::back_inserter(common), [&](int64_t id) {
-    return std::any_of(with.profile.begin(), with.profile.end(),
-                       [&](const weighted& part) { return part.attribute == id; }) ||
-           std::find(with.eras.begin(), with.eras.end(), id) != with.eras.end();
-  });
-  std::stable_sort(common.begin(), common.end(), [&](int64_t a, int64_t b) { return weight_of(a) > weight_of(b); });
+const std::vector<scored>& scorer::ranked() {
+  const auto before = static_cast<ptrdiff_t>(ranked_.size());
+  const std::vector<candidate>& all = tracks_.all();
+  const auto better = [&](const scored& a, const scored& b) {
+    return a.score != b.score ? a.score > b.score : all[a.track].id < all[b.track].id;
+  };
+  ranked_.reserve(all.size());
+  while (ranked_.size() < all.size()) ranked_.push_back(score(static_cast<uint32_t>(ranked_.size())));
+  std::sort(ranked_.begin() + before, ranked_.end(), better);
+  std::inplace_merge(ranked_.begin(), ranked_.begin() + before, ranked_.end(), better);
+  return ranked_;
+}
+
+common_attributes scorer::common_of(const pairing& of) {
+  common_attributes common;
+  for (size_t i = 0; i < of.attributes.size(); ++i) {
+    const int64_t id = of.attributes[i];
+    const bool shared = std::any_of(of.with.profile.begin(), of.with.profile.end(),
+                                    [&](const weighted& part) { return part.attribute == id; }) ||
+                        std::find(of.with.eras.begin(), of.with.eras.end(), id) != of.with.eras.end();
+    if (shared) common.push_back({id, of.weights[i], &from_.attribute(id)});
+  }
+  std::stable_sort(common.begin(), common.end(), [](const auto& a, const auto& b) { return a.weight > b.weight; });
   return common;
 }
 
-/** "genre Dream Pop, mood Calm, 1990s", and how many of each kind there are. */
-std::string judge::names_of(const std::vector<int64_t>& attributes, int (&kinds)[4]) {
-  std::string result;
-  for (const int64_t id : attributes) {
-    const attribute_info& info = from_.attrs.at(id);
-    if (++kinds[info.kind] > k_named_of_kind) continue;
-    result += result.empty() ? "" : ", ";
-    result += (info.kind == k_genre ? "genre " : info.kind == k_mood ? "mood " : "") + info.name;
-  }
-  return result;
+/** The nearest term that ties the two; null when none does. */
+const score_term* scorer::tie_of(const pairing& of, const common_attributes& common) const {
+  const auto tie = std::find_if(k_score_terms.begin(), k_score_terms.end(),
+                                [&](const score_term& term) { return term.ties(of, common); });
+  return tie == k_score_terms.end() ? nullptr : &*tie;
 }
 
-nearness judge::nearness_of(const pool& from, const rated& what) {
+nearness scorer::nearness_of(const scored& what) {
   if (asked_.seeds.empty()) return nearness::none;
-  const seed& with = asked_.seeds[what.seed];
-  const candidate& track = *what.track;
-  if (with.album != 0 && with.album == track.album) return nearness::album;
-  if (with.artist != 0 && with.artist == track.artist) return nearness::artist;
-  const std::vector<int64_t> common = shared(from, track, with);
-  if (!common.empty()) return weight_of(common.front()) > 0 ? nearness::attribute : nearness::era;
-  return what.similarity > 0 ? nearness::era : nearness::none;
+  const candidate& track = tracks_.all()[what.track];
+  weigh(track);
+  const pairing with = pair(track, what.seed);
+  const score_term* tie = tie_of(with, common_of(with));
+  return tie ? tie->is : nearness::none;
 }
 
-reason judge::explain(const pool& from, const rated& what) {
-  reason made{"popular in this catalogue", "popular", 0,
-              std::clamp(static_cast<int>(what.score * 1000 + 0.5f), 0, 1000)};
-  const nearness near = nearness_of(from, what);
-  if (near == nearness::none) return made;
-  const seed& with = asked_.seeds[what.seed];
-  int kinds[4] = {};
-  const std::string common = names_of(shared(from, *what.track, with), kinds);
-  const std::string of = with.liked ? " (liked)" : " (seed " + std::to_string(with.ordinal) + ")";
-  const std::string tail = common.empty() ? "" : "; " + common;
-  made.seed = with.liked ? 0 : with.ordinal;
-  if (near == nearness::album) {
-    made.kind = "album";
-    made.sentence = "same album as " + with.label + of + tail;
-  } else if (near == nearness::artist) {
-    made.kind = "artist";
-    made.sentence = "same artist as " + with.artist_name + of + tail;
-  } else if (common.empty()) {
-    made.kind = "era";
-    made.sentence =
-        "from about the same years as " + (with.label.empty() ? std::string("those asked for") : with.label + of);
-  } else {
-    const bool several = (kinds[k_genre] > 0) + (kinds[k_mood] > 0) + (kinds[k_era] > 0) > 1;
-    made.kind = several ? "similar" : kinds[k_genre] ? "genre" : kinds[k_mood] ? "mood" : "era";
-    made.sentence = common + (with.label.empty() ? ", as asked for" : ", like " + with.label + of);
+reason scorer::explain(const scored& what) {
+  const int score = std::clamp(static_cast<int>(what.score * 1000 + 0.5f), 0, 1000);
+  if (!asked_.seeds.empty()) {
+    const candidate& track = tracks_.all()[what.track];
+    weigh(track);
+    const pairing with = pair(track, what.seed);
+    const common_attributes common = common_of(with);
+    if (const score_term* tie = tie_of(with, common)) {
+      told_reason told = tie->explain(with, common);
+      return {std::move(told.sentence), std::move(told.kind), with.with.liked ? 0 : with.with.ordinal, score};
+    }
   }
-  return made;
+  return {"popular in this catalogue", "popular", 0, score};
 }
 
 }  // namespace velox::catalog

@@ -1,40 +1,54 @@
 // How near a track is to the seeds, how well it suits the request, and the sentence that says so.
-#ifndef VELOX_CATALOG_SCORE_H
-#define VELOX_CATALOG_SCORE_H
+#ifndef VELOX_CATALOG_CHOICE_SCORER_H
+#define VELOX_CATALOG_CHOICE_SCORER_H
 
-#include "choice/candidates.h"
+#include <unordered_map>
+
+#include "choice/terms.h"
 
 namespace velox::catalog {
 
-struct rated {
-  const candidate* track;
+struct scored {
+  uint32_t track;   /* its place among the candidates */
   uint32_t seed;    /* index of the nearest one */
   float similarity; /* 0 to 1 */
   float score;      /* 0 to 1 */
 };
 
-/** What ties a track to its seed, nearest first. */
-enum class nearness { album, artist, attribute, era, none };
+/** Why a track is in an answer. */
+struct reason {
+  std::string sentence, kind;
+  uint32_t seed; /* ordinal; 0: none */
+  int score;     /* 0 to 1000 */
+};
 
-class judge {
+class scorer {
  public:
-  judge(connection& from, const wish& asked);
-  rated rate(const pool& from, const candidate& track);
-  reason explain(const pool& from, const rated& track);
-  nearness nearness_of(const pool& from, const rated& track);
+  scorer(const store& from, const request& asked, const candidates& tracks);
+  /** All candidates, best first; equally good ones by their numbers. Those that were scored before aren't again. */
+  const std::vector<scored>& ranked();
+  reason explain(const scored& track);
+  nearness nearness_of(const scored& track);
   /** Similarity below which a track isn't called near. */
   static constexpr float k_near = 0.15f;
 
  private:
   float weight_of(int64_t attribute);
-  float similarity(const pool& from, const candidate& track, size_t seed);
-  std::vector<int64_t> shared(const pool& from, const candidate& track, const seed& with);
-  std::string names_of(const std::vector<int64_t>& attributes, int (&kinds)[4]);
-  connection& from_;
-  const wish& asked_;
-  double catalogue_tracks_;
+  scored score(uint32_t place);
+  pairing pair(const candidate& track, size_t seed);
+  void weigh(const candidate& track);
+  common_attributes common_of(const pairing& of);
+  const score_term* tie_of(const pairing& of, const common_attributes& common) const;
+
+  const store& from_;
+  const request& asked_;
+  const candidates& tracks_;
+  const double catalogue_tracks_;
   std::vector<float> norms_; /* of the seeds' profiles */
+  std::vector<scored> ranked_;
   std::unordered_map<int64_t, float> weights_;
+  std::vector<float> track_weights_; /* of the track that was weighed last */
+  float track_norm_ = 0;
 };
 
 }  // namespace velox::catalog

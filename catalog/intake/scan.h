@@ -1,21 +1,33 @@
 // Taking in folders, audio files and tab-separated files.
-#ifndef VELOX_CATALOG_SCAN_H
-#define VELOX_CATALOG_SCAN_H
+#ifndef VELOX_CATALOG_INTAKE_SCAN_H
+#define VELOX_CATALOG_INTAKE_SCAN_H
 
-#include "store/sqlite/writer.h"
+#include "intake/batch.h"
 
 namespace velox::catalog {
 
 /** One scan: where it stands, and whom it tells. */
 struct scan_run {
-  database& db;
+  store& into;
   const velox_catalog_scan_events& events;
   velox_catalog_scan_report& report;
-  writer changes;
+  batch changes{into, report};
 
   void problem(const std::string& where, const std::string& message);
-  /** Between two items. Throws a failure with VELOX_STANDIN_ERR_ABORTED, the work up to here written, when it is to end. */
+  /** Between two items: tells, and throws a failure with VELOX_STANDIN_ERR_ABORTED when the scan is to end. What is to be kept has
+   *  been flushed then. */
   void step(const std::string& where);
+  /** The same, but what was read so far is settled by `settle` before it ends. */
+  template <class Settle>
+  void step(const std::string& where, Settle settle) {
+    if (!is_to_end(where)) return;
+    settle();
+    end();
+  }
+
+ private:
+  bool is_to_end(const std::string& where) const;
+  [[noreturn]] static void end();
 };
 
 /** `path` is absolute. */

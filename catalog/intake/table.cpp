@@ -1,4 +1,4 @@
-// Tab-separated files: a header line that names the columns, then a track a line. A line's digest tells whether it is known
+// Tab-separated files: a header line that names the columns, then a track a line. A line's hash tells whether it is known
 // already, so that a second scan, or one after an interruption, writes only what differs.
 #include <fcntl.h>
 #include <unistd.h>
@@ -7,6 +7,7 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <functional>
 
 #include "intake/scan.h"
 #include "intake/tags.h"
@@ -33,7 +34,9 @@ enum column {
 constexpr const char* k_columns[c_count] = {"title", "artist",     "album", "album_artist", "genre",     "mood",
                                             "date",  "popularity", "path",  "track_tui",    "artist_id", "duration"};
 constexpr size_t k_longest_line = 1 << 20;
+constexpr uint64_t k_lines_between_steps = 256;
 constexpr size_t k_most_columns = 64;
+constexpr size_t k_longest_list = 8192; /* bytes of genres or moods; the first few are used */
 
 using fields = std::vector<std::string_view>;
 
@@ -50,8 +53,9 @@ void divide(std::string_view line, fields& parts) {
 /** The lines of a text, without their ends. A line that is longer than any may be comes cut, yet too long. */
 class line_reader {
  public:
-  line_reader(const std::string& name, velox_catalog_read_fn read, void* context)
-      : name_(name), read_(read), context_(context), buffer_(1 << 18) {}
+  /** `before_read` is called before each read, which may wait for long. */
+  line_reader(const std::string& name, velox_catalog_read_fn read, void* context, std::function<void()> before_read)
+      : name_(name), read_(read), context_(context), before_read_(std::move(before_read)), buffer_(1 << 18) {}
   bool next(std::string_view& line) {
     line_.clear();
     bool any = false, complete = false;
@@ -80,6 +84,7 @@ class line_reader {
  private:
   bool refill() {
     uint32_t got = 0;
+    before_read_();
     const pask_status status = read_(context_, buffer_.data(), static_cast<uint32_t>(buffer_.size()), &got);
     if (velox_failed(status)) throw failure{status, name_ + " can't be read"};
     at_ = 0;
@@ -90,36 +95,37 @@ class line_reader {
   const std::string& name_;
   velox_catalog_read_fn read_;
   void* context_;
+  std::function<void()> before_read_;
   std::vector<char> buffer_;
   size_t at_ = 0, end_ = 0;  // what of the buffer hasn't been given out
   std::string line_;         // a line that lies across the buffer's end
   uint64_t number_ = 0;
 };
 
-/** The tracks that an earlier scan of the file left. */
+/** The tracks that an earlier scan of the file left. Equal lines are as many tracks. */
 class earlier {
  public:
-  earlier(database& db, int64_t source) {
-    statement row = db.prepared("SELECT stamp, id, tui FROM track WHERE source=? AND source<>0");
-    row.bind(source);
-    while (row.step()) tracks_.push_back({row.integer(0), row.integer(1), hashed(row.text(2)), false});
-    std::sort(tracks_.begin(), tracks_.end(), [](const auto& a, const auto& b) { return a.digest < b.digest; });
-    for (uint32_t i = 0; i < tracks_.size(); ++i) by_tui_.emplace_back(tracks_[i].tui_hash, i);
+  explicit earlier(std::vector<known_line> lines) {
+    for (const known_line& each : lines) tracks_.push_back({each, false});
+    std::sort(tracks_.begin(), tracks_.end(), [](const auto& a, const auto& b) { return a.line.stamp < b.line.stamp; });
+    for (uint32_t i = 0; i < tracks_.size(); ++i) by_tui_.emplace_back(tracks_[i].line.tui_hash, i);
     std::sort(by_tui_.begin(), by_tui_.end());
   }
-  /** Marks a track with the digest as still there; false when there is none left. */
-  bool keep(int64_t digest) {
-    auto it =
-        std::lower_bound(tracks_.begin(), tracks_.end(), digest, [](const auto& t, int64_t d) { return t.digest < d; });
-    for (; it != tracks_.end() && it->digest == digest; ++it) {
-      if (!it->seen) return it->seen = true;
+  /** Marks a track of such a line as still there; false when there is none left. */
+  bool keep(int64_t stamp) {
+    auto first = std::lower_bound(tracks_.begin(), tracks_.end(), stamp,
+                                  [](const auto& track, int64_t wanted) { return track.line.stamp < wanted; });
+    if (first == tracks_.end() || first->line.stamp != stamp) return false;
+    for (auto next = first + first->passed; next != tracks_.end() && next->line.stamp == stamp; ++next) {
+      ++first->passed;
+      if (!next->seen) return next->seen = true;
     }
     return false;
   }
   template <class Each>
   void each_left(Each each) const {
     for (const auto& track : tracks_) {
-      if (!track.seen) each(track.id);
+      if (!track.seen) each(track.line.track);
     }
   }
   /** The number of a track that a changed line of the same identifier replaces; 0 for none. */
@@ -128,18 +134,19 @@ class earlier {
     const uint64_t wanted = hashed(tui);
     auto it = std::lower_bound(by_tui_.begin(), by_tui_.end(), std::pair<uint64_t, uint32_t>(wanted, 0));
     for (; it != by_tui_.end() && it->first == wanted; ++it) {
-      if (tracks_[it->second].seen) continue;
-      tracks_[it->second].seen = true;
-      return tracks_[it->second].id;
+      entry& track = tracks_[it->second];
+      if (track.seen) continue;
+      track.seen = true;
+      return track.line.track;
     }
     return 0;
   }
 
  private:
   struct entry {
-    int64_t digest, id;
-    uint64_t tui_hash;
+    known_line line;
     bool seen;
+    uint32_t passed = 0; /* in the first of equal lines: how many of them needn't be looked at again */
   };
   std::vector<entry> tracks_;
   std::vector<std::pair<uint64_t, uint32_t>> by_tui_;
@@ -176,8 +183,8 @@ class table {
     if (track.title.empty() || track.artist.empty()) return "line lacks a title or an artist";
     track.album = clean(field(c_album));
     track.album_artist = clean(field(c_album_artist));
-    track.genres = divided(field(c_genre));
-    track.moods = divided(field(c_mood));
+    track.genres = divided(field(c_genre).substr(0, k_longest_list));
+    track.moods = divided(field(c_mood).substr(0, k_longest_list));
     track.tui = clean(field(c_track_tui), 100);
     track.artist_id = clean(field(c_artist_id), 100);
     if (const std::string_view path = field(c_path); !path.empty())
@@ -209,42 +216,45 @@ class table {
   fields parts_;
 };
 
+void take_line(scan_run& run, table& columns, earlier& before, std::string_view line, int64_t source,
+               const line_reader& at) {
+  const auto stamp = static_cast<int64_t>(hashed(line));
+  if (before.keep(stamp)) {
+    ++run.report.unchanged;
+    return;
+  }
+  song track;
+  if (const std::string why = columns.read(line, track); !why.empty()) return run.problem(at.where(), why);
+  track.source = source;
+  track.stamp = stamp;
+  const int64_t replaced = before.replaced(track.tui);
+  run.changes.put(std::move(track), replaced);
+  ++(replaced != 0 ? run.report.updated : run.report.added);
+}
+
 }  // namespace
 
 void import_tsv(scan_run& run, const std::string& path, velox_catalog_read_fn read, void* context) {
-  line_reader lines(path, read, context);
+  line_reader lines(path, read, context, [&] {
+    if (run.changes.due()) run.changes.flush();  // the next bytes may be long in coming
+  });
   std::string_view line;
   bool invented = false, more = lines.next(line);
   for (; more && (line.empty() || line[0] == '#'); more = lines.next(line))
     invented = invented || line.find("invented") != std::string_view::npos;
   table columns(path, more ? line : std::string_view());
-  const int64_t source = run.changes.source(path, invented);
-  earlier before(run.db, source);
+  const int64_t source = run.into.enter_source(path, invented);
+  earlier before(run.into.lines_of(source));
   while (lines.next(line)) {
     if (line.empty() || line[0] == '#') continue;
-    if (++run.report.seen % 256 == 0) run.step(lines.where());
-    const auto digest = static_cast<int64_t>(hashed(line));
-    if (before.keep(digest)) {
-      ++run.report.unchanged;
-      continue;
-    }
-    song track;
-    if (const std::string why = columns.read(line, track); !why.empty()) {
-      run.problem(lines.where(), why);
-    } else {
-      track.source = source;
-      track.stamp = digest;
-      const int64_t replaced = before.replaced(track.tui);
-      run.changes.put(track, replaced);
-      ++(replaced != 0 ? run.report.updated : run.report.added);
-    }
+    if (++run.report.seen % k_lines_between_steps == 0) run.step(lines.where());
+    take_line(run, columns, before, line, source, lines);
   }
   before.each_left([&](int64_t id) {
     run.changes.remove(id);
-    ++run.report.removed;
-    if (run.report.removed % 256 == 0) run.step(path);
+    if (++run.report.removed % k_lines_between_steps == 0) run.step(path);
   });
-  run.changes.commit();
+  run.changes.flush();
 }
 
 void scan_tsv(scan_run& run, const std::string& path) {

@@ -14,16 +14,21 @@
 namespace velox::catalog {
 namespace {
 
-/** All values of a tag; a value of several parts is divided. */
+constexpr size_t k_longest_list = 8192; /* bytes of values; the first few are used */
+
+/** The values of a tag; a value of several parts is divided. */
 std::vector<std::string> list_of(const TagLib::PropertyMap& tags, std::initializer_list<const char*> keys) {
   std::string joined;
   for (const char* name : keys) {
     const auto found = tags.find(name);
     if (found == tags.end()) continue;
-    for (const auto& value : found->second) joined += value.to8Bit(true) + ";";
+    for (const auto& value : found->second) {
+      if (joined.size() > k_longest_list) break;
+      joined += value.to8Bit(true) + ";";
+    }
     if (!joined.empty()) break;
   }
-  return divided(joined);
+  return divided(joined.substr(0, k_longest_list));
 }
 
 /** The first value that isn't empty, of the first tag that has one. */

@@ -1,8 +1,10 @@
 // What the tags of an audio file tell.
-#ifndef VELOX_CATALOG_TAGS_H
-#define VELOX_CATALOG_TAGS_H
+#ifndef VELOX_CATALOG_INTAKE_TAGS_H
+#define VELOX_CATALOG_INTAKE_TAGS_H
 
-#include "store/sqlite/writer.h"
+#include <string_view>
+
+#include "model/song.h"
 
 namespace velox::catalog {
 

@@ -125,8 +125,8 @@ class Catalogue : public testing::Test {
         "SELECT (SELECT count(*) FROM artist) - amount FROM total WHERE name='artists'",
         "SELECT count(*) FROM artist WHERE tracks<>(SELECT count(*) FROM track WHERE artist_id=artist.id)",
         "SELECT count(*) FROM album WHERE tracks<>(SELECT count(*) FROM track WHERE album_id=album.id) OR tracks=0",
-        "SELECT count(*) FROM attribute_level l WHERE tracks<>(SELECT count(*) FROM track_attribute t WHERE "
-        "t.attribute=l.attribute AND t.level=l.level)",
+        ("SELECT count(*) FROM attribute_level l WHERE tracks<>(SELECT count(*) FROM track_attribute t WHERE "
+         "t.attribute=l.attribute AND t.level=l.level)"),
         "SELECT (SELECT count(*) FROM track_attribute WHERE attribute=0) - (SELECT count(*) FROM track)",
         "SELECT count(*) FROM track_attribute WHERE track NOT IN (SELECT id FROM track)",
     };

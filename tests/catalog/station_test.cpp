@@ -324,4 +324,54 @@ TEST_F(Stations, AnOlderCatalogueIsBroughtUp) {
   EXPECT_EQ(counts().tracks, 100u);
 }
 
+TEST_F(Stations, ADamagedCatalogueGivesAMessage) {
+  const struct {
+    const char *damage, *repair;
+    bool in_history; /* or in the next playlist */
+  } rows[] = {
+      {"UPDATE attribute SET kind=5 WHERE kind=3", "UPDATE attribute SET kind=3 WHERE kind=5", false},
+      {"UPDATE attribute SET kind=-1 WHERE kind=1", "UPDATE attribute SET kind=1 WHERE kind=-1", false},
+      {"UPDATE attribute_level SET level=level+9", "UPDATE attribute_level SET level=level-9", false},
+      {"UPDATE attribute_level SET tracks=tracks-9223372036854775807",
+       "UPDATE attribute_level SET tracks=tracks+9223372036854775807", false},
+      {"UPDATE track SET attrs='1 x'", "UPDATE track SET attrs='1 2'", false},
+      {"UPDATE track SET attrs='99999999999999999999'", "UPDATE track SET attrs='1 2'", false},
+      {"UPDATE track SET popularity=popularity+100000", "UPDATE track SET popularity=popularity-100000", false},
+      {"UPDATE track SET year=-2147483649", "UPDATE track SET year=1990", false},
+      {"UPDATE station_event SET kind=7", "UPDATE station_event SET kind=3", true},
+      {"UPDATE station_event SET kind=7, time=0", "UPDATE station_event SET kind=3", false},
+      {"UPDATE station SET played=9223372036854775807", "UPDATE station SET played=0", false},
+  };
+  fill({"Dub"});
+  start("dub artist 3");
+  tell(VELOX_CADENZ_EVENT_TRACK_LIKE, play().front());
+  play();
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.damage);
+    query(row.damage);
+    if (row.in_history) {
+      const auto any = [](void*, const velox_catalog_station_event*) { return 0; };
+      EXPECT_EQ(velox_catalog_station_history(catalog, id.c_str(), any, nullptr), VELOX_STANDIN_ERR_CATALOG);
+    } else {
+      reopen(0x90b50000u | (VELOX_STANDIN_ERR_CATALOG & 0xffff));
+    }
+    EXPECT_NE(message().find("is damaged"), std::string::npos) << message();
+    query(row.repair);
+    reopen();
+    EXPECT_FALSE(play().empty());
+  }
+}
+
+TEST_F(Stations, AReaderStaysOne) {
+  fill({"Dub"});
+  velox_catalog_handle reader = nullptr;
+  ASSERT_EQ(velox_catalog_open(url.c_str(), VELOX_CATALOG_READ, &reader), 0u);
+  start("dub artist 3");
+  velox_catalog_scan_report report = {};
+  EXPECT_EQ(velox_catalog_scan(reader, path("music.tsv").c_str(), nullptr, &report), VELOX_STANDIN_ERR_INVALID_ARG);
+  EXPECT_EQ(velox_catalog_station_remove(reader, id.c_str()), VELOX_STANDIN_ERR_INVALID_ARG);
+  velox_catalog_close(reader);
+  reopen();
+}
+
 }  // namespace

@@ -91,14 +91,21 @@ TEST(Time, WritesInstantsAndSpans) {
         row(s, 400000000000, 0, ISO, 21, "14645-06-30T15:06:40Z"), row(us, 999600, 0, "%H", 3, "00.1000"),
         row(ms, 1500000000005, 0, HTTP, 26, "Fri, 14 Jul 2017 02:40:00.005 GMT"),
         row(s, 1500000000, 1, HTTP, 26, "Thu, 13 Jul 2017 23:10:00")})
-    expect_text(expected, least, [&](char* to, uint32_t size) { return write(value, local, format, to, size); });
+    expect_text(expected, least,
+                [write = write, value = value, local = local, format = format](char* to, uint32_t size) {
+                  return write(value, local, format, to, size);
+                });
   unsetenv("TZ"), tzset();
   using span = std::tuple<uint64_t, uint64_t, const char*, const char*>;
   for (const auto& [start, end, in_ms, in_s] :
        {span(7, 3661008, "1:01:01.001", "42 days 08:56:41"), span(5, 4, "0:00:00.000", "0 days 00:00:00"),
         span(0, 90061, "0:01:30.061", "1 day 01:01:01")}) {
-    expect_text(in_ms, 0, [=](char* to, uint32_t size) { return pask_time_format_ms_elapsed(start, end, to, size); });
-    expect_text(in_s, 0, [=](char* to, uint32_t size) { return pask_time_format_s_elapsed(start, end, to, size); });
+    expect_text(in_ms, 0, [start = start, end = end](char* to, uint32_t size) {
+      return pask_time_format_ms_elapsed(start, end, to, size);
+    });
+    expect_text(in_s, 0, [start = start, end = end](char* to, uint32_t size) {
+      return pask_time_format_s_elapsed(start, end, to, size);
+    });
   }
 }
 

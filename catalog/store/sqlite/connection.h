@@ -1,25 +1,21 @@
-// A connection to a catalogue file: SQLite's handles with owners, the schema and its versions, and the failure that travels
-// as an exception up to the C interface. A connection belongs to one thread at a time.
-#ifndef VELOX_CATALOG_DATABASE_H
-#define VELOX_CATALOG_DATABASE_H
+// A connection to a catalogue's file: SQLite's handles with owners, and the failure that tells what SQLite told. A connection
+// belongs to one thread at a time.
+#ifndef VELOX_CATALOG_SQLITE_CONNECTION_H
+#define VELOX_CATALOG_SQLITE_CONNECTION_H
 
 #include <sqlite3.h>
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
 
-#include "velox_catalog.h"
+#include "model/failure.h"
+#include "store/store.h"
 
-namespace velox::catalog {
-
-/** What went wrong, with the word that the C interface returns. */
-struct failure {
-  pask_status word;
-  std::string message;
-};
+namespace velox::catalog::sqlite {
 
 /** A statement of a connection's cache, in use: stepped, read by column, and reset at the end of its scope. */
 class statement {
@@ -40,8 +36,20 @@ class statement {
   bool step();   /* false behind the last row */
   void run();    /* steps to the end, and is ready for the next binding */
   void rewind(); /* ready for the next binding */
+
+  /** A number of a row as it is: a key, a hash, a row's own number. */
   int64_t integer(int column) const { return sqlite3_column_int64(prepared_, column); }
+  /** A number that must be within bounds, for what is counted, indexed or shown; another is a failure: the catalogue is damaged. */
+  int64_t within(int column, int64_t least, int64_t most) const {
+    const int64_t value = integer(column);
+    if (value < least || value > most) damaged(column);
+    return value;
+  }
+  /** How many of something there are. */
+  int64_t count(int column) const { return within(column, 0, int64_t{1} << 40); }
   std::string_view text(int column) const;
+  /** Ends the question: what the column holds can't be. */
+  [[noreturn]] void damaged(int column) const;
 
  private:
   template <class Integer>
@@ -61,73 +69,39 @@ class statement {
   int bound_ = 0;
 };
 
-/** An attribute's place in the lists. */
-enum attribute_kind : int { k_genre = 1, k_mood = 2, k_era = 3 };
-constexpr const char* k_list_types[] = {"", VELOX_LIST_GENRES, VELOX_LIST_MOODS, VELOX_LIST_ERAS};
-
-/** The attribute that every track has: the whole catalogue by popularity. */
-constexpr int64_t k_everything = 0;
-
-/** Popularity in five levels, 0 the least known: part of the indexes, so that a window can be taken at any level. */
-constexpr int k_levels = 5;
-constexpr int level_of(int64_t popularity) {
-  return static_cast<int>(popularity >= 1000 ? k_levels - 1 : popularity <= 0 ? 0 : popularity / 200);
-}
-
-class database {
+class connection {
  public:
-  /** Opens the file of a service URL; a failure leaves a file that isn't a catalogue of ours untouched. */
-  static std::unique_ptr<database> open(std::string_view url, uint32_t mode);
-  ~database();
-  database(const database&) = delete;
-  database& operator=(const database&) = delete;
+  /** Opens a catalogue's file, brought up to the present version; a failure leaves a file that isn't ours untouched. */
+  connection(std::string path, role as);
+  ~connection();
+  connection(const connection&) = delete;
+  connection& operator=(const connection&) = delete;
 
   /** A prepared statement, kept for the connection's life. `sql` is a literal: its address names it. */
   statement prepared(const char* sql);
   void execute(const char* sql);
-  [[noreturn]] void fail() const;
+  int64_t last_row() const { return sqlite3_last_insert_rowid(raw_); }
   const std::string& path() const { return path_; }
-  sqlite3* raw() const { return raw_; }
-  bool writable() const { return writable_; }
   /** Whether the file under the path is still the one that is open. */
   bool current() const;
+  /** Asked now and then while a statement runs; false ends it. */
+  void watch(std::function<bool()> go_on);
+  void roll_back() noexcept { sqlite3_exec(raw_, "ROLLBACK", nullptr, nullptr, nullptr); }
 
  private:
-  database(std::string path, bool writable) : path_(std::move(path)), writable_(writable) {}
-  void connect(bool create);
+  void open(int flags);
   void bring_up();
+  [[noreturn]] void fail() const;
   std::string path_;
-  bool writable_;
   sqlite3* raw_ = nullptr;
   uint64_t device_ = 0, inode_ = 0;
   std::unordered_map<const char*, sqlite3_stmt*> statements_;
+  std::function<bool()> go_on_;
 };
 
-/** A transaction; rolled back unless committed. Reading gives one view of the catalogue to several statements. A connection for
- *  reading may write its stations. */
-class transaction {
- public:
-  transaction(database& db, bool write) : db_(db), guarded_(write && !db.writable()) {
-    if (guarded_) db_.execute("PRAGMA query_only=0");
-    db_.execute(write ? "BEGIN IMMEDIATE" : "BEGIN");
-  }
-  ~transaction() {
-    if (open_) sqlite3_exec(db_.raw(), "ROLLBACK", nullptr, nullptr, nullptr);
-    if (guarded_) sqlite3_exec(db_.raw(), "PRAGMA query_only=1", nullptr, nullptr, nullptr);
-  }
-  transaction(const transaction&) = delete;
-  transaction& operator=(const transaction&) = delete;
-  void commit() {
-    db_.execute("COMMIT");
-    open_ = false;
-  }
+/** Throws: the catalogue's name, and why. */
+[[noreturn]] void refuse(const std::string& path, const std::string& why);
 
- private:
-  database& db_;
-  const bool guarded_;
-  bool open_ = true;
-};
-
-}  // namespace velox::catalog
+}  // namespace velox::catalog::sqlite
 
 #endif

@@ -1,27 +1,13 @@
-// The rows of stations. An event is a row, a count of its station, and a change of what is summed up under its subject; all
-// in the transaction of the request that told it.
-#include "store/sqlite/stations.h"
-
-#include <sys/random.h>
-
+// Stations: what each was made from, its settings, every event, and sums of the events by song and artist, so that no history
+// is ever read whole. An event is a row, a count of its station, and a change of what is summed up under its subject; all in
+// the transaction of the request that told it.
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
-#include <iterator>
 
-#include "model/text.h"
+#include "model/identity.h"
+#include "store/sqlite/sqlite_store.h"
 
-namespace velox::catalog {
+namespace velox::catalog::sqlite {
 namespace {
-
-/* What digests are of: the same identifier stands for different things in different kinds. */
-enum digest_kind : uint64_t { k_of_artist = 1, k_of_song, k_of_tui, k_of_album };
-
-int64_t digest(digest_kind kind, std::string_view identifier, int64_t name_key = 0) {
-  const auto made =
-      static_cast<int64_t>(hashed(identifier, kind * 0x9e3779b97f4a7c15u + static_cast<uint64_t>(name_key)));
-  return made != 0 ? made : 1;
-}
 
 /* The columns that an identity is made from, and where they come from. */
 #define IDENTITY_COLUMNS "artist.uid, track.title_key, tui, owner.uid, album.title_key"
@@ -30,167 +16,254 @@ int64_t digest(digest_kind kind, std::string_view identifier, int64_t name_key =
   "LEFT JOIN artist owner ON owner.id=album.artist_id"
 
 identity identity_in(const statement& row) {
-  identity made;
-  made.artist = digest(k_of_artist, row.text(0));
-  made.song = digest(k_of_song, row.text(0), row.integer(1));
-  made.other_song = digest(k_of_tui, row.text(2));
-  if (!row.text(3).empty()) {
-    made.album_artist = digest(k_of_artist, row.text(3));
-    made.album = digest(k_of_album, row.text(3), row.integer(4));
+  return identity_of(row.text(0), row.integer(1), row.text(2), row.text(3), row.integer(4));
+}
+
+event_kind kind_in(const statement& row, int column) {
+  return static_cast<event_kind>(row.within(column, k_played, k_artist_dislike));
+}
+
+void keep_settings(connection& db, int64_t station, const std::map<std::string, std::string>& settings) {
+  statement put = db.prepared("INSERT OR REPLACE INTO station_setting(station, key, value) VALUES (?, ?, ?)");
+  for (const auto& [key, value] : settings) put.bind(station, std::string_view(key), std::string_view(value)).run();
+}
+
+/** What an event is about, as the catalogue has it now. */
+struct event_subject {
+  int64_t key = 0; /* the song's identity or the artist's */
+  identity who;
+  std::string title, artist;
+};
+
+event_subject subject_of(connection& db, const told_event& event) {
+  event_subject found;
+  if (!is_of_track(event.kind)) {
+    found.key = found.who.artist = identity_of_artist(event.subject);
+    statement row = db.prepared("SELECT name FROM artist WHERE uid=?");
+    if (row.bind(std::string_view(event.subject)).step()) found.artist = row.text(0);
+    return found;
   }
-  return made;
+  found.who.song = identity_of_tui(event.subject);  // for one that isn't in the catalogue: it may come back
+  statement row =
+      db.prepared("SELECT " IDENTITY_COLUMNS ", track.title, ifnull(credit, artist.name) FROM " IDENTITY_TABLES
+                  " WHERE tui=? ORDER BY tag<>?, track.id LIMIT 1");
+  if (row.bind(std::string_view(event.subject), static_cast<int64_t>(parse_tag(event.tag))).step())
+    found.who = identity_in(row), found.title = row.text(5), found.artist = row.text(6);
+  found.key = found.who.song;
+  return found;
 }
 
-}  // namespace
-
-std::string fresh_uid() {
-  uint64_t chance[2];
-  if (getrandom(chance, sizeof chance, 0) != sizeof chance)
-    throw failure{VELOX_STANDIN_ERR_CATALOG, std::string("no random number for a station: ") + std::strerror(errno)};
-  return "vcs-" + hex(chance[0]) + hex(chance[1], 8);
+/** The last of like and dislike counts. What is liked is no longer held to have been skipped. */
+void sum_up(connection& db, int64_t station, int64_t subject, event_kind kind, int64_t event, int64_t heard) {
+  db.prepared("INSERT OR IGNORE INTO station_verdict(station, subject) VALUES (?, ?)").bind(station, subject).run();
+  if (is_heard(kind)) {
+    db.prepared("UPDATE station_verdict SET last=?3, skips=skips+?4 WHERE station=?1 AND subject=?2")
+        .bind(station, subject, heard, kind == k_skipped ? 1 : 0)
+        .run();
+    return;
+  }
+  db.prepared(
+        "UPDATE station_verdict SET banned=?3, liked=nullif(?4, 0), skips=skips*?3 WHERE station=?1 AND subject=?2")
+      .bind(station, subject, is_like(kind) ? 0 : 1, is_like(kind) ? event : 0)
+      .run();
 }
 
-int event_kind_of(std::string_view name) {
-  const auto found = std::find(std::begin(k_event_names) + 1, std::end(k_event_names), name);
-  return found == std::end(k_event_names) ? 0 : static_cast<int>(found - std::begin(k_event_names));
+void tell(connection& db, station& to, const told_event& event, int64_t now) {
+  const event_subject about = subject_of(db, event);
+  if (is_heard(event.kind)) ++to.heard;
+  db.prepared(
+        "INSERT INTO station_event(station, time, kind, subject, tag, title, artist, artist_key, album_key) "
+        "VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)")
+      .bind(to.id, now, static_cast<int>(event.kind), std::string_view(event.subject), std::string_view(event.tag),
+            std::string_view(about.title), std::string_view(about.artist), about.who.artist, about.who.album)
+      .run();
+  const int64_t row = db.last_row();
+  db.prepared(
+        "UPDATE station SET used=?2, played=played+(?3=1), skipped=skipped+(?3=2), liked=liked+(?3 IN (3, 5)), "
+        "disliked=disliked+(?3 IN (4, 6)) WHERE id=?1")
+      .bind(to.id, now, static_cast<int>(event.kind))
+      .run();
+  sum_up(db, to.id, about.key, event.kind, row, to.heard);
 }
 
-identity identity_of(database& db, int64_t track) {
-  statement row = db.prepared("SELECT " IDENTITY_COLUMNS " FROM " IDENTITY_TABLES " WHERE track.id=?");
-  return row.bind(track).step() ? identity_in(row) : identity();
-}
-
-std::optional<station> station_store::find(std::string_view uid) {
+std::optional<station> find_station(connection& db, std::string_view uid) {
   station found;
   {
-    statement row = db_.prepared("SELECT id, name, played+skipped FROM station WHERE uid=?");
+    statement row = db.prepared("SELECT id, name, played, skipped FROM station WHERE uid=?");
     if (!row.bind(uid).step()) return std::nullopt;
     found.id = row.integer(0);
     found.uid = uid;
     found.name = row.text(1);
-    found.heard = row.integer(2);
+    found.heard = row.count(2) + row.count(3);
   }
-  statement datum = db_.prepared("SELECT key, value, ordinal FROM station_datum WHERE station=? ORDER BY place");
+  statement datum = db.prepared("SELECT key, value, ordinal FROM station_datum WHERE station=? ORDER BY place");
   datum.bind(found.id);
   while (datum.step())
-    found.data.push_back(
-        {std::string(datum.text(0)), std::string(datum.text(1)), static_cast<uint32_t>(datum.integer(2))});
-  statement setting = db_.prepared("SELECT key, value FROM station_setting WHERE station=?");
+    found.data.push_back({std::string(datum.text(0)), std::string(datum.text(1)),
+                          static_cast<uint32_t>(datum.within(2, 0, UINT32_MAX))});
+  statement setting = db.prepared("SELECT key, value FROM station_setting WHERE station=?");
   setting.bind(found.id);
   while (setting.step()) found.settings.emplace(setting.text(0), setting.text(1));
   return found;
 }
 
-void station_store::create(station& made, int64_t now) {
+std::vector<told_event> likes_of(connection& db, int64_t station) {
+  std::vector<told_event> events;
+  statement row = db.prepared(
+      "SELECT kind, event.subject, tag FROM station_verdict verdict JOIN station_event event ON event.id=liked "
+      "WHERE verdict.station=? AND liked IS NOT NULL ORDER BY liked DESC LIMIT ?");
+  row.bind(station, k_likes_that_draw);
+  while (row.step()) events.push_back({kind_in(row, 0), std::string(row.text(1)), std::string(row.text(2))});
+  return events;
+}
+
+/** The latest tracks heard: so many, and more back to a time. */
+std::vector<heard_track> heard_on(connection& db, int64_t station, int64_t since) {
+  std::vector<heard_track> tracks;
+  statement row =
+      db.prepared("SELECT artist_key, album_key, time FROM station_event WHERE station=? AND kind<=2 ORDER BY id DESC");
+  row.bind(station);
+  while (row.step() && (tracks.size() < k_heard_lately || row.integer(2) >= since))
+    tracks.push_back({row.integer(0), row.integer(1), row.integer(2)});
+  return tracks;
+}
+
+/** Reads what a station holds against tracks. */
+class verdict_reader {
+ public:
+  verdict_reader(connection& db, int64_t station)
+      : row_(db.prepared("SELECT banned, skips, last FROM station_verdict WHERE station=? AND subject=?")),
+        station_(station) {}
+  void add_to(memory& of) {
+    add(read(of.who.song), of);
+    if (of.who.same_tui != of.who.song) add(read(of.who.same_tui), of);
+    add(of_artist(of.who.artist), of);
+    if (of.who.album_artist != 0 && of.who.album_artist != of.who.artist) add(of_artist(of.who.album_artist), of);
+  }
+
+ private:
+  struct verdict {
+    bool banned = false;
+    int64_t skips = 0, last = 0;
+  };
+  verdict read(int64_t subject) {
+    verdict found;
+    row_.bind(station_, subject);
+    if (row_.step()) found = {row_.integer(0) != 0, row_.count(1), row_.count(2)};
+    row_.rewind();
+    return found;
+  }
+  const verdict& of_artist(int64_t artist) {  // of whom there are many tracks
+    const auto [place, fresh] = artists_.try_emplace(artist);
+    if (fresh) place->second = read(artist);
+    return place->second;
+  }
+  static void add(const verdict& is, memory& to) {
+    to.banned = to.banned || is.banned;
+    to.skips = std::max(to.skips, is.skips);
+    to.last = std::max(to.last, is.last);
+  }
+  statement row_;
+  const int64_t station_;
+  std::unordered_map<int64_t, verdict> artists_;
+};
+
+std::vector<velox_standin_item> items_of(const station& of) {
+  std::vector<velox_standin_item> items;
+  for (const station_datum& each : of.data) items.push_back({each.key.c_str(), each.value.c_str(), each.ordinal});
+  return items;
+}
+
+}  // namespace
+
+void sqlite_store::create(station& made, int64_t now) {
   db_.prepared("INSERT INTO station(uid, name, created, used) VALUES (?1, ?2, ?3, ?3)")
       .bind(std::string_view(made.uid), std::string_view(made.name), now)
       .run();
-  made.id = sqlite3_last_insert_rowid(db_.raw());
+  made.id = db_.last_row();
   statement put = db_.prepared("INSERT INTO station_datum(station, place, key, value, ordinal) VALUES (?, ?, ?, ?, ?)");
   for (size_t place = 0; place < made.data.size(); ++place) {
     const station_datum& each = made.data[place];
     put.bind(made.id, place, std::string_view(each.key), std::string_view(each.value), each.ordinal).run();
   }
-  set(made);
+  keep_settings(db_, made.id, made.settings);
 }
 
-void station_store::set(const station& of) {
-  statement put = db_.prepared("INSERT OR REPLACE INTO station_setting(station, key, value) VALUES (?, ?, ?)");
-  for (const auto& [key, value] : of.settings) put.bind(of.id, std::string_view(key), std::string_view(value)).run();
+std::optional<station_opening> sqlite_store::visit(const station_visit& by) {
+  std::optional<station> found = find_station(db_, by.uid);
+  if (!found) return std::nullopt;
+  station_opening opening{std::move(*found), {}, {}, {}};
+  station& of = opening.of;
+  for (const auto& [key, value] : by.settings) of.settings[key] = value;
+  if (by.keeps_settings) keep_settings(db_, of.id, by.settings);
+  for (const told_event& each : by.events) tell(db_, of, each, by.now);
+
+  opening.likes = likes_of(db_, of.id);
+  if (of.heard > 0)
+    opening.heard = heard_on(db_, of.id, of.keeps_radio_rule() ? by.now - k_radio_rule_seconds : INT64_MAX);
+  const std::vector<velox_standin_item> items = items_of(of);
+  references named = references_of(seeds_in(items), of.setting(VELOX_LOOKUP_OPTION_CATALOG_FILTER));
+  for (const told_event& each : opening.likes) named.seeds.push_back(reference_of(each));
+  opening.from = resolve(named);
+  return opening;
 }
 
-void station_store::add(station& to, const told_event& event, int64_t now) {
-  const bool of_track = event.kind <= k_track_dislike;
-  identity who;
-  std::string title, artist;
-  if (of_track) {
-    who.song = digest(k_of_tui, event.subject);  // for one that isn't in the catalogue: it may come back
-    statement row =
-        db_.prepared("SELECT " IDENTITY_COLUMNS ", track.title, ifnull(credit, artist.name) FROM " IDENTITY_TABLES
-                     " WHERE tui=? ORDER BY tag<>?, track.id LIMIT 1");
-    const auto tag = static_cast<int64_t>(std::strtoull(event.tag.c_str(), nullptr, 16));
-    if (row.bind(std::string_view(event.subject), tag).step())
-      who = identity_in(row), title = row.text(5), artist = row.text(6);
-  } else {
-    who.artist = digest(k_of_artist, event.subject);
-    statement row = db_.prepared("SELECT name FROM artist WHERE uid=?");
-    if (row.bind(std::string_view(event.subject)).step()) artist = row.text(0);
-  }
-  if (event.kind <= k_skipped) ++to.heard;
-  db_.prepared(
-         "INSERT INTO station_event(station, time, kind, subject, tag, title, artist, artist_key, album_key) "
-         "VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)")
-      .bind(to.id, now, event.kind, std::string_view(event.subject), std::string_view(event.tag),
-            std::string_view(title), std::string_view(artist), who.artist, who.album)
-      .run();
-  const int64_t row = sqlite3_last_insert_rowid(db_.raw());
-  db_.prepared(
-         "UPDATE station SET used=?2, played=played+(?3=1), skipped=skipped+(?3=2), liked=liked+(?3 IN (3, 5)), "
-         "disliked=disliked+(?3 IN (4, 6)) WHERE id=?1")
-      .bind(to.id, now, event.kind)
-      .run();
-  sum_up(to.id, of_track ? who.song : who.artist, event.kind, row, to.heard);
-}
-
-/** The last of like and dislike counts. What is liked is no longer held to have been skipped. */
-void station_store::sum_up(int64_t station, int64_t subject, int kind, int64_t event, int64_t heard) {
-  db_.prepared("INSERT OR IGNORE INTO station_verdict(station, subject) VALUES (?, ?)").bind(station, subject).run();
-  if (kind <= k_skipped) {
-    db_.prepared("UPDATE station_verdict SET last=?3, skips=skips+?4 WHERE station=?1 AND subject=?2")
-        .bind(station, subject, heard, kind == k_skipped ? 1 : 0)
-        .run();
-    return;
-  }
-  const bool like = kind == k_track_like || kind == k_artist_like;
-  db_.prepared(
-         "UPDATE station_verdict SET banned=?3, liked=nullif(?4, 0), skips=skips*?3 WHERE station=?1 AND subject=?2")
-      .bind(station, subject, like ? 0 : 1, like ? event : 0)
-      .run();
-}
-
-void station_store::rename(int64_t id, const std::string& name) {
-  db_.prepared("UPDATE station SET name=? WHERE id=?").bind(std::string_view(name), id).run();
-}
-
-void station_store::remove(int64_t id) {
-  for (const char* sql : {"DELETE FROM station_event WHERE station=?", "DELETE FROM station_verdict WHERE station=?",
-                          "DELETE FROM station_setting WHERE station=?", "DELETE FROM station_datum WHERE station=?",
-                          "DELETE FROM station WHERE id=?"})
-    db_.prepared(sql).bind(id).run();
-}
-
-verdict station_store::judge(int64_t station, const identity& track) {
-  verdict made;
-  statement row =
-      db_.prepared("SELECT banned, skips, last FROM station_verdict WHERE station=? AND subject IN (?, ?, ?, ?)");
-  row.bind(station, track.song, track.other_song, track.artist, track.album_artist);
-  while (row.step()) {
-    made.banned = made.banned || row.integer(0) != 0;
-    made.skips = std::max(made.skips, row.integer(1));
-    made.last = std::max(made.last, row.integer(2));
+memories sqlite_store::remember(int64_t station, std::span<const int64_t> tracks) {
+  memories made;
+  made.reserve(tracks.size());
+  statement about = db_.prepared("SELECT " IDENTITY_COLUMNS " FROM " IDENTITY_TABLES " WHERE track.id=?");
+  verdict_reader verdicts(db_, station);
+  for (const int64_t track : tracks) {
+    memory& each = made[track];
+    about.bind(track);
+    if (about.step()) each.who = identity_in(about);
+    about.rewind();
+    if (station != 0) verdicts.add_to(each);
   }
   return made;
 }
 
-std::vector<heard_track> station_store::heard(int64_t station, size_t least, int64_t since) {
-  std::vector<heard_track> tracks;
+std::vector<station_summary> sqlite_store::stations() {
+  std::vector<station_summary> all;
   statement row = db_.prepared(
-      "SELECT artist_key, album_key, time FROM station_event WHERE station=? AND kind<=2 ORDER BY id DESC");
-  row.bind(station);
-  while (row.step() && (tracks.size() < least || row.integer(2) >= since))
-    tracks.push_back({row.integer(0), row.integer(1), row.integer(2)});
-  return tracks;
-}
-
-std::vector<told_event> station_store::liked(int64_t station, int64_t most) {
-  std::vector<told_event> events;
-  statement row = db_.prepared(
-      "SELECT kind, event.subject, tag FROM station_verdict verdict JOIN station_event event ON event.id=liked "
-      "WHERE verdict.station=? AND liked IS NOT NULL ORDER BY liked DESC LIMIT ?");
-  row.bind(station, most);
+      "SELECT uid, name, created, used, played, skipped, liked, disliked FROM station ORDER BY used DESC, id DESC");
+  const auto number = [&](int column) { return static_cast<uint64_t>(row.count(column)); };
   while (row.step())
-    events.push_back({static_cast<int>(row.integer(0)), std::string(row.text(1)), std::string(row.text(2))});
-  return events;
+    all.push_back({std::string(row.text(0)), std::string(row.text(1)), number(2), number(3), number(4), number(5),
+                   number(6), number(7)});
+  return all;
 }
 
-}  // namespace velox::catalog
+bool sqlite_store::past_of(std::string_view uid, const std::function<bool(const past_event&)>& each) {
+  statement found = db_.prepared("SELECT id FROM station WHERE uid=?");
+  if (!found.bind(uid).step()) return false;
+  statement row = db_.prepared("SELECT kind, title, artist, time FROM station_event WHERE station=? ORDER BY id");
+  row.bind(found.integer(0));
+  while (row.step()) {
+    if (!each(
+            {kind_in(row, 0), std::string(row.text(1)), std::string(row.text(2)), static_cast<uint64_t>(row.count(3))}))
+      break;
+  }
+  return true;
+}
+
+bool sqlite_store::rename(std::string_view uid, const std::string& name) {
+  statement row = db_.prepared("UPDATE station SET name=? WHERE uid=? RETURNING id");
+  return row.bind(std::string_view(name), uid).step();
+}
+
+bool sqlite_store::remove(std::string_view uid) {
+  int64_t id = 0;
+  {
+    statement row = db_.prepared("SELECT id FROM station WHERE uid=?");
+    if (!row.bind(uid).step()) return false;
+    id = row.integer(0);
+  }
+  for (const char* sql : {"DELETE FROM station_event WHERE station=?", "DELETE FROM station_verdict WHERE station=?",
+                          "DELETE FROM station_setting WHERE station=?", "DELETE FROM station_datum WHERE station=?",
+                          "DELETE FROM station WHERE id=?"})
+    db_.prepared(sql).bind(id).run();
+  return true;
+}
+
+}  // namespace velox::catalog::sqlite

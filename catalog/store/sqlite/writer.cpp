@@ -1,69 +1,62 @@
-// The one road into the catalogue's tables. Counts are gathered in memory and written at the transaction's end, since the
-// tracks of one transaction mostly share their artist, album and genres.
+// Changes of a batch, in its order; counts are gathered in memory and written at its end.
 #include "store/sqlite/writer.h"
 
 #include <algorithm>
 
+#include "model/identity.h"
 #include "model/text.h"
+#include "store/sqlite/attributes_text.h"
 
-namespace velox::catalog {
-namespace {
+namespace velox::catalog::sqlite {
 
-constexpr uint32_t k_changes_per_transaction = 50000;
-constexpr auto k_transaction_time = std::chrono::seconds(1);
-constexpr size_t k_remembered = 200000;
-constexpr size_t k_attributes_per_kind = 8;
-
-/** The artist in front of "feat. somebody": guests don't make another artist. */
-std::string leading_artist(const std::string& name) {
-  std::string lower = name;
-  std::transform(lower.begin(), lower.end(), lower.begin(),
-                 [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
-  size_t end = name.size();
-  for (const char* mark : {" feat. ", " feat ", " ft. ", " featuring ", " (feat. ", " (ft. ", " (featuring "})
-    end = std::min(end, lower.find(mark));
-  return end == 0 ? name : name.substr(0, end);
+void writer::apply(std::span<const change> batch) {
+  db_.execute("BEGIN IMMEDIATE");
+  try {
+    for (const change& each : batch) apply_one(each);
+    flush_counts();
+    db_.execute("COMMIT");
+  } catch (...) {
+    db_.roll_back();
+    forget();
+    throw;
+  }
+  forget();
 }
 
-}  // namespace
-
-void writer::begin() {
-  if (running_) return;
-  running_.emplace(db_, true);
-  began_ = std::chrono::steady_clock::now();
-  changes_ = 0;
-  // Another writer may have dropped what was remembered between two transactions.
-  artists_.clear();
-  albums_.clear();
+void writer::apply_one(const change& what) {
+  int64_t put_here = 0;
+  switch (what.of) {
+    case change::put_track:
+      put_here = put(what.what, number_of(what.id));
+      break;
+    case change::remove_track:
+      remove(what.id);
+      break;
+    case change::put_duplicate:
+      put_duplicate(what.what, number_of(what.id));
+      break;
+    case change::remove_duplicate:
+      db_.prepared("DELETE FROM duplicate WHERE id=?").bind(what.id).run();
+      break;
+    case change::hand_duplicates:
+      db_.prepared("UPDATE duplicate SET track=? WHERE track=?").bind(number_of(what.to), number_of(what.id)).run();
+  }
+  put_.push_back(put_here);
 }
 
-bool writer::breathe() {
-  if (!running_) return false;
-  if (changes_ < k_changes_per_transaction && std::chrono::steady_clock::now() - began_ < k_transaction_time)
-    return false;
-  commit();
-  return true;
+/** The number of a track, also of one that this batch has put. */
+int64_t writer::number_of(int64_t named) const { return named >= 0 ? named : put_.at(static_cast<size_t>(-1 - named)); }
+
+/** What must not outlive the batch: another writer may drop an artist or album, and a batch that failed has put nothing. */
+void writer::forget() {
+  put_.clear(), artists_.clear(), albums_.clear(), attributes_.clear();
+  artist_counts_.clear(), album_counts_.clear(), source_counts_.clear(), level_counts_.clear(), profile_counts_.clear();
+  total_tracks_ = total_albums_ = total_artists_ = 0;
 }
 
-void writer::commit() {
-  if (!running_) return;
-  flush_counts();
-  running_->commit();
-  running_.reset();
-}
-
-int64_t writer::source(const std::string& path, bool invented) {
-  begin();
-  statement put = db_.prepared(
-      "INSERT INTO source(path, invented, tracks) VALUES (?1, ?2, 0) "
-      "ON CONFLICT(path) DO UPDATE SET invented=?2 RETURNING id");
-  put.bind(std::string_view(path), invented ? 1 : 0);
-  put.step();
-  return put.integer(0);
-}
+// ---- Names --------------------------------------------------------------------------------------------------------------------
 
 int64_t writer::artist(const std::string& name, const std::string& uid) {
-  if (artists_.size() > k_remembered) artists_.clear();
   const std::string known = uid.empty() ? folded(name) : "\n" + uid;
   if (const auto it = artists_.find(known); it != artists_.end()) return it->second;
   int64_t id = 0;
@@ -72,7 +65,7 @@ int64_t writer::artist(const std::string& name, const std::string& uid) {
     if (find.bind(std::string_view(uid)).step()) id = find.integer(0);
   }
   const int64_t name_key = key(name);
-  const std::string derived = "vca-" + hex(static_cast<uint64_t>(name_key));
+  const std::string derived = derived_artist_uid(name_key);
   if (id == 0) {
     // By name: any of it when no identifier is given, else the one that has none yet and takes it now.
     statement find = db_.prepared("SELECT id FROM artist WHERE name_key=?1 AND (?2='' OR uid=?3) ORDER BY id LIMIT 1");
@@ -83,7 +76,7 @@ int64_t writer::artist(const std::string& name, const std::string& uid) {
   if (id == 0) {
     statement add = db_.prepared("INSERT INTO artist(uid, name, name_key, tracks) VALUES (?, ?, ?, 0)");
     add.bind(std::string_view(uid.empty() ? derived : uid), std::string_view(name), name_key).run();
-    id = sqlite3_last_insert_rowid(db_.raw());
+    id = db_.last_row();
     db_.prepared("INSERT INTO artist_words(rowid, name, by) VALUES (?, ?, '')")
         .bind(id, std::string_view(folded(name)))
         .run();
@@ -98,14 +91,13 @@ int64_t writer::album(const song& track, int64_t track_artist) {
   const bool other = !track.album_artist.empty() && track.album_artist != track.artist;
   const int64_t owner = other ? artist(leading_artist(track.album_artist), {}) : track_artist;
   const int64_t title_key = key(track.album);
-  if (albums_.size() > k_remembered) albums_.clear();
   int64_t& id = albums_[{title_key, owner}];
   if (id != 0) return id;
   statement find = db_.prepared("SELECT id FROM album WHERE title_key=? AND artist_id=?");
   if (find.bind(title_key, owner).step()) return id = find.integer(0);
   statement add = db_.prepared("INSERT INTO album(artist_id, title, title_key, tracks) VALUES (?, ?, ?, 0)");
   add.bind(owner, std::string_view(track.album), title_key).run();
-  id = sqlite3_last_insert_rowid(db_.raw());
+  id = db_.last_row();
   const std::string by = folded(name_of(owner));
   db_.prepared("INSERT INTO album_words(rowid, name, by) VALUES (?, ?, ?)")
       .bind(id, std::string_view(folded(track.album)), std::string_view(by))
@@ -130,65 +122,67 @@ int64_t writer::attribute(attribute_kind kind, const std::string& name) {
   db_.prepared("INSERT INTO attribute(kind, name_key, name) VALUES (?, ?, ?)")
       .bind(static_cast<int>(kind), name_key, std::string_view(name))
       .run();
-  return id = sqlite3_last_insert_rowid(db_.raw());
+  return id = db_.last_row();
 }
 
-void writer::count(int64_t artist, int64_t album, int64_t source, int64_t popularity, std::string_view attrs,
-                   int64_t amount) {
+/** Genres first, the leading one in front, then moods and the era; each once. */
+std::vector<int64_t> writer::attributes_of(const song& track) {
+  std::vector<int64_t> ids;
+  const auto add = [&](attribute_kind kind, const std::string& name) {
+    const int64_t id = attribute(kind, name);
+    if (std::find(ids.begin(), ids.end(), id) == ids.end()) ids.push_back(id);
+  };
+  for (size_t i = 0; i < std::min(track.genres.size(), k_attributes_per_kind); ++i) add(k_genre, track.genres[i]);
+  for (size_t i = 0; i < std::min(track.moods.size(), k_attributes_per_kind); ++i) add(k_mood, track.moods[i]);
+  if (track.year > 0) add(k_era, std::to_string(track.year / 10 * 10) + "s");
+  return ids;
+}
+
+// ---- Tracks -------------------------------------------------------------------------------------------------------------------
+
+void writer::count(int64_t artist, int64_t album, int64_t source, int64_t popularity,
+                   std::span<const int64_t> attributes, int64_t amount) {
   artist_counts_[artist] += amount;
   if (album != 0) album_counts_[album] += amount;
   if (source != 0) source_counts_[source] += amount;
   total_tracks_ += amount;
   const int level = level_of(popularity);
   level_counts_[{k_everything, level}] += amount;
-  each_attribute(attrs, [&](int64_t id) {
+  for (const int64_t id : attributes) {
     level_counts_[{id, level}] += amount;
     profile_counts_[{artist, id}] += amount;
-  });
+  }
+}
+
+/** The track of an audio file; 0: none. */
+int64_t writer::track_at(const std::string& path) {
+  statement row = db_.prepared("SELECT id FROM track WHERE path=? AND source=0 LIMIT 1");
+  return row.bind(std::string_view(path)).step() ? row.integer(0) : 0;
 }
 
 int64_t writer::put(const song& track, int64_t replaced) {
-  begin();
+  // Another scan of the same folder may have been first.
+  if (replaced == 0 && track.source == 0 && !track.path.empty()) replaced = track_at(track.path);
   if (replaced != 0) remove(replaced);
-  ++changes_;
-  const std::string leading = leading_artist(track.artist);
-  const int64_t artist_id = artist(leading, track.artist_id);
+  const int64_t artist_id = artist(leading_artist(track.artist), track.artist_id);
   const int64_t album_id = album(track, artist_id);
-  std::string attrs;
-  std::vector<int64_t> ids;
-  const auto add = [&](attribute_kind kind, const std::string& name) {
-    const int64_t id = attribute(kind, name);
-    if (std::find(ids.begin(), ids.end(), id) != ids.end()) return;
-    ids.push_back(id);
-    if (!attrs.empty()) attrs += ' ';
-    attrs += std::to_string(id);
-  };
-  for (size_t i = 0; i < std::min(track.genres.size(), k_attributes_per_kind); ++i) add(k_genre, track.genres[i]);
-  for (size_t i = 0; i < std::min(track.moods.size(), k_attributes_per_kind); ++i) add(k_mood, track.moods[i]);
-  if (track.year > 0) add(k_era, std::to_string(track.year / 10 * 10) + "s");
-
-  const std::string name = name_of(artist_id);
-  const int64_t title_key = key(track.title);
-  const std::string tui =
-      track.tui.empty()
-          ? "vct-" + hex(hashed(folded(leading) + "\n" + folded(track.title) + "\n" + folded(track.album)))
-          : track.tui;
-  const uint64_t tag = hashed(track.album + "\n" + track.path, static_cast<uint64_t>(title_key)) & 0xffffffffu;
+  const std::vector<int64_t> ids = attributes_of(track);
+  const std::string attrs = attributes_text(ids), name = name_of(artist_id);
+  const std::string tui = track.tui.empty() ? derived_tui(track) : track.tui;
   const bool credited = track.artist != name;
   const auto optional = [](const std::string& text, bool there) {
     return there ? std::string_view(text) : std::string_view(nullptr, 0);
   };
   statement insert = db_.prepared(
       "INSERT INTO track(id, artist_id, album_id, popularity, year, attrs, title_key, source, size, stamp, number, "
-      "duration,"
-      " tag, tui, title, credit, path, digest) "
+      "duration, tag, tui, title, credit, path, digest) "
       "VALUES (nullif(?,0), ?, nullif(?,0), ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
-  insert.bind(replaced, artist_id, album_id, track.popularity, track.year, std::string_view(attrs), title_key,
-              track.source, track.size, track.stamp, track.number, track.duration, tag, std::string_view(tui),
+  insert.bind(replaced, artist_id, album_id, track.popularity, track.year, std::string_view(attrs), key(track.title),
+              track.source, track.size, track.stamp, track.number, track.duration, tag_of(track), std::string_view(tui),
               std::string_view(track.title), optional(track.artist, credited),
               optional(track.path, !track.path.empty()), track.digest);
   insert.run();
-  const int64_t id = replaced != 0 ? replaced : sqlite3_last_insert_rowid(db_.raw());
+  const int64_t id = replaced != 0 ? replaced : db_.last_row();
   const std::string title_words = folded(track.title), by_words = folded(credited ? track.artist : name);
   db_.prepared("INSERT INTO track_words(rowid, name, by) VALUES (?, ?, ?)")
       .bind(id, std::string_view(title_words), std::string_view(by_words))
@@ -197,23 +191,24 @@ int64_t writer::put(const song& track, int64_t replaced) {
   const int level = level_of(track.popularity);
   place.bind(k_everything, level, id).run();
   for (const int64_t each : ids) place.bind(each, level, id).run();
-  count(artist_id, album_id, track.source, track.popularity, attrs, 1);
+  count(artist_id, album_id, track.source, track.popularity, ids, 1);
   return id;
 }
 
 void writer::remove(int64_t id) {
-  begin();
-  ++changes_;
   statement row = db_.prepared(
-      "SELECT artist_id, ifnull(album_id, 0), source, popularity, attrs, title, ifnull(credit, name) FROM track "
+      "SELECT artist_id, ifnull(album_id, 0), source, popularity, title, ifnull(credit, name), attrs FROM track "
       "JOIN artist ON artist.id=artist_id WHERE track.id=?");
   if (!row.bind(id).step()) return;
-  const int64_t popularity = row.integer(3);
-  count(row.integer(0), row.integer(1), row.integer(2), popularity, row.text(4), -1);
+  std::vector<int64_t> ids;
+  each_attribute(row, 6, [&](int64_t each) { ids.push_back(each); });
+  const int64_t popularity = row.within(3, 0, k_most_popular);
+  const int level = level_of(popularity);
+  count(row.integer(0), row.integer(1), row.integer(2), popularity, ids, -1);
   statement drop = db_.prepared("DELETE FROM track_attribute WHERE attribute=? AND level=? AND track=?");
-  drop.bind(k_everything, level_of(popularity), id).run();
-  each_attribute(row.text(4), [&](int64_t each) { drop.bind(each, level_of(popularity), id).run(); });
-  const std::string title_words = folded(row.text(5)), by_words = folded(row.text(6));
+  drop.bind(k_everything, level, id).run();
+  for (const int64_t each : ids) drop.bind(each, level, id).run();
+  const std::string title_words = folded(row.text(4)), by_words = folded(row.text(5));
   db_.prepared("INSERT INTO track_words(track_words, rowid, name, by) VALUES ('delete', ?, ?, ?)")
       .bind(id, std::string_view(title_words), std::string_view(by_words))
       .run();
@@ -221,23 +216,13 @@ void writer::remove(int64_t id) {
 }
 
 void writer::put_duplicate(const song& file, int64_t track) {
-  begin();
-  ++changes_;
+  if (track_at(file.path) != 0) return;
   db_.prepared("INSERT OR REPLACE INTO duplicate(path, size, stamp, track) VALUES (?, ?, ?, ?)")
       .bind(std::string_view(file.path), file.size, file.stamp, track)
       .run();
 }
 
-void writer::remove_duplicate(int64_t duplicate) {
-  begin();
-  ++changes_;
-  db_.prepared("DELETE FROM duplicate WHERE id=?").bind(duplicate).run();
-}
-
-void writer::hand_duplicates(int64_t from, int64_t to) {
-  begin();
-  db_.prepared("UPDATE duplicate SET track=? WHERE track=?").bind(to, from).run();
-}
+// ---- Counts -------------------------------------------------------------------------------------------------------------------
 
 void writer::drop_artist(int64_t id) {
   const std::string name = folded(name_of(id));
@@ -260,6 +245,18 @@ void writer::drop_album(int64_t id, const std::string& title, int64_t artist) {
 /** Writes the counts, and drops albums, then artists, that nothing names any more. Attributes stay: their numbers are
  *  promised to be stable. */
 void writer::flush_counts() {
+  flush_albums();
+  flush_artists();
+  for (const auto& [id, amount] : source_counts_)
+    db_.prepared("UPDATE source SET tracks=tracks+? WHERE id=?").bind(amount, id).run();
+  flush_attributes();
+  const std::pair<std::string_view, int64_t> totals[] = {
+      {"tracks", total_tracks_}, {"albums", total_albums_}, {"artists", total_artists_}};
+  for (const auto& [name, amount] : totals)
+    db_.prepared("UPDATE total SET amount=amount+? WHERE name=?").bind(amount, name).run();
+}
+
+void writer::flush_albums() {
   std::vector<std::tuple<int64_t, int64_t, std::string>> dropped;
   for (const auto& [id, amount] : album_counts_) {
     statement update = db_.prepared("UPDATE album SET tracks=tracks+? WHERE id=? RETURNING tracks, artist_id, title");
@@ -268,6 +265,9 @@ void writer::flush_counts() {
     dropped.emplace_back(id, update.integer(1), update.text(2));
   }
   for (const auto& [id, owner, title] : dropped) drop_album(id, title, owner);
+}
+
+void writer::flush_artists() {
   for (const auto& [id, amount] : artist_counts_) {
     bool unused = false;
     {
@@ -279,8 +279,9 @@ void writer::flush_counts() {
     unused = !albums.bind(id).step();
     if (unused) drop_artist(id);
   }
-  for (const auto& [id, amount] : source_counts_)
-    db_.prepared("UPDATE source SET tracks=tracks+? WHERE id=?").bind(amount, id).run();
+}
+
+void writer::flush_attributes() {
   for (const auto& [where, amount] : level_counts_)
     db_.prepared("INSERT INTO attribute_level VALUES (?1, ?2, ?3) ON CONFLICT DO UPDATE SET tracks=tracks+?3")
         .bind(where.first, where.second, amount)
@@ -290,19 +291,13 @@ void writer::flush_counts() {
     bool unused = false;
     {
       statement put = db_.prepared(
-          "INSERT INTO artist_attribute VALUES (?1, ?2, ?3) ON CONFLICT DO UPDATE SET tracks=tracks+?3 RETURNING "
-          "tracks");
+          "INSERT INTO artist_attribute VALUES (?1, ?2, ?3) ON CONFLICT DO UPDATE SET tracks=tracks+?3 "
+          "RETURNING tracks");
       unused = put.bind(where.first, where.second, amount).step() && put.integer(0) == 0;
     }
     if (unused)
       db_.prepared("DELETE FROM artist_attribute WHERE artist=? AND attribute=?").bind(where.first, where.second).run();
   }
-  const std::pair<const char*, int64_t> totals[] = {
-      {"tracks", total_tracks_}, {"albums", total_albums_}, {"artists", total_artists_}};
-  for (const auto& [name, amount] : totals)
-    db_.prepared("UPDATE total SET amount=amount+? WHERE name=?").bind(amount, std::string_view(name)).run();
-  artist_counts_.clear(), album_counts_.clear(), source_counts_.clear(), level_counts_.clear(), profile_counts_.clear();
-  total_tracks_ = total_albums_ = total_artists_ = 0;
 }
 
-}  // namespace velox::catalog
+}  // namespace velox::catalog::sqlite

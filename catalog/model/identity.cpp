@@ -1,0 +1,84 @@
+// Hashes of cleaned texts. Nothing here may change: what is derived lies in catalogues and in other programs' files.
+#include "model/identity.h"
+
+#include <sys/random.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+
+#include "model/failure.h"
+#include "model/text.h"
+
+namespace velox::catalog {
+namespace {
+
+constexpr std::string_view k_derived_artist = "vca-", k_derived_track = "vct-";
+
+/** The same identifier stands for different things in different kinds. */
+enum identity_kind : uint64_t { k_of_artist = 1, k_of_song, k_of_tui, k_of_album };
+
+int64_t key_of(identity_kind kind, std::string_view identifier, int64_t name_key = 0) {
+  const auto made =
+      static_cast<int64_t>(hashed(identifier, kind * 0x9e3779b97f4a7c15u + static_cast<uint64_t>(name_key)));
+  return made != 0 ? made : 1;
+}
+
+}  // namespace
+
+std::string leading_artist(const std::string& name) {
+  std::string lower = name;
+  std::transform(lower.begin(), lower.end(), lower.begin(),
+                 [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
+  size_t end = name.size();
+  for (const char* mark : {" feat. ", " feat ", " ft. ", " featuring ", " (feat. ", " (ft. ", " (featuring "})
+    end = std::min(end, lower.find(mark));
+  return end == 0 ? name : name.substr(0, end);
+}
+
+std::string derived_artist_uid(int64_t name_key) {
+  return std::string(k_derived_artist) + hex(static_cast<uint64_t>(name_key));
+}
+
+std::string derived_tui(const song& track) {
+  return std::string(k_derived_track) +
+         hex(hashed(folded(leading_artist(track.artist)) + "\n" + folded(track.title) + "\n" + folded(track.album)));
+}
+
+uint64_t tag_of(const song& track) {
+  return hashed(track.album + "\n" + track.path, static_cast<uint64_t>(key(track.title))) & 0xffffffffu;
+}
+
+bool is_external(std::string_view id) {
+  const bool derived = id.starts_with(k_derived_artist) || id.starts_with(k_derived_track);
+  return !derived || id.size() != k_derived_track.size() + 16;
+}
+
+uint64_t parse_tag(std::string_view text) { return std::strtoull(std::string(text).c_str(), nullptr, 16); }
+
+std::string fresh_station_uid() {
+  uint64_t chance[2];
+  if (getrandom(chance, sizeof chance, 0) != sizeof chance)
+    throw failure{VELOX_STANDIN_ERR_CATALOG, std::string("no random number for a station: ") + std::strerror(errno)};
+  return "vcs-" + hex(chance[0]) + hex(chance[1], 8);
+}
+
+int64_t identity_of_artist(std::string_view artist_uid) { return key_of(k_of_artist, artist_uid); }
+
+int64_t identity_of_tui(std::string_view tui) { return key_of(k_of_tui, tui); }
+
+identity identity_of(std::string_view artist_uid, int64_t title_key, std::string_view tui, std::string_view owner_uid,
+                     int64_t album_key) {
+  identity made;
+  made.artist = identity_of_artist(artist_uid);
+  made.song = key_of(k_of_song, artist_uid, title_key);
+  made.same_tui = identity_of_tui(tui);
+  if (!owner_uid.empty()) {
+    made.album_artist = identity_of_artist(owner_uid);
+    made.album = key_of(k_of_album, owner_uid, album_key);
+  }
+  return made;
+}
+
+}  // namespace velox::catalog
