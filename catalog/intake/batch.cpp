@@ -29,21 +29,17 @@ bool batch::due() const {
 }
 
 void batch::flush() {
-  if (!changes_.empty()) {
-    try {
-      into_.apply(changes_);
-    } catch (...) {
-      report_.added = kept_.added;
-      report_.updated = kept_.updated;
-      report_.removed = kept_.removed;
-      report_.moved = kept_.moved;
-      report_.duplicates = kept_.duplicates;
-      changes_.clear();
-      throw;
-    }
-  }
+  if (!changes_.empty()) into_.apply(changes_);
   changes_.clear();
   kept_ = report_;
+}
+
+batch::~batch() {
+  report_.added = kept_.added;
+  report_.updated = kept_.updated;
+  report_.removed = kept_.removed;
+  report_.moved = kept_.moved;
+  report_.duplicates = kept_.duplicates;
 }
 
 }  // namespace velox::catalog

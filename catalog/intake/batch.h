@@ -1,5 +1,5 @@
 // Changes on their way into the store. Files, tags and lines are read while no transaction is open, however long that takes; a batch
-// then goes in as a whole.
+// then goes in as a whole. However a scan ends, its report tells what is kept.
 #ifndef VELOX_CATALOG_INTAKE_BATCH_H
 #define VELOX_CATALOG_INTAKE_BATCH_H
 
@@ -13,6 +13,10 @@ namespace velox::catalog {
 class batch {
  public:
   batch(store& into, velox_catalog_scan_report& report) : into_(into), report_(report), kept_(report) {}
+  batch(const batch&) = delete;
+  batch& operator=(const batch&) = delete;
+  /** What hasn't been flushed is dropped, and taken out of the report. */
+  ~batch();
 
   /** Each gives what names the track in later changes of this batch. */
   int64_t put(song track, int64_t replaced);
@@ -23,7 +27,7 @@ class batch {
 
   /** Whether it has grown or lasted enough. */
   bool due() const;
-  /** Puts it into the store. A failure leaves the report with what is kept. */
+  /** Puts it into the store: all of it, or nothing and a failure. */
   void flush();
 
  private:

@@ -1,5 +1,5 @@
-// Folders and audio files. What the catalogue knows of the place is read first, in order of paths, so that each file met is
-// found by a binary search and what is left over at the end is gone.
+// Folders and audio files. What the catalogue knows of the place is read first, in order of the paths' hashes, so that each file
+// met is found by a binary search and what is left over at the end is gone. What can't be looked at isn't gone.
 #include "intake/scan.h"
 
 #include <dirent.h>
@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <unordered_set>
 
 #include "intake/readers.h"
 #include "intake/settle.h"
@@ -30,8 +31,8 @@ class known_files {
     const size_t place = place_of(path);
     return place < files_.size() ? &files_[place] : nullptr;
   }
-  void see(const std::string& path, bool there = true) {
-    if (const size_t place = place_of(path); place < files_.size()) seen_[place] = there;
+  void see(const std::string& path) {
+    if (const size_t place = place_of(path); place < files_.size()) seen_[place] = true;
   }
   bool is_seen(const std::string& path) const {
     const size_t place = place_of(path);
@@ -90,14 +91,14 @@ class walk {
     const bool there = ::lstat(path.c_str(), &status) == 0;
     if (there && S_ISDIR(status.st_mode)) return folder(path);
     if (is_audio(path)) return file(path);
-    if (!there && errno != ENOENT) hide(path, "can't be looked at: ");  // a folder, for all that is known
+    if (!there && errno != ENOENT) hide(path, "can't be looked at: ");
   }
 
-  /** What can't be looked at keeps its tracks. */
+  /** What can't be looked at keeps its tracks, and those below it: it may be a folder, whatever its name. */
   void hide(const std::string& path, const char* what) {
-    const int error = errno;
-    hidden_.push_back(path + "/");
-    run_.problem(path, what + std::string(std::strerror(error)));
+    const std::string why = std::strerror(errno);
+    hidden_.insert(path);
+    run_.problem(path, what + why);
   }
 
   void file(const std::string& path) {
@@ -106,8 +107,11 @@ class walk {
     song track;
     bool regular = false;
     if (!look_at(path, track, &regular)) {
-      if (errno != ENOENT) known_.see(path);
-      run_.problem(path, std::string("can't be read: ") + std::strerror(errno));
+      if (errno != ENOENT) {
+        hide(path, "can't be read: ");
+      } else {
+        run_.problem(path, std::string("can't be read: ") + std::strerror(errno));
+      }
     } else {
       known_.see(path);
       if (known && known->size == static_cast<int64_t>(track.size) && known->stamp == track.stamp) {
@@ -131,12 +135,15 @@ class walk {
     run_.step(where, [&] { found_.settle(); });
   }
 
-  bool is_hidden(const std::string& path) const {
-    return std::any_of(hidden_.begin(), hidden_.end(),
-                       [&](const std::string& folder) { return path.starts_with(folder); });
+  /** Whether the path, or a folder that it lies in, couldn't be looked at. */
+  bool is_hidden(std::string_view path) const {
+    for (size_t end = path.size(); end > 0 && end != path.npos; end = path.rfind('/', end - 1)) {
+      if (hidden_.contains(std::string(path.substr(0, end)))) return true;
+    }
+    return false;
   }
 
-  /** Takes out what wasn't met, except below folders that couldn't be looked at. */
+  /** Takes out what wasn't met, except what couldn't be looked at. */
   void remove_gone() {
     const std::vector<known_file> gone = known_.unseen();
     for (size_t at = 0; at < gone.size(); at += k_gone_at_once) {
@@ -153,7 +160,7 @@ class walk {
   scan_run& run_;
   known_files known_;
   settler found_;
-  std::vector<std::string> hidden_; /* folders, with a slash behind, that couldn't be looked at */
+  std::unordered_set<std::string> hidden_; /* what couldn't be looked at */
 };
 
 }  // namespace

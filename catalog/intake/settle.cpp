@@ -26,9 +26,15 @@ bool settler::due() const {
 
 void settler::settle() {
   ask();
-  for (entry& each : entries_) decide(each);
+  for (const entry& each : entries_) decide(each);
   entries_.clear();
   run_.changes.flush();
+}
+
+/** Where the maps can't tell: what has been decided goes into the store, which then can. */
+void settler::ask_again() {
+  run_.changes.flush();
+  ask();
 }
 
 /** Two questions: the tracks of the new contents, and the other files of tracks that change. */
@@ -47,23 +53,23 @@ void settler::ask() {
   for (duplicate& each : run_.into.duplicates_of(changing)) duplicates_[each.track].push_back(std::move(each));
 }
 
-void settler::decide(entry& each) {
+void settler::decide(const entry& each) {
   if (each.is_gone) return take_gone(each.known);
-  if (each.is_known && !each.known.duplicate) return take_changed(std::move(each.track), each.known.id);
+  if (each.is_known && !each.known.duplicate) return take_changed(each.track, each.known.id);
   if (each.is_known) run_.changes.remove_duplicate(each.known.id);
   if (recognised(each.track)) return;
-  const song kept = each.track;
-  hold(kept, run_.changes.put(std::move(each.track), 0));
+  hold(each.track, run_.changes.put(each.track, 0));
   ++run_.report.added;
 }
 
 /** The track's former content may be there elsewhere. */
-void settler::take_changed(song track, int64_t id) {
+void settler::take_changed(const song& track, int64_t id) {
   inherit(id, 0);
-  std::erase_if(holders_, [&](const auto& each) { return each.second.track == id; });
-  const song kept = track;
-  run_.changes.put(std::move(track), id);
-  hold(kept, id);
+  for (auto& [content, held_by] : holders_) {
+    if (held_by.track == id) held_by.track = 0;
+  }
+  run_.changes.put(track, id);
+  hold(track, id);
   ++run_.report.updated;
 }
 
@@ -82,22 +88,27 @@ void settler::hold(const song& track, int64_t named) {
 }
 
 /** Whether a new file is one that the catalogue has, moved or once more; it is then seen to. */
-bool settler::recognised(song& track) {
+bool settler::recognised(const song& track) {
   if (!track.digest) return false;
-  const auto found = holders_.find({*track.digest, track.size});
+  const content_key content = {*track.digest, track.size};
+  auto found = holders_.find(content);
+  if (found != holders_.end() && found->second.track == 0) {
+    ask_again();
+    found = holders_.find(content);
+  }
   if (found == holders_.end()) return false;
   holder& same = found->second;
   song there;
   bool regular = false;
   if (look_at(same.path, there, &regular)) {
     copied_.insert(same.track);
-    run_.changes.put_duplicate(std::move(track), same.track);
+    run_.changes.put_duplicate(track, same.track);
     ++run_.report.duplicates;
     return true;
   }
   seen_(same.path);
   same.path = track.path;
-  run_.changes.put(std::move(track), same.track);
+  run_.changes.put(track, same.track);
   ++run_.report.moved;
   return true;
 }
@@ -105,10 +116,7 @@ bool settler::recognised(song& track) {
 /** Makes a track of the first file that has the content of a track's, under its number or, with 0, a new one. False when there is
  *  no such file. */
 bool settler::inherit(int64_t of, int64_t under) {
-  if (copied_.contains(of)) {  // the store doesn't know of these yet
-    run_.changes.flush();
-    ask();
-  }
+  if (copied_.contains(of)) ask_again();
   const std::vector<duplicate> heirs = std::move(duplicates_[of]);
   duplicates_.erase(of);
   for (const duplicate& each : heirs) {
@@ -118,10 +126,9 @@ bool settler::inherit(int64_t of, int64_t under) {
     const bool as_it_was = look_at(each.path, track, &regular) && regular &&
                            static_cast<int64_t>(track.size) == each.size && track.stamp == each.stamp;
     if (!as_it_was || !read_file(run_, track).empty()) continue;
-    const song kept = track;
-    const int64_t named = run_.changes.put(std::move(track), under);
+    const int64_t named = run_.changes.put(track, under);
     run_.changes.hand_duplicates(of, named);
-    hold(kept, named);
+    hold(track, named);
     seen_(each.path);
     return true;
   }

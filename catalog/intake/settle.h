@@ -32,16 +32,17 @@ class settler {
     bool is_known, is_gone;
   };
   struct holder {
-    int64_t track;
+    int64_t track; /* 0: it had the content, and another may have it as well */
     std::string path;
   };
   using content_key = std::pair<int64_t, uint64_t>; /* digest and size */
 
   void ask();
-  void decide(entry& each);
-  void take_changed(song track, int64_t id);
+  void ask_again();
+  void decide(const entry& each);
+  void take_changed(const song& track, int64_t id);
   void take_gone(const known_file& file);
-  bool recognised(song& track);
+  bool recognised(const song& track);
   bool inherit(int64_t of, int64_t under);
   void hold(const song& track, int64_t named);
 

@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstring>
 #include <functional>
+#include <optional>
 
 #include "intake/scan.h"
 #include "intake/tags.h"
@@ -36,7 +37,6 @@ constexpr const char* k_columns[c_count] = {"title", "artist",     "album", "alb
 constexpr size_t k_longest_line = 1 << 20;
 constexpr uint64_t k_lines_between_steps = 256;
 constexpr size_t k_most_columns = 64;
-constexpr size_t k_longest_list = 8192; /* bytes of genres or moods; the first few are used */
 
 using fields = std::vector<std::string_view>;
 
@@ -102,54 +102,69 @@ class line_reader {
   uint64_t number_ = 0;
 };
 
-/** The tracks that an earlier scan of the file left. Equal lines are as many tracks. */
-class earlier {
+/** Places of lines by a key. Those of one key are passed once, however often it is asked for: a table may hold the same line
+ *  a hundred thousand times. */
+class line_index {
  public:
-  explicit earlier(std::vector<known_line> lines) {
-    for (const known_line& each : lines) tracks_.push_back({each, false});
-    std::sort(tracks_.begin(), tracks_.end(), [](const auto& a, const auto& b) { return a.line.stamp < b.line.stamp; });
-    for (uint32_t i = 0; i < tracks_.size(); ++i) by_tui_.emplace_back(tracks_[i].line.tui_hash, i);
-    std::sort(by_tui_.begin(), by_tui_.end());
+  void add(uint64_t key, uint32_t place) { sorted_.push_back({key, place, 0}); }
+  void sort() {
+    std::sort(sorted_.begin(), sorted_.end(),
+              [](const entry& a, const entry& b) { return a.key != b.key ? a.key < b.key : a.place < b.place; });
   }
-  /** Marks a track of such a line as still there; false when there is none left. */
-  bool keep(int64_t stamp) {
-    auto first = std::lower_bound(tracks_.begin(), tracks_.end(), stamp,
-                                  [](const auto& track, int64_t wanted) { return track.line.stamp < wanted; });
-    if (first == tracks_.end() || first->line.stamp != stamp) return false;
-    for (auto next = first + first->passed; next != tracks_.end() && next->line.stamp == stamp; ++next) {
+  /** The first place of the key that isn't marked, and marks it. */
+  std::optional<uint32_t> take(uint64_t key, std::vector<bool>& marked) {
+    const auto first = std::lower_bound(sorted_.begin(), sorted_.end(), key,
+                                        [](const entry& each, uint64_t wanted) { return each.key < wanted; });
+    if (first == sorted_.end() || first->key != key) return std::nullopt;
+    for (auto next = first + first->passed; next != sorted_.end() && next->key == key; ++next) {
       ++first->passed;
-      if (!next->seen) return next->seen = true;
+      if (marked[next->place]) continue;
+      marked[next->place] = true;
+      return next->place;
     }
-    return false;
-  }
-  template <class Each>
-  void each_left(Each each) const {
-    for (const auto& track : tracks_) {
-      if (!track.seen) each(track.line.track);
-    }
-  }
-  /** The number of a track that a changed line of the same identifier replaces; 0 for none. */
-  int64_t replaced(const std::string& tui) {
-    if (tui.empty()) return 0;
-    const uint64_t wanted = hashed(tui);
-    auto it = std::lower_bound(by_tui_.begin(), by_tui_.end(), std::pair<uint64_t, uint32_t>(wanted, 0));
-    for (; it != by_tui_.end() && it->first == wanted; ++it) {
-      entry& track = tracks_[it->second];
-      if (track.seen) continue;
-      track.seen = true;
-      return track.line.track;
-    }
-    return 0;
+    return std::nullopt;
   }
 
  private:
   struct entry {
-    known_line line;
-    bool seen;
-    uint32_t passed = 0; /* in the first of equal lines: how many of them needn't be looked at again */
+    uint64_t key;
+    uint32_t place;
+    uint32_t passed; /* in the first of a key */
   };
-  std::vector<entry> tracks_;
-  std::vector<std::pair<uint64_t, uint32_t>> by_tui_;
+  std::vector<entry> sorted_;
+};
+
+/** The tracks that an earlier scan of the file left. Equal lines are as many tracks. */
+class earlier {
+ public:
+  explicit earlier(const std::vector<known_line>& lines) : seen_(lines.size()) {
+    for (uint32_t i = 0; i < lines.size(); ++i) {
+      tracks_.push_back(lines[i].track);
+      by_line_.add(static_cast<uint64_t>(lines[i].stamp), i);
+      by_tui_.add(lines[i].tui_hash, i);
+    }
+    by_line_.sort();
+    by_tui_.sort();
+  }
+  /** Marks a track of such a line as still there; false when there is none left. */
+  bool keep(int64_t stamp) { return by_line_.take(static_cast<uint64_t>(stamp), seen_).has_value(); }
+  /** The number of a track that a changed line of the same identifier replaces; 0 for none. */
+  int64_t replaced(const std::string& tui) {
+    if (tui.empty()) return 0;
+    const std::optional<uint32_t> place = by_tui_.take(hashed(tui), seen_);
+    return place ? tracks_[*place] : 0;
+  }
+  template <class Each>
+  void each_left(Each each) const {
+    for (size_t i = 0; i < tracks_.size(); ++i) {
+      if (!seen_[i]) each(tracks_[i]);
+    }
+  }
+
+ private:
+  std::vector<int64_t> tracks_;
+  std::vector<bool> seen_;
+  line_index by_line_, by_tui_;
 };
 
 /** A file with its columns. */

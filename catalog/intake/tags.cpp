@@ -14,8 +14,6 @@
 namespace velox::catalog {
 namespace {
 
-constexpr size_t k_longest_list = 8192; /* bytes of values; the first few are used */
-
 /** The values of a tag; a value of several parts is divided. */
 std::vector<std::string> list_of(const TagLib::PropertyMap& tags, std::initializer_list<const char*> keys) {
   std::string joined;

@@ -8,6 +8,8 @@
 
 namespace velox::catalog {
 
+constexpr size_t k_longest_list = 8192; /* bytes of genres or moods that are read; a track has the first few */
+
 /** Whether a file's name ends like one of the formats that are read. */
 bool is_audio(std::string_view path);
 

@@ -160,9 +160,15 @@ int64_t writer::track_at(const std::string& path) {
   return row.bind(std::string_view(path)).step() ? row.integer(0) : 0;
 }
 
+/** Makes way for a track of an audio file, since another scan of the same folder may have been first: a path is one track's or
+ *  one duplicate's. Gives the track to replace. */
+int64_t writer::clear_path(const std::string& path, int64_t replaced) {
+  db_.prepared("DELETE FROM duplicate WHERE path=?").bind(std::string_view(path)).run();
+  return replaced != 0 ? replaced : track_at(path);
+}
+
 int64_t writer::put(const song& track, int64_t replaced) {
-  // Another scan of the same folder may have been first.
-  if (replaced == 0 && track.source == 0 && !track.path.empty()) replaced = track_at(track.path);
+  if (track.source == 0) replaced = clear_path(track.path, replaced);
   if (replaced != 0) remove(replaced);
   const int64_t artist_id = artist(leading_artist(track.artist), track.artist_id);
   const int64_t album_id = album(track, artist_id);
@@ -260,7 +266,7 @@ void writer::flush_albums() {
   std::vector<std::tuple<int64_t, int64_t, std::string>> dropped;
   for (const auto& [id, amount] : album_counts_) {
     statement update = db_.prepared("UPDATE album SET tracks=tracks+? WHERE id=? RETURNING tracks, artist_id, title");
-    if (!update.bind(amount, id).step() || update.integer(0) != 0) continue;
+    if (!update.bind(amount, id).step() || update.count(0) != 0) continue;
     artist_counts_[update.integer(1)] += 0;
     dropped.emplace_back(id, update.integer(1), update.text(2));
   }
@@ -272,7 +278,7 @@ void writer::flush_artists() {
     bool unused = false;
     {
       statement update = db_.prepared("UPDATE artist SET tracks=tracks+? WHERE id=? RETURNING tracks");
-      unused = update.bind(amount, id).step() && update.integer(0) == 0;
+      unused = update.bind(amount, id).step() && update.count(0) == 0;
     }
     if (!unused) continue;
     statement albums = db_.prepared("SELECT 1 FROM album WHERE artist_id=? LIMIT 1");
@@ -293,7 +299,7 @@ void writer::flush_attributes() {
       statement put = db_.prepared(
           "INSERT INTO artist_attribute VALUES (?1, ?2, ?3) ON CONFLICT DO UPDATE SET tracks=tracks+?3 "
           "RETURNING tracks");
-      unused = put.bind(where.first, where.second, amount).step() && put.integer(0) == 0;
+      unused = put.bind(where.first, where.second, amount).step() && put.count(0) == 0;
     }
     if (unused)
       db_.prepared("DELETE FROM artist_attribute WHERE artist=? AND attribute=?").bind(where.first, where.second).run();

@@ -23,6 +23,7 @@ class writer {
   void remove(int64_t track);
   void put_duplicate(const song& file, int64_t track);
   int64_t track_at(const std::string& path);
+  int64_t clear_path(const std::string& path, int64_t replaced);
   int64_t artist(const std::string& name, const std::string& uid);
   int64_t album(const song& track, int64_t track_artist);
   int64_t attribute(attribute_kind kind, const std::string& name);
