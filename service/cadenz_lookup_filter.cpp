@@ -1,6 +1,6 @@
 // What a request says of its filter: all of its values behind every seed's. The filter takes no lock; the callers hold the
 // query's.
-#include "cadenz_service.h"
+#include "cadenz_request.h"
 #include "pask_string.h"
 
 static const char* filter_data_key(const char* list_type) {

@@ -1,6 +1,6 @@
 // What a request says of its seeds: their kind, identifiers and attributes, read from the objects that a seed leads to. No lock is
 // taken here: the callers hold the query's.
-#include "cadenz_service.h"
+#include "cadenz_request.h"
 #include "pask_string.h"
 
 namespace {

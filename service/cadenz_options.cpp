@@ -1,7 +1,6 @@
 // The options of queries and stations, all from one table: which keys there are and whose, how a request gets them, and which of
 // them a station's answer reports. No lock is taken in a request: the callers hold the query's or the station's.
-#include "cadenz_service.h"
-#include "pask_guard.h"
+#include "cadenz_request.h"
 #include "pask_number.h"
 #include "pask_string.h"
 
@@ -32,11 +31,13 @@ static bool option_known(uint8_t owner, const char* key) {
 uint32_t cadenz_option_set(const cadenz_query* query, pask_critsec_handle lock, uint8_t owner, const char* key,
                            const char* value) {
   const critsec_hold held(lock);
+  PASK_ASSERT(cadenz_sound(query));
   return option_known(owner, key) ? pask_stringmap_value_add(query->options, key, value) : CADENZ_ERR_INVALID_ARG;
 }
 
 uint32_t cadenz_option_get(const cadenz_query* query, pask_critsec_handle lock, const char* key, const char** value) {
   const critsec_hold held(lock);
+  PASK_ASSERT(cadenz_sound(query));
   return pask_stringmap_value_find_ex(query->options, key, 0, value);
 }
 

@@ -1,9 +1,7 @@
-// Listening events: recorded on a station, sent all together with its next exchange.
-#include "cadenz_service.h"
-#include "pask_guard.h"
+// Listening events: recorded on a station, sent all together with its next exchange. Recording takes the
+// station's lock; whoever sends holds it.
+#include "cadenz_request.h"
 #include "pask_string.h"
-
-static_assert(sizeof(void*) != 4 || sizeof(cadenz_event) == 8);
 
 namespace {
 
@@ -52,7 +50,7 @@ static uint32_t event_record(cadenz_station* station, const cadenz_event& event)
   PASK_TRY(g_cadenz_mdo_interface->mdo_get_context(event.subject, &context));
   const event_kind* kind = kind_find(event.kind);
   if (!kind || !pask_string_equal(context, kind->context, 0)) return CADENZ_ERR_INVALID_ARG;
-  const critsec_hold held(station->lock);
+  const cadenz_hold held(station);
   PASK_TRY(pask_vector2_add(station->events, &event, sizeof event, nullptr));
   g_cadenz_mdo_interface->mdo_addref(event.subject);
   return 0;
