@@ -64,45 +64,31 @@ TEST_F(Preprocess, ResolvedSeedsComeBehindTheOthers) {
 
 TEST_F(Preprocess, DescribesASeedByWhatItHas) {
   const struct {
-    const char *why, *context;
-    const char *tui = nullptr, *tag = nullptr, *name = nullptr, *title = nullptr, *artist = nullptr;
-    std::string ranged = "", identified = "";  // the data: behind the range of results, or alone
+    const char *why, *context, *tui = nullptr, *tag = nullptr, *name = nullptr, *title = "T", *artist = "A";
+    std::string sent;
+    bool ranged = true;  // behind the range of results
   } rows[] = {
-      {.why = "an identifier needs its tag",
-       .context = TRACK,
-       .tui = "t",
-       .title = "T",
-       .artist = "A",
-       .ranged = "track_artist A 1|track_title T 1"},
+      {.why = "an identifier needs its tag", .context = TRACK, .tui = "t", .sent = "track_artist A 1|track_title T 1"},
       {.why = "and mustn't be empty",
        .context = ALBUM,
        .tui = "",
        .tag = "x",
-       .title = "T",
-       .artist = "A",
-       .ranged = "album_artist A 1|album_title T 1"},
-      {.why = "an album's own identifier",
+       .sent = "album_artist A 1|album_title T 1"},
+      {.why = "an album's own",
        .context = ALBUM,
        .tui = "t",
        .tag = "x",
-       .title = "T",
-       .artist = "A",
-       .identified = "tui t 1|tui_tag x 1"},
-      {.why = "another context goes by its name",
-       .context = "velox_ctx_mood",
-       .tui = "t",
-       .name = "N",
-       .title = "T",
-       .artist = "A",
-       .ranged = "track_artist N 1"},
-      {.why = "empty texts aren't sent", .context = TRACK, .title = "T", .artist = "", .ranged = "track_title T 1"},
+       .sent = "tui t 1|tui_tag x 1",
+       .ranged = false},
+      {.why = "a name alone", .context = "velox_ctx_mood", .tui = "t", .name = "N", .sent = "track_artist N 1"},
+      {.why = "empty texts aren't sent", .context = TRACK, .artist = "", .sent = "track_title T 1"},
   };
   for (const auto& row : rows) {
     renew_query();
     EXPECT_EQ(seed(named(row.context, {{TUI, row.tui}, {TAG, row.tag}}, row.name, row.title, row.artist)), 0u);
     EXPECT_EQ(generate(), 0u);
     EXPECT_EQ(behind("lookup_add_data CAD_PRE_0 velox_lookup_data_"),
-              row.ranged.empty() ? row.identified : "result_range_start 1 1|result_range_end 1 1|" + row.ranged)
+              (row.ranged ? "result_range_start 1 1|result_range_end 1 1|" : "") + row.sent)
         << row.why;
   }
 }

@@ -139,53 +139,33 @@ TEST_F(Station, IsReopenedByALookahead) {
 }
 
 TEST_F(Station, PushesOnlyASettingThatDiffers) {
+  struct setting {
+    const char *option, *reported_as;
+  };
+  const setting popularity = {VELOX_CADENZ_OPTION_FOCUS_POPULARITY, VELOX_VAL_SETTING_POPULARITY};
+  const setting similarity = {VELOX_CADENZ_OPTION_FOCUS_SIMILARITY, VELOX_VAL_SETTING_SIMILARITY};
+  const setting dmca = {"VELOX_CADENZ_option_station_dmca", VELOX_VAL_SETTING_DMCA};
+  const setting no_setting = {VELOX_CADENZ_OPTION_RETURN_COUNT, "_sdkmgr_val_other"};
   const struct {
-    const char *option, *wanted, *reported_as, *in_force;  // null: nothing reported
+    const setting& of;
+    const char *wanted, *in_force;  // null: nothing reported
     bool differs;
   } rows[] = {
-      {.option = VELOX_CADENZ_OPTION_FOCUS_POPULARITY,
-       .wanted = "500",
-       .reported_as = VELOX_VAL_SETTING_POPULARITY,
-       .in_force = "500",
-       .differs = false},
-      {.option = VELOX_CADENZ_OPTION_FOCUS_POPULARITY,
-       .wanted = "500",
-       .reported_as = VELOX_VAL_SETTING_POPULARITY,
-       .in_force = "0500",
-       .differs = true},
-      {.option = VELOX_CADENZ_OPTION_FOCUS_SIMILARITY,
-       .wanted = "9",
-       .reported_as = VELOX_VAL_SETTING_SIMILARITY,
-       .in_force = "8",
-       .differs = true},
-      {.option = VELOX_CADENZ_OPTION_FOCUS_SIMILARITY,
-       .wanted = "9",
-       .reported_as = VELOX_VAL_SETTING_SIMILARITY,
-       .in_force = nullptr,
-       .differs = false},
-      {.option = VELOX_CADENZ_OPTION_STATION_DMCA,
-       .wanted = "YES",
-       .reported_as = VELOX_VAL_SETTING_DMCA,
-       .in_force = "1",
-       .differs = false},
-      {.option = "VELOX_CADENZ_option_station_dmca",
-       .wanted = "no",
-       .reported_as = VELOX_VAL_SETTING_DMCA,
-       .in_force = "on",
-       .differs = true},
-      {.option = VELOX_CADENZ_OPTION_RETURN_COUNT,
-       .wanted = "3",
-       .reported_as = "_sdkmgr_val_other",
-       .in_force = "4",
-       .differs = false},
+      {.of = popularity, .wanted = "500", .in_force = "500", .differs = false},
+      {.of = popularity, .wanted = "500", .in_force = "0500", .differs = true},
+      {.of = similarity, .wanted = "9", .in_force = "8", .differs = true},
+      {.of = similarity, .wanted = "9", .in_force = nullptr, .differs = false},
+      {.of = dmca, .wanted = "YES", .in_force = "1", .differs = false},
+      {.of = dmca, .wanted = "no", .in_force = "on", .differs = true},
+      {.of = no_setting, .wanted = "3", .in_force = "4", .differs = false},
   };
-  for (const auto& [option, wanted, reported_as, in_force, differs] : rows) {
-    reported[reported_as] = in_force;
+  for (const auto& [of, wanted, in_force, differs] : rows) {
+    reported[of.reported_as] = in_force;
     ASSERT_EQ(reopen(), 0u);
-    EXPECT_TRUE(set_option(option, wanted) == 0 && play() == 0);
-    reported[reported_as] = in_force ? wanted : nullptr;
+    EXPECT_TRUE(set_option(of.option, wanted) == 0 && play() == 0);
+    reported[of.reported_as] = in_force ? wanted : nullptr;
     EXPECT_TRUE(play() == 0 && play() == 0);  // the first one's answer is still the old one
-    EXPECT_EQ(take_asked(), differs ? (lines{LOOKAHEAD, SETTING, SETTING}) : lines{LOOKAHEAD}) << option << wanted;
+    EXPECT_EQ(take_asked(), differs ? (lines{LOOKAHEAD, SETTING, SETTING}) : lines{LOOKAHEAD}) << of.option << wanted;
     release();
   }
 }
