@@ -62,7 +62,7 @@ static const char* option_text(const option_row& row, const char* value, bool* s
       *sent = pask_string_atobool(value) != 0;
       return "1";
     case VELOX_OPTION_ROTATION:
-      return pask_string_atobool(value) ? "RADIO" : "NONE";
+      return pask_string_atobool(value) ? VELOX_LOOKUP_ROTATION_RADIO : VELOX_LOOKUP_ROTATION_NONE;
     default:
       return value;
   }

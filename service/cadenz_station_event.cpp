@@ -27,8 +27,9 @@ constexpr event_kind artist_event(const char* name) {
 
 // By event number, from 1.
 constexpr event_kind k_kinds[] = {
-    track_event("TRACK_PLAYED"),  track_event("TRACK_SKIPPED"), track_event("TRACK_LIKE"),
-    track_event("TRACK_DISLIKE"), artist_event("ARTIST_LIKE"),  artist_event("ARTIST_DISLIKE"),
+    track_event(VELOX_LOOKUP_EVENT_TRACK_PLAYED), track_event(VELOX_LOOKUP_EVENT_TRACK_SKIPPED),
+    track_event(VELOX_LOOKUP_EVENT_TRACK_LIKE),   track_event(VELOX_LOOKUP_EVENT_TRACK_DISLIKE),
+    artist_event(VELOX_LOOKUP_EVENT_ARTIST_LIKE), artist_event(VELOX_LOOKUP_EVENT_ARTIST_DISLIKE),
 };
 
 const event_kind* kind_find(uint32_t number) {

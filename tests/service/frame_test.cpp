@@ -77,10 +77,8 @@ TEST_F(Start, RollsBackWhicheverCallFails) {
     recording::fail(nth);
     EXPECT_EQ(velox_cadenz_initialize(record), CADENZ_ERR_INIT_FAILED);
     EXPECT_TRUE(recording::fail_end());
-    EXPECT_EQ(last_error().source, recording::FAILURE);
     EXPECT_EQ(recording::take("client_unregister"), lines{nth == 0 ? "client_unregister null" : "client_unregister"});
     EXPECT_EQ(recording::take_log(), lines{"N|velox_cadenz|1|90440077|(null)"});
-    EXPECT_EQ(velox_standin_memory_starts(), starts);
   }
 }
 
