@@ -5,7 +5,7 @@
 #include "pask_status.h"
 #include "velox_cadenz.h"
 
-// ---- The manager, as got at the first start; null while the service is down ----------------------------------------
+// ---- The manager, as got at the first start; null while the service is down -----------------------------------------
 
 extern "C" {
 extern VELOX_API const velox_manager_record* g_cadenz_manager_interface;
@@ -18,7 +18,7 @@ extern VELOX_API velox_mdo_interface* g_cadenz_mdo_interface;
 extern VELOX_API velox_listmanager_interface* g_cadenz_lists_interface;
 }
 
-// ---- Status words that stay inside -----------------------------------------------------------------------------------
+// ---- Status words that stay inside ----------------------------------------------------------------------------------
 
 constexpr uint32_t CADENZ_INFO_NOT_FOUND = status_info(PKG_CADENZ, CODE_NOT_FOUND);
 constexpr uint32_t CADENZ_ERR_BAD_EVENT = status_error(PKG_CADENZ, 0x003d);
@@ -32,7 +32,7 @@ constexpr uint32_t cadenz_fold(uint32_t status) {
 
 constexpr bool cadenz_is_no_seeds(uint32_t status) { return (status & 0xffff) == (CADENZ_ERR_NO_SEEDS & 0xffff); }
 
-// ---- Failures: a function inside reports, an exported operation ends -----------------------------------------------------
+// ---- Failures: a function inside reports, an exported operation ends ------------------------------------------------
 
 // Logs a failed word under the source's label; gives the status back.
 inline uint32_t cadenz_report(uint32_t status, const char* label = "velox_cadenz", int32_t line = __builtin_LINE()) {
@@ -48,7 +48,7 @@ uint32_t cadenz_end_unfolded(const char* operation, uint32_t status);
 // Logs only: the error information stays as it is.
 uint32_t cadenz_end_without_errorinfo(const char* operation, uint32_t status);
 
-// ---- The beginning of an exported operation ------------------------------------------------------------------------------
+// ---- The beginning of an exported operation -------------------------------------------------------------------------
 
 template <class... Args>
 inline void cadenz_trace(const char* format, Args... args) {

@@ -9,7 +9,7 @@
 #include "pask_vector.h"
 #include "pask_vector2.h"
 
-// ---- Records -------------------------------------------------------------------------------------------------------------
+// ---- Records --------------------------------------------------------------------------------------------------------
 
 constexpr uint32_t CADENZ_QUERY_MAGIC = 0xf6fff666;
 constexpr uint32_t CADENZ_STATION_MAGIC = 0xf7fff777;
@@ -50,7 +50,7 @@ struct cadenz_event {
 };
 static_assert(sizeof(void*) != 4 || sizeof(cadenz_event) == 8);
 
-// ---- Soundness: asserted before and after work on a record ---------------------------------------------------------------
+// ---- Soundness: asserted before and after work on a record ----------------------------------------------------------
 
 inline bool cadenz_sound(const cadenz_query* query) {
   uint32_t seeds = 0;
@@ -79,14 +79,14 @@ struct cadenz_hold {
   const Object* const object;
 };
 
-// ---- Options (cadenz_options.cpp) ----------------------------------------------------------------------------------------
+// ---- Options (cadenz_options.cpp) -----------------------------------------------------------------------------------
 
 // Sets an option under a lock if an owner of that kind (VELOX_OPTION_OF_) has such a key; reads any that is set.
 uint32_t cadenz_option_set(const cadenz_query* query, pask_critsec_handle lock, uint8_t owner, const char* key,
                            const char* value);
 uint32_t cadenz_option_get(const cadenz_query* query, pask_critsec_handle lock, const char* key, const char** value);
 
-// ---- A query's inner steps (cadenz_query.cpp) --------------------------------------------------------------------------
+// ---- A query's inner steps (cadenz_query.cpp) -----------------------------------------------------------------------
 
 uint32_t _cadenz_query_create(velox_user_handle user, velox_cadenz_callback_fn callback, void* data,
                               pask_stringmap_handle options_to_copy, cadenz_query** query);
@@ -104,7 +104,7 @@ inline uint32_t cadenz_seed_add(pask_vector_handle seeds, velox_mdo_handle seed)
   return pask_vector_add(seeds, reinterpret_cast<uintptr_t>(seed));
 }
 
-// ---- A station's inner steps (cadenz_station.cpp, cadenz_station_event.cpp, cadenz_station_lookup.cpp) ---------------------
+// ---- A station's inner steps (cadenz_station.cpp, cadenz_station_event.cpp, cadenz_station_lookup.cpp) --------------
 
 struct cadenz_station_origin {
   const char* station_id;

@@ -19,7 +19,7 @@ constexpr option_row k_options[] = {VELOX_OPTIONS(OPTION_ROW)};
 
 }  // namespace
 
-// ---- On a query or station ---------------------------------------------------------------------------------------------------
+// ---- On a query or station ------------------------------------------------------------------------------------------
 
 static bool option_known(uint8_t owner, const char* key) {
   const uint32_t length = pask_string_bytelen_nonull(key);
@@ -41,7 +41,7 @@ uint32_t cadenz_option_get(const cadenz_query* query, pask_critsec_handle lock, 
   return pask_stringmap_value_find_ex(query->options, key, 0, value);
 }
 
-// ---- In a request ------------------------------------------------------------------------------------------------------------
+// ---- In a request ---------------------------------------------------------------------------------------------------
 
 static uint8_t kind_of(const char* type) {
   if (pask_string_equal(type, VELOX_LOOKUP_TYPE_RECOMMEND, 1)) return VELOX_OPTION_FOR_RECOMMEND;
@@ -93,7 +93,7 @@ uint32_t cadenz_options_send(const cadenz_query* query, const char* type, velox_
   return options_apply(query, lookup, static_cast<uint8_t>(VELOX_OPTION_FOR_LOOKUP | kind_of(type)));
 }
 
-// ---- Against a station's answer ------------------------------------------------------------------------------------------------
+// ---- Against a station's answer -------------------------------------------------------------------------------------
 
 static bool values_differ(const option_row& row, const char* wanted, const char* in_force) {
   if (row.form == VELOX_OPTION_BOOLEAN) return pask_string_atobool(wanted) != pask_string_atobool(in_force);

@@ -8,7 +8,7 @@ static constexpr char SOURCE[] = "cadenz_preprocess";  // in the log
 
 static bool context_is(const char* context, const char* wanted) { return pask_string_equal(context, wanted, 1) != 0; }
 
-// ---- Names and titles, borrowed from the object; null when there is none ---------------------------------------------------
+// ---- Names and titles, borrowed from the object; null when there is none --------------------------------------------
 
 static void display_get(velox_mdo_handle object, const char* child_key, const char** text) {
   *text = nullptr;
@@ -35,7 +35,7 @@ static void _cadenz_preprocess_get_artist_name(velox_mdo_handle object, const ch
   g_cadenz_mdo_interface->mdo_release(artist);
 }
 
-// ---- Sorting: does a seed carry an identifier? --------------------------------------------------------------------------------
+// ---- Sorting: does a seed carry an identifier? ----------------------------------------------------------------------
 
 static uint32_t pair_test(velox_mdo_handle track) {
   const char* value = nullptr;
@@ -102,7 +102,7 @@ static uint32_t sort_seed(preprocess_run* run, uint32_t index) {
   return list_take(is_identified(seed) ? run->kept : run->unresolved, seed);
 }
 
-// ---- The lookup ------------------------------------------------------------------------------------------------------------------
+// ---- The lookup -----------------------------------------------------------------------------------------------------
 
 namespace {
 
@@ -214,7 +214,7 @@ static uint32_t resolve(preprocess_run* run, uint32_t count) {
   return 0;
 }
 
-// ---- The run -----------------------------------------------------------------------------------------------------------------------
+// ---- The run --------------------------------------------------------------------------------------------------------
 
 static uint32_t run_all(preprocess_run* run, uint32_t seeds) {
   PASK_TRY(list_create(&run->kept));

@@ -4,7 +4,7 @@
 #include "cadenz_objects.h"
 #include "pask_string.h"
 
-// ---- Inside ----------------------------------------------------------------------------------------------------------------
+// ---- Inside ---------------------------------------------------------------------------------------------------------
 
 void cadenz_seed_release(uintptr_t seed) {
   g_cadenz_mdo_interface->mdo_release(reinterpret_cast<velox_mdo_handle>(seed));
@@ -61,7 +61,7 @@ static uint32_t seed_take(cadenz_query* query, velox_mdo_handle seed) {
   return status;
 }
 
-// ---- Exported ----------------------------------------------------------------------------------------------------------------
+// ---- Exported -------------------------------------------------------------------------------------------------------
 
 uint32_t velox_cadenz_query_create(velox_user_handle user, velox_cadenz_callback_fn callback, void* data,
                                    cadenz_query** query) {

@@ -7,7 +7,7 @@
 // The name of a lookup's one request; only the lookup that resolves seeds has requests of other names.
 constexpr char CADENZ_REQUEST_NAME[] = "cadenzreq1";
 
-// ---- The lookup, from its making to its answer (cadenz_lookup.cpp) ---------------------------------------------------------
+// ---- The lookup, from its making to its answer (cadenz_lookup.cpp) --------------------------------------------------
 
 uint32_t _cadenz_query_lookup_create(cadenz_query* query, const char* type, velox_lookup_handle* lookup);
 uint32_t _cadenz_query_lookup_execute(velox_user_handle user, velox_lookup_handle lookup, velox_mdo_handle* result);
@@ -18,7 +18,7 @@ void cadenz_lookup_callback(void* data, const velox_progress* progress, uint8_t*
 uint32_t cadenz_seeded_request(cadenz_query* query, const char* type, const cadenz_filter* filter,
                                velox_lookup_handle* lookup, velox_mdo_handle* result);
 
-// ---- What goes into it -----------------------------------------------------------------------------------------------------
+// ---- What goes into it ----------------------------------------------------------------------------------------------
 
 // Puts identified objects in the place of seeds that carry only names: all of them, or the seeds stay (cadenz_preprocess.cpp).
 uint32_t cadenz_preprocess_seeds(cadenz_query* query);
@@ -36,7 +36,7 @@ inline uint32_t cadenz_data_add(velox_lookup_handle lookup, const char* key, con
   return g_cadenz_lookup_interface->lookup_add_data(lookup, CADENZ_REQUEST_NAME, key, value, ordinal);
 }
 
-// ---- Metadata objects ------------------------------------------------------------------------------------------------------
+// ---- Metadata objects -----------------------------------------------------------------------------------------------
 
 // An object's context, or null; its first value or child of a key, non-zero when there is none.
 inline const char* cadenz_mdo_context(velox_mdo_handle mdo) {

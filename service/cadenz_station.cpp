@@ -6,7 +6,7 @@
 #include "cadenz_request.h"
 #include "pask_string.h"
 
-// ---- Inside ----------------------------------------------------------------------------------------------------------------
+// ---- Inside ---------------------------------------------------------------------------------------------------------
 
 static void _cadenz_station_free(cadenz_station* station) {
   if (!station) return;
@@ -52,7 +52,7 @@ uint32_t _cadenz_station_create(const cadenz_station_origin& from, cadenz_statio
   return 0;
 }
 
-// ---- Making ----------------------------------------------------------------------------------------------------------------
+// ---- Making ---------------------------------------------------------------------------------------------------------
 
 static uint32_t station_from_answer(const cadenz_query* query, velox_mdo_handle answer,
                                     velox_cadenz_callback_fn callback, void* data, cadenz_station** station) {
@@ -81,7 +81,7 @@ uint32_t velox_cadenz_query_generate_station(cadenz_query* query, cadenz_filter*
   return cadenz_end(OPERATION, status);
 }
 
-// ---- On a station --------------------------------------------------------------------------------------------------------------
+// ---- On a station ---------------------------------------------------------------------------------------------------
 
 uint32_t velox_cadenz_station_id(cadenz_station* station, const char** station_id) {
   static constexpr char OPERATION[] = "velox_cadenz_station_id";

@@ -38,7 +38,7 @@ const event_kind* kind_find(uint32_t number) {
 
 }  // namespace
 
-// ---- Recording -----------------------------------------------------------------------------------------------------------------
+// ---- Recording ------------------------------------------------------------------------------------------------------
 
 void _cadenz_event_release(void* event) {
   if (event) g_cadenz_mdo_interface->mdo_release(static_cast<cadenz_event*>(event)->subject);
@@ -65,7 +65,7 @@ uint32_t velox_cadenz_station_event(cadenz_station* station, uint32_t event, vel
   return cadenz_end(OPERATION, event_record(station, {event, subject}));
 }
 
-// ---- Sending -------------------------------------------------------------------------------------------------------------------
+// ---- Sending --------------------------------------------------------------------------------------------------------
 
 // All of a subject's values are read before the first is added.
 static uint32_t event_send(const cadenz_event& event, velox_lookup_handle lookup, uint32_t ordinal) {

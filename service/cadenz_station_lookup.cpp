@@ -3,7 +3,7 @@
 #include "cadenz_request.h"
 #include "pask_string.h"
 
-// ---- Which request -------------------------------------------------------------------------------------------------------------
+// ---- Which request --------------------------------------------------------------------------------------------------
 
 // The type of request that a station without pending events needs; null when it is in step.
 static const char* request_needed(const cadenz_station* station) {
@@ -21,7 +21,7 @@ static uint32_t request_create(cadenz_station* station, velox_lookup_handle* loo
   return events ? cadenz_events_send(station, *lookup) : 0;
 }
 
-// ---- The answer ----------------------------------------------------------------------------------------------------------------
+// ---- The answer -----------------------------------------------------------------------------------------------------
 
 // Takes an answer that has something to play in place of the old one; *answer is null if it was taken.
 static uint32_t answer_take(cadenz_station* station, velox_mdo_handle* answer) {
@@ -59,7 +59,7 @@ uint32_t _cadenz_station_lookup(cadenz_station* station) {
   return cadenz_report(status);
 }
 
-// ---- Reopening ---------------------------------------------------------------------------------------------------------------
+// ---- Reopening ------------------------------------------------------------------------------------------------------
 
 uint32_t velox_cadenz_station_lookup(const char* station_id, velox_user_handle user, velox_cadenz_callback_fn callback,
                                      void* data, cadenz_station** station) {

@@ -25,7 +25,7 @@ velox_listmanager_interface* g_cadenz_lists_interface;
 static pask_spinlock _g_initlock_cadenz;
 static uint32_t _g_initcount_cadenz;  // guarded by the lock; read without it by velox_cadenz_initchecks
 
-// ---- The frame -----------------------------------------------------------------------------------------------------------
+// ---- The frame ------------------------------------------------------------------------------------------------------
 
 uint32_t cadenz_ready(const char* operation) {
   static constexpr char MESSAGE[] = "cadenz not initialized!";
@@ -66,7 +66,7 @@ uint32_t cadenz_end_without_errorinfo(const char* operation, uint32_t status) {
   return cadenz_report(status, operation, 0);
 }
 
-// ---- Start and stop --------------------------------------------------------------------------------------------------------
+// ---- Start and stop -------------------------------------------------------------------------------------------------
 
 // Tells the service's own package and then the family's, each behind its level test.
 template <class... Args>
