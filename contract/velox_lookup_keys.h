@@ -33,14 +33,14 @@ VELOX_BEGIN_DECLS
 #define VELOX_LOOKUP_OPTION_FOCUS_SIMILARITY      "velox_lookup_option_focus_similarity" /* number */
 #define VELOX_LOOKUP_OPTION_CATALOG_FILTER        "velox_lookup_option_catalog_filter" /* text: where to choose from */
 #define VELOX_LOOKUP_OPTION_MAX_TRACKS_PER_ARTIST "velox_lookup_option_max_tracks_per_artist" /* number */
-#define VELOX_LOOKUP_OPTION_ROTATION              "velox_lookup_option_rotation"              /* "RADIO" or "NONE" */
-#define VELOX_LOOKUP_OPTION_DMCA                  "velox_lookup_option_dmca"                  /* boolean */
+#define VELOX_LOOKUP_OPTION_ROTATION              "velox_lookup_option_rotation" /* VELOX_LOOKUP_ROTATION_... */
+#define VELOX_LOOKUP_OPTION_DMCA                  "velox_lookup_option_dmca"     /* boolean */
 
 /* ---- Data of a request --------------------------------------------------------------------------------------------- */
 
 /* A seed: all values of one ordinal, the kind first. A filter adds its kind and values behind each seed's. */
-#define VELOX_LOOKUP_DATA_SEED           "velox_lookup_data_radio_seed"           /* "TRACK", "ARTIST" or "ATTRIBUTE" */
-#define VELOX_LOOKUP_DATA_SEED_TUI       "velox_lookup_data_radio_seed_track_tui" /* identifier of a track */
+#define VELOX_LOOKUP_DATA_SEED           "velox_lookup_data_radio_seed"                 /* VELOX_LOOKUP_SEED_... */
+#define VELOX_LOOKUP_DATA_SEED_TUI       "velox_lookup_data_radio_seed_track_tui"       /* identifier of a track */
 #define VELOX_LOOKUP_DATA_SEED_TUI_TAG   "velox_lookup_data_radio_seed_track_tui_tag"   /* identifier, goes with it */
 #define VELOX_LOOKUP_DATA_SEED_ARTIST_ID "velox_lookup_data_radio_seed_artist_id"       /* identifier */
 #define VELOX_LOOKUP_DATA_SEED_GENRE     "velox_lookup_data_radio_seed_attribute_genre" /* number of a list element */
@@ -50,7 +50,7 @@ VELOX_BEGIN_DECLS
 #define VELOX_LOOKUP_DATA_STATION_ID "velox_lookup_data_radio_id" /* identifier of the station that is asked */
 
 /* An event: all values of one ordinal, the event first. */
-#define VELOX_LOOKUP_DATA_EVENT           "velox_lookup_data_radio_event"               /* "TRACK_PLAYED" and so on */
+#define VELOX_LOOKUP_DATA_EVENT           "velox_lookup_data_radio_event"               /* VELOX_LOOKUP_EVENT_... */
 #define VELOX_LOOKUP_DATA_EVENT_TUI       "velox_lookup_data_radio_event_track_tui"     /* identifier of a track */
 #define VELOX_LOOKUP_DATA_EVENT_TUI_TAG   "velox_lookup_data_radio_event_track_tui_tag" /* identifier, goes with it */
 #define VELOX_LOOKUP_DATA_EVENT_ARTIST_ID "velox_lookup_data_radio_event_artist_id"     /* identifier */
@@ -64,6 +64,21 @@ VELOX_BEGIN_DECLS
 #define VELOX_LOOKUP_DATA_ALBUM_TITLE  "velox_lookup_data_album_title"        /* text */
 #define VELOX_LOOKUP_DATA_TRACK_ARTIST "velox_lookup_data_track_artist"       /* text */
 #define VELOX_LOOKUP_DATA_TRACK_TITLE  "velox_lookup_data_track_title"        /* text */
+
+/* Values: the kind of a seed, an event, a rotation. */
+#define VELOX_LOOKUP_SEED_TRACK     "TRACK"
+#define VELOX_LOOKUP_SEED_ARTIST    "ARTIST"
+#define VELOX_LOOKUP_SEED_ATTRIBUTE "ATTRIBUTE"
+
+#define VELOX_LOOKUP_EVENT_TRACK_PLAYED   "TRACK_PLAYED"
+#define VELOX_LOOKUP_EVENT_TRACK_SKIPPED  "TRACK_SKIPPED"
+#define VELOX_LOOKUP_EVENT_TRACK_LIKE     "TRACK_LIKE"
+#define VELOX_LOOKUP_EVENT_TRACK_DISLIKE  "TRACK_DISLIKE"
+#define VELOX_LOOKUP_EVENT_ARTIST_LIKE    "ARTIST_LIKE"
+#define VELOX_LOOKUP_EVENT_ARTIST_DISLIKE "ARTIST_DISLIKE"
+
+#define VELOX_LOOKUP_ROTATION_RADIO "RADIO" /* artists alternate */
+#define VELOX_LOOKUP_ROTATION_NONE  "NONE"  /* best first */
 
 /* ---- Metadata objects ---------------------------------------------------------------------------------------------- */
 

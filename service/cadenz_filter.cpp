@@ -1,7 +1,7 @@
 // The filter object: a map from a list type to the numbers of list elements, as decimal texts. It takes no lock.
 #include <string.h>
 
-#include "cadenz_service.h"
+#include "cadenz_objects.h"
 #include "pask_number.h"
 #include "pask_string.h"
 
@@ -48,6 +48,7 @@ static uint32_t filter_holds(pask_stringmap_handle values, const char* key, cons
 }
 
 static uint32_t filter_take(cadenz_filter* filter, velox_list_element_handle element) {
+  PASK_ASSERT(cadenz_sound(filter));
   const char* type = nullptr;
   PASK_TRY(g_cadenz_lists_interface->list_element_get_type(element, &type));
   if (!pask_string_equal(type, VELOX_LIST_GENRES, 0) && !pask_string_equal(type, VELOX_LIST_MOODS, 0) &&
@@ -73,7 +74,7 @@ uint32_t velox_cadenz_filter_create(cadenz_filter** filter) {
 uint32_t velox_cadenz_filter_set(cadenz_filter* filter, velox_list_element_handle element) {
   static constexpr char OPERATION[] = "velox_cadenz_filter_set";
   cadenz_trace("velox_cadenz_filter_set( %p, %p )", filter, element);
-  if (!filter || !element) return cadenz_log_only(OPERATION, CADENZ_ERR_INVALID_ARG);
+  if (!filter || !element) return cadenz_end_without_errorinfo(OPERATION, CADENZ_ERR_INVALID_ARG);
   PASK_TRY(cadenz_ready(OPERATION));
   PASK_TRY(cadenz_handle_check(OPERATION, filter, CADENZ_FILTER_MAGIC));
   return cadenz_end_unfolded(OPERATION, filter_take(filter, element));

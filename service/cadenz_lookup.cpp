@@ -1,6 +1,6 @@
 // A lookup with one request, from its making to its answer, and the callback of every lookup of the service. No lock is taken
 // here: the callers hold the query's.
-#include "cadenz_service.h"
+#include "cadenz_request.h"
 
 static uint32_t lookup_prepare(const cadenz_query* query, const char* type, velox_lookup_handle lookup) {
   PASK_TRY(g_cadenz_lookup_interface->lookup_add_request(lookup, type, CADENZ_REQUEST_NAME, "radio", 1));

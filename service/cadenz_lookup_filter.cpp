@@ -1,6 +1,6 @@
 // What a request says of its filter: all of its values behind every seed's. The filter takes no lock; the callers hold the
 // query's.
-#include "cadenz_service.h"
+#include "cadenz_request.h"
 #include "pask_string.h"
 
 static const char* filter_data_key(const char* list_type) {
@@ -16,7 +16,7 @@ static uint32_t filter_value_add(uint32_t ordinal, pask_stringmap_handle values,
   PASK_TRY(pask_stringmap_value_get(values, index, &list_type, &value));
   const char* key = filter_data_key(list_type);
   if (!key) return 0;
-  if (index == 0) PASK_TRY(cadenz_data_add(lookup, VELOX_LOOKUP_DATA_SEED, "ATTRIBUTE", ordinal));
+  if (index == 0) PASK_TRY(cadenz_data_add(lookup, VELOX_LOOKUP_DATA_SEED, VELOX_LOOKUP_SEED_ATTRIBUTE, ordinal));
   return cadenz_data_add(lookup, key, value, ordinal);
 }
 

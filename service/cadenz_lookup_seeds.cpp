@@ -1,6 +1,6 @@
 // What a request says of its seeds: their kind, identifiers and attributes, read from the objects that a seed leads to. No lock is
 // taken here: the callers hold the query's.
-#include "cadenz_service.h"
+#include "cadenz_request.h"
 #include "pask_string.h"
 
 namespace {
@@ -84,9 +84,9 @@ static seed_values seed_values_read(velox_mdo_handle seed, const seed_objects& o
 }
 
 static const char* seed_kind(const seed_values& values) {
-  if (values.has(SLOT_TUI) && values.has(SLOT_TUI_TAG)) return "TRACK";
-  if (values.has(SLOT_ARTIST_ID)) return "ARTIST";
-  return values.has_any(1u << SLOT_GENRE | 1u << SLOT_ERA | 1u << SLOT_MOOD) ? "ATTRIBUTE" : nullptr;
+  if (values.has(SLOT_TUI) && values.has(SLOT_TUI_TAG)) return VELOX_LOOKUP_SEED_TRACK;
+  if (values.has(SLOT_ARTIST_ID)) return VELOX_LOOKUP_SEED_ARTIST;
+  return values.has_any(1u << SLOT_GENRE | 1u << SLOT_ERA | 1u << SLOT_MOOD) ? VELOX_LOOKUP_SEED_ATTRIBUTE : nullptr;
 }
 
 static uint32_t seed_values_add(velox_lookup_handle lookup, const seed_values& values, uint32_t ordinal) {

@@ -1,7 +1,6 @@
 // The options of queries and stations, all from one table: which keys there are and whose, how a request gets them, and which of
 // them a station's answer reports. No lock is taken in a request: the callers hold the query's or the station's.
-#include "cadenz_service.h"
-#include "pask_guard.h"
+#include "cadenz_request.h"
 #include "pask_number.h"
 #include "pask_string.h"
 
@@ -20,7 +19,7 @@ constexpr option_row k_options[] = {VELOX_OPTIONS(OPTION_ROW)};
 
 }  // namespace
 
-// ---- On a query or station ---------------------------------------------------------------------------------------------------
+// ---- On a query or station ------------------------------------------------------------------------------------------
 
 static bool option_known(uint8_t owner, const char* key) {
   const uint32_t length = pask_string_bytelen_nonull(key);
@@ -32,15 +31,17 @@ static bool option_known(uint8_t owner, const char* key) {
 uint32_t cadenz_option_set(const cadenz_query* query, pask_critsec_handle lock, uint8_t owner, const char* key,
                            const char* value) {
   const critsec_hold held(lock);
+  PASK_ASSERT(cadenz_sound(query));
   return option_known(owner, key) ? pask_stringmap_value_add(query->options, key, value) : CADENZ_ERR_INVALID_ARG;
 }
 
 uint32_t cadenz_option_get(const cadenz_query* query, pask_critsec_handle lock, const char* key, const char** value) {
   const critsec_hold held(lock);
+  PASK_ASSERT(cadenz_sound(query));
   return pask_stringmap_value_find_ex(query->options, key, 0, value);
 }
 
-// ---- In a request ------------------------------------------------------------------------------------------------------------
+// ---- In a request ---------------------------------------------------------------------------------------------------
 
 static uint8_t kind_of(const char* type) {
   if (pask_string_equal(type, VELOX_LOOKUP_TYPE_RECOMMEND, 1)) return VELOX_OPTION_FOR_RECOMMEND;
@@ -61,7 +62,7 @@ static const char* option_text(const option_row& row, const char* value, bool* s
       *sent = pask_string_atobool(value) != 0;
       return "1";
     case VELOX_OPTION_ROTATION:
-      return pask_string_atobool(value) ? "RADIO" : "NONE";
+      return pask_string_atobool(value) ? VELOX_LOOKUP_ROTATION_RADIO : VELOX_LOOKUP_ROTATION_NONE;
     default:
       return value;
   }
@@ -92,7 +93,7 @@ uint32_t cadenz_options_send(const cadenz_query* query, const char* type, velox_
   return options_apply(query, lookup, static_cast<uint8_t>(VELOX_OPTION_FOR_LOOKUP | kind_of(type)));
 }
 
-// ---- Against a station's answer ------------------------------------------------------------------------------------------------
+// ---- Against a station's answer -------------------------------------------------------------------------------------
 
 static bool values_differ(const option_row& row, const char* wanted, const char* in_force) {
   if (row.form == VELOX_OPTION_BOOLEAN) return pask_string_atobool(wanted) != pask_string_atobool(in_force);

@@ -1,18 +1,14 @@
 // Seed preprocessing: seeds that carry only names and titles are resolved by one album lookup, and the query's seed list is
 // replaced as a whole or not at all. Runs under the query's lock, held by the caller across the exchange.
-#include "cadenz_service.h"
+#include "cadenz_request.h"
 #include "pask_format.h"
 #include "pask_string.h"
 
-// The failure report of this source; gives the status back.
-static uint32_t reported(uint32_t status, int32_t line = __builtin_LINE()) {
-  pask_report(status, "cadenz_preprocess", line);
-  return status;
-}
+static constexpr char SOURCE[] = "cadenz_preprocess";  // in the log
 
 static bool context_is(const char* context, const char* wanted) { return pask_string_equal(context, wanted, 1) != 0; }
 
-// ---- Names and titles, borrowed from the object; null when there is none ---------------------------------------------------
+// ---- Names and titles, borrowed from the object; null when there is none --------------------------------------------
 
 static void display_get(velox_mdo_handle object, const char* child_key, const char** text) {
   *text = nullptr;
@@ -39,7 +35,7 @@ static void _cadenz_preprocess_get_artist_name(velox_mdo_handle object, const ch
   g_cadenz_mdo_interface->mdo_release(artist);
 }
 
-// ---- Sorting: does a seed carry an identifier? --------------------------------------------------------------------------------
+// ---- Sorting: does a seed carry an identifier? ----------------------------------------------------------------------
 
 static uint32_t pair_test(velox_mdo_handle track) {
   const char* value = nullptr;
@@ -71,6 +67,11 @@ static uint32_t artist_test(velox_mdo_handle seed) {
   return cadenz_mdo_value(seed, VELOX_VAL_ARTIST_ID, &value);
 }
 
+// A test that fails for the objects' sake is told to the log and is a "no" like any other.
+static bool is_identified(velox_mdo_handle seed) {
+  return cadenz_report(track_test(seed), SOURCE) == 0 || cadenz_report(artist_test(seed), SOURCE) == 0;
+}
+
 namespace {
 
 // One run's lists and lookup.
@@ -98,11 +99,10 @@ static uint32_t sort_seed(preprocess_run* run, uint32_t index) {
   velox_mdo_handle seed = nullptr;
   PASK_TRY(cadenz_seed_get(run->query->seeds, index, &seed));
   PASK_TRY(g_cadenz_mdo_interface->mdo_addref(seed));
-  const bool usable = reported(track_test(seed)) == 0 || reported(artist_test(seed)) == 0;
-  return list_take(usable ? run->kept : run->unresolved, seed);
+  return list_take(is_identified(seed) ? run->kept : run->unresolved, seed);
 }
 
-// ---- The lookup ------------------------------------------------------------------------------------------------------------------
+// ---- The lookup -----------------------------------------------------------------------------------------------------
 
 namespace {
 
@@ -214,7 +214,7 @@ static uint32_t resolve(preprocess_run* run, uint32_t count) {
   return 0;
 }
 
-// ---- The run -----------------------------------------------------------------------------------------------------------------------
+// ---- The run --------------------------------------------------------------------------------------------------------
 
 static uint32_t run_all(preprocess_run* run, uint32_t seeds) {
   PASK_TRY(list_create(&run->kept));
@@ -227,8 +227,8 @@ static uint32_t run_all(preprocess_run* run, uint32_t seeds) {
 
 uint32_t cadenz_preprocess_seeds(cadenz_query* query) {
   uint32_t seeds = 0;
-  if (const uint32_t status = pask_vector_count(query->seeds, &seeds)) return reported(status);
-  if (seeds == 0) return reported(CADENZ_ERR_NO_SEEDS);
+  if (const uint32_t status = pask_vector_count(query->seeds, &seeds)) return cadenz_report(status, SOURCE);
+  if (seeds == 0) return cadenz_report(CADENZ_ERR_NO_SEEDS, SOURCE);
   preprocess_run run = {query, nullptr, nullptr, nullptr};
   const uint32_t status = run_all(&run, seeds);
   if (run.lookup) g_cadenz_lookup_interface->lookup_release(run.lookup);
@@ -239,5 +239,5 @@ uint32_t cadenz_preprocess_seeds(cadenz_query* query) {
   }
   pask_vector_delete(run.kept);
   pask_vector_delete(run.unresolved);
-  return reported(status);
+  return cadenz_report(status, SOURCE);
 }

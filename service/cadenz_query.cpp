@@ -1,13 +1,10 @@
-// The query object: a user, a callback, options and up to six seeds.
+// The query object: a user, a callback, options and up to six seeds. Its lock is held while options or seeds are touched.
 #include <string.h>
 
-#include "cadenz_service.h"
-#include "pask_guard.h"
+#include "cadenz_objects.h"
 #include "pask_string.h"
 
-static_assert(sizeof(void*) != 4 || sizeof(cadenz_query) == 36);
-
-// ---- Inside ----------------------------------------------------------------------------------------------------------------
+// ---- Inside ---------------------------------------------------------------------------------------------------------
 
 void cadenz_seed_release(uintptr_t seed) {
   g_cadenz_mdo_interface->mdo_release(reinterpret_cast<velox_mdo_handle>(seed));
@@ -49,6 +46,7 @@ uint32_t _cadenz_query_create(velox_user_handle user, velox_cadenz_callback_fn c
     _cadenz_query_free(made);
     return cadenz_report(status);
   }
+  PASK_ASSERT(cadenz_sound(made));
   *query = made;
   return 0;
 }
@@ -63,7 +61,7 @@ static uint32_t seed_take(cadenz_query* query, velox_mdo_handle seed) {
   return status;
 }
 
-// ---- Exported ----------------------------------------------------------------------------------------------------------------
+// ---- Exported -------------------------------------------------------------------------------------------------------
 
 uint32_t velox_cadenz_query_create(velox_user_handle user, velox_cadenz_callback_fn callback, void* data,
                                    cadenz_query** query) {
@@ -96,7 +94,7 @@ uint32_t velox_cadenz_query_option_get(cadenz_query* query, const char* key, con
   cadenz_trace("velox_cadenz_query_option_get( %p, %s, %p )", query, key, value);
   PASK_TRY(cadenz_ready(OPERATION));
   PASK_TRY(cadenz_handle_check(OPERATION, query, CADENZ_QUERY_MAGIC));
-  if (!key || !value) return cadenz_log_only(OPERATION, CADENZ_ERR_INVALID_ARG);
+  if (!key || !value) return cadenz_end_without_errorinfo(OPERATION, CADENZ_ERR_INVALID_ARG);
   return cadenz_end(OPERATION, cadenz_option_get(query, query->lock, key, value));
 }
 
@@ -107,7 +105,7 @@ uint32_t velox_cadenz_query_set_mdo(cadenz_query* query, velox_mdo_handle seed) 
   PASK_TRY(cadenz_handle_check(OPERATION, query, CADENZ_QUERY_MAGIC));
   uint32_t status = 0;
   {
-    const critsec_hold held(query->lock);
+    const cadenz_hold held(query);
     status = cadenz_report(seed_take(query, seed));
   }
   return cadenz_end(OPERATION, status);

@@ -1,6 +1,5 @@
-// Recommendations: the road of one request.
-#include "cadenz_service.h"
-#include "pask_guard.h"
+// Recommendations: the road of one request, under the query's lock from beginning to end.
+#include "cadenz_request.h"
 
 static uint32_t recommend(cadenz_query* query, const cadenz_filter* filter, velox_lookup_handle* lookup,
                           velox_mdo_handle* result) {
@@ -15,10 +14,10 @@ uint32_t velox_cadenz_query_generate_recommendations(cadenz_query* query, cadenz
   cadenz_trace("velox_cadenz_query_generate_recommendations( %p, %p, %p )", query, filter, result);
   PASK_TRY(cadenz_ready(OPERATION));
   PASK_TRY(cadenz_handle_check(OPERATION, query, CADENZ_QUERY_MAGIC));
-  if (!result) return cadenz_log_only(OPERATION, CADENZ_ERR_INVALID_ARG);
+  if (!result) return cadenz_end_without_errorinfo(OPERATION, CADENZ_ERR_INVALID_ARG);
   uint32_t status = 0;
   {
-    const critsec_hold held(query->lock);
+    const cadenz_hold held(query);
     velox_lookup_handle lookup = nullptr;
     status = recommend(query, filter, &lookup, result);
     g_cadenz_lookup_interface->lookup_release(lookup);

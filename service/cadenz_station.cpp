@@ -1,14 +1,12 @@
 // The station object: an identifier, a query of its own for user, callback and options, the latest playlist and the events
-// that haven't been reported yet.
+// that haven't been reported yet. A station's lock is held while its fields are touched, the query's while a station is made
+// of it.
 #include <string.h>
 
-#include "cadenz_service.h"
-#include "pask_guard.h"
+#include "cadenz_request.h"
 #include "pask_string.h"
 
-static_assert(sizeof(void*) != 4 || sizeof(cadenz_station) == 24);
-
-// ---- Inside ----------------------------------------------------------------------------------------------------------------
+// ---- Inside ---------------------------------------------------------------------------------------------------------
 
 static void _cadenz_station_free(cadenz_station* station) {
   if (!station) return;
@@ -49,11 +47,12 @@ uint32_t _cadenz_station_create(const cadenz_station_origin& from, cadenz_statio
     _cadenz_station_free(made);
     return cadenz_report(status);
   }
+  PASK_ASSERT(cadenz_sound(made));
   *station = made;
   return 0;
 }
 
-// ---- Making ----------------------------------------------------------------------------------------------------------------
+// ---- Making ---------------------------------------------------------------------------------------------------------
 
 static uint32_t station_from_answer(const cadenz_query* query, velox_mdo_handle answer,
                                     velox_cadenz_callback_fn callback, void* data, cadenz_station** station) {
@@ -68,10 +67,10 @@ uint32_t velox_cadenz_query_generate_station(cadenz_query* query, cadenz_filter*
   cadenz_trace("velox_cadenz_query_generate_station( %p, %p, %p, %p, %p )", query, filter, callback, data, station);
   PASK_TRY(cadenz_ready(OPERATION));
   PASK_TRY(cadenz_handle_check(OPERATION, query, CADENZ_QUERY_MAGIC));
-  if (!station) return cadenz_log_only(OPERATION, CADENZ_ERR_INVALID_ARG);
+  if (!station) return cadenz_end_without_errorinfo(OPERATION, CADENZ_ERR_INVALID_ARG);
   uint32_t status = 0;
   {
-    const critsec_hold held(query->lock);
+    const cadenz_hold held(query);
     velox_lookup_handle lookup = nullptr;
     velox_mdo_handle answer = nullptr;
     status = cadenz_seeded_request(query, VELOX_LOOKUP_TYPE_CREATE, filter, &lookup, &answer);
@@ -82,16 +81,16 @@ uint32_t velox_cadenz_query_generate_station(cadenz_query* query, cadenz_filter*
   return cadenz_end(OPERATION, status);
 }
 
-// ---- On a station --------------------------------------------------------------------------------------------------------------
+// ---- On a station ---------------------------------------------------------------------------------------------------
 
 uint32_t velox_cadenz_station_id(cadenz_station* station, const char** station_id) {
   static constexpr char OPERATION[] = "velox_cadenz_station_id";
   cadenz_trace("velox_cadenz_station_id( %p, %p )", station, station_id);
   PASK_TRY(cadenz_ready(OPERATION));
   PASK_TRY(cadenz_handle_check(OPERATION, station, CADENZ_STATION_MAGIC));
-  if (!station_id) return cadenz_log_only(OPERATION, CADENZ_ERR_INVALID_ARG);
+  if (!station_id) return cadenz_end_without_errorinfo(OPERATION, CADENZ_ERR_INVALID_ARG);
   {
-    const critsec_hold held(station->lock);
+    const cadenz_hold held(station);
     *station_id = station->station_id;
   }
   return cadenz_end(OPERATION, 0);
@@ -116,6 +115,6 @@ uint32_t velox_cadenz_station_option_get(cadenz_station* station, const char* ke
   cadenz_trace("velox_cadenz_station_option_get( %p, %s, %p )", station, key, value);
   PASK_TRY(cadenz_ready(OPERATION));
   PASK_TRY(cadenz_handle_check(OPERATION, station, CADENZ_STATION_MAGIC));
-  if (!key || !value) return cadenz_log_only(OPERATION, CADENZ_ERR_INVALID_ARG);
+  if (!key || !value) return cadenz_end_without_errorinfo(OPERATION, CADENZ_ERR_INVALID_ARG);
   return cadenz_end(OPERATION, cadenz_option_get(station->query, station->lock, key, value));
 }

@@ -1,9 +1,7 @@
-// Listening events: recorded on a station, sent all together with its next exchange.
-#include "cadenz_service.h"
-#include "pask_guard.h"
+// Listening events: recorded on a station, sent all together with its next exchange. Recording takes the
+// station's lock; whoever sends holds it.
+#include "cadenz_request.h"
 #include "pask_string.h"
-
-static_assert(sizeof(void*) != 4 || sizeof(cadenz_event) == 8);
 
 namespace {
 
@@ -29,8 +27,9 @@ constexpr event_kind artist_event(const char* name) {
 
 // By event number, from 1.
 constexpr event_kind k_kinds[] = {
-    track_event("TRACK_PLAYED"),  track_event("TRACK_SKIPPED"), track_event("TRACK_LIKE"),
-    track_event("TRACK_DISLIKE"), artist_event("ARTIST_LIKE"),  artist_event("ARTIST_DISLIKE"),
+    track_event(VELOX_LOOKUP_EVENT_TRACK_PLAYED), track_event(VELOX_LOOKUP_EVENT_TRACK_SKIPPED),
+    track_event(VELOX_LOOKUP_EVENT_TRACK_LIKE),   track_event(VELOX_LOOKUP_EVENT_TRACK_DISLIKE),
+    artist_event(VELOX_LOOKUP_EVENT_ARTIST_LIKE), artist_event(VELOX_LOOKUP_EVENT_ARTIST_DISLIKE),
 };
 
 const event_kind* kind_find(uint32_t number) {
@@ -39,7 +38,7 @@ const event_kind* kind_find(uint32_t number) {
 
 }  // namespace
 
-// ---- Recording -----------------------------------------------------------------------------------------------------------------
+// ---- Recording ------------------------------------------------------------------------------------------------------
 
 void _cadenz_event_release(void* event) {
   if (event) g_cadenz_mdo_interface->mdo_release(static_cast<cadenz_event*>(event)->subject);
@@ -52,7 +51,7 @@ static uint32_t event_record(cadenz_station* station, const cadenz_event& event)
   PASK_TRY(g_cadenz_mdo_interface->mdo_get_context(event.subject, &context));
   const event_kind* kind = kind_find(event.kind);
   if (!kind || !pask_string_equal(context, kind->context, 0)) return CADENZ_ERR_INVALID_ARG;
-  const critsec_hold held(station->lock);
+  const cadenz_hold held(station);
   PASK_TRY(pask_vector2_add(station->events, &event, sizeof event, nullptr));
   g_cadenz_mdo_interface->mdo_addref(event.subject);
   return 0;
@@ -66,7 +65,7 @@ uint32_t velox_cadenz_station_event(cadenz_station* station, uint32_t event, vel
   return cadenz_end(OPERATION, event_record(station, {event, subject}));
 }
 
-// ---- Sending -------------------------------------------------------------------------------------------------------------------
+// ---- Sending --------------------------------------------------------------------------------------------------------
 
 // All of a subject's values are read before the first is added.
 static uint32_t event_send(const cadenz_event& event, velox_lookup_handle lookup, uint32_t ordinal) {

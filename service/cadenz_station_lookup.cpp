@@ -1,9 +1,9 @@
 // Reopening a station, and the one exchange that a station has with the service: what the moment needs is asked for, and the
-// answer becomes the station's playlist.
-#include "cadenz_service.h"
+// answer becomes the station's playlist. No lock is taken here: the callers hold the station's, unless nobody else knows it.
+#include "cadenz_request.h"
 #include "pask_string.h"
 
-// ---- Which request -------------------------------------------------------------------------------------------------------------
+// ---- Which request --------------------------------------------------------------------------------------------------
 
 // The type of request that a station without pending events needs; null when it is in step.
 static const char* request_needed(const cadenz_station* station) {
@@ -21,7 +21,7 @@ static uint32_t request_create(cadenz_station* station, velox_lookup_handle* loo
   return events ? cadenz_events_send(station, *lookup) : 0;
 }
 
-// ---- The answer ----------------------------------------------------------------------------------------------------------------
+// ---- The answer -----------------------------------------------------------------------------------------------------
 
 // Takes an answer that has something to play in place of the old one; *answer is null if it was taken.
 static uint32_t answer_take(cadenz_station* station, velox_mdo_handle* answer) {
@@ -51,20 +51,23 @@ static uint32_t exchange(cadenz_station* station, velox_lookup_handle* lookup, v
 uint32_t _cadenz_station_lookup(cadenz_station* station) {
   velox_lookup_handle lookup = nullptr;
   velox_mdo_handle answer = nullptr;
+  PASK_ASSERT(cadenz_sound(station));
   const uint32_t status = exchange(station, &lookup, &answer);
+  PASK_ASSERT(cadenz_sound(station) && (status || station->playlist));
   g_cadenz_lookup_interface->lookup_release(lookup);
   g_cadenz_mdo_interface->mdo_release(answer);
   return cadenz_report(status);
 }
 
-// ---- Reopening ---------------------------------------------------------------------------------------------------------------
+// ---- Reopening ------------------------------------------------------------------------------------------------------
 
 uint32_t velox_cadenz_station_lookup(const char* station_id, velox_user_handle user, velox_cadenz_callback_fn callback,
                                      void* data, cadenz_station** station) {
   static constexpr char OPERATION[] = "velox_cadenz_station_lookup";
   cadenz_trace("velox_cadenz_station_lookup( %s, %p, %p, %p, %p )", station_id, user, callback, data, station);
   PASK_TRY(cadenz_ready(OPERATION));
-  if (pask_string_isempty(station_id) || !station) return cadenz_log_only(OPERATION, CADENZ_ERR_INVALID_ARG);
+  if (pask_string_isempty(station_id) || !station)
+    return cadenz_end_without_errorinfo(OPERATION, CADENZ_ERR_INVALID_ARG);
   cadenz_station* made = nullptr;
   uint32_t status = _cadenz_station_create({station_id, nullptr, user, callback, data, nullptr}, &made);
   if (status) return cadenz_end(OPERATION, status);

@@ -6,7 +6,7 @@
 
 #include <type_traits>
 
-#include "cadenz_service.h"
+#include "cadenz_frame.h"
 #include "pask_lifecycle.h"
 #include "pask_spinlock.h"
 #include "pask_string.h"
@@ -25,9 +25,7 @@ velox_listmanager_interface* g_cadenz_lists_interface;
 static pask_spinlock _g_initlock_cadenz;
 static uint32_t _g_initcount_cadenz;  // guarded by the lock; read without it by velox_cadenz_initchecks
 
-// ---- The frame -----------------------------------------------------------------------------------------------------------
-
-static void failure_log(const char* operation, uint32_t status) { pask_report(status, operation, 0); }
+// ---- The frame ------------------------------------------------------------------------------------------------------
 
 uint32_t cadenz_ready(const char* operation) {
   static constexpr char MESSAGE[] = "cadenz not initialized!";
@@ -56,8 +54,7 @@ uint32_t cadenz_handle_release(const char* operation, void* handle, uint32_t mag
 uint32_t cadenz_end(const char* operation, uint32_t status, const char* message) {
   const uint32_t word = status ? cadenz_fold(status) : 0;
   g_cadenz_errorinfo_interface->errorinfo_set(word, status, operation, message);
-  failure_log(operation, word);
-  return word;
+  return cadenz_end_without_errorinfo(operation, word);
 }
 
 uint32_t cadenz_end_unfolded(const char* operation, uint32_t status) {
@@ -65,12 +62,11 @@ uint32_t cadenz_end_unfolded(const char* operation, uint32_t status) {
   return status;
 }
 
-uint32_t cadenz_log_only(const char* operation, uint32_t status) {
-  failure_log(operation, status);
-  return status;
+uint32_t cadenz_end_without_errorinfo(const char* operation, uint32_t status) {
+  return cadenz_report(status, operation, 0);
 }
 
-// ---- Start and stop --------------------------------------------------------------------------------------------------------
+// ---- Start and stop -------------------------------------------------------------------------------------------------
 
 // Tells the service's own package and then the family's, each behind its level test.
 template <class... Args>
@@ -182,7 +178,7 @@ static uint32_t _cadenz_init_func(const velox_manager_record* manager) {
 static uint32_t initialize_end(uint32_t word, uint32_t source, const char* text) {
   static constexpr char OPERATION[] = "velox_cadenz_initialize";
   manager_errorinfo_set(word, source, OPERATION, text);
-  return cadenz_log_only(OPERATION, word);
+  return cadenz_end_without_errorinfo(OPERATION, word);
 }
 
 uint32_t velox_cadenz_initialize(const velox_manager_record* manager) {
@@ -212,7 +208,7 @@ uint32_t velox_cadenz_shutdown(void) {
     status = _cadenz_shutdown_func(SHUTDOWN_LAST_STOP);
   if (!status) count_set(_g_initcount_cadenz - 1);
   pask_spinlock_unlock(&_g_initlock_cadenz);
-  return status ? cadenz_log_only(OPERATION, cadenz_fold(status)) : 0;
+  return status ? cadenz_end_without_errorinfo(OPERATION, cadenz_fold(status)) : 0;
 }
 
 int32_t velox_cadenz_initchecks(void) {

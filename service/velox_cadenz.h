@@ -51,7 +51,7 @@ typedef struct cadenz_station* velox_cadenz_station_handle;
  *  Returns 0; 0x90b50001 for a null record; 0x90b50320 for a record with a wrong magic word; 0x90b50321 for a manager of
  *  another version; 0x90b5000a when the first start failed, with everything let go again. Any thread, one at a time. */
 VELOX_API pask_status velox_cadenz_initialize(const velox_manager_record* manager);
-/** Ends one start; the last one stops the service. Release queries and filters before it.
+/** Ends one start; the last one stops the service. Release queries, stations and filters before it.
  *  Returns 0; 0x90b50007 when not started; the manager's refusal, moved into package 0xb5, while the client still holds
  *  something: the service then stays up and the call may be repeated. Sets no error information. */
 VELOX_API pask_status velox_cadenz_shutdown(void);
@@ -71,14 +71,15 @@ VELOX_API const char* velox_cadenz_get_build_date(void);
 #define VELOX_CADENZ_STATUS_PROGRESS_2 7u /* state 11: total 2 may have grown */
 #define VELOX_CADENZ_STATUS_END        8u /* state 12 */
 
-/** Follows the requests of a query.
- *  data     the application's word from the query's creation
+/** Follows the requests of a query or a station.
+ *  data     the application's word from the query's or station's creation
  *  status   one of the words above
  *  zero     0
- *  total_1, total_2  amounts added up over the whole life of the query
+ *  total_1, total_2  amounts added up over the whole life of the query or station
  *  abort    may be null; write 1 to ask that the request stops: the running operation then fails with the manager's word
- *  Runs inside the query's lock, usually on the thread of the request. It may set and read options and add seeds, which take
- *  effect with the next request; it must not release its query. */
+ *  Runs inside the lock of its query or station, usually on the thread of the request. On that thread it may set and read
+ *  options and add seeds, which take effect with the next request; seeds that are added while others are being resolved go
+ *  with the list that the resolved ones replace. It must not release its query or station. */
 typedef void (*velox_cadenz_callback_fn)(void* data, uint32_t status, uint32_t zero, uint32_t total_1, uint32_t total_2,
                                          uint8_t* abort);
 
@@ -86,10 +87,10 @@ typedef void (*velox_cadenz_callback_fn)(void* data, uint32_t status, uint32_t z
  *  user      a live user; the query holds a reference for its whole life
  *  callback  may be null; `data` is handed back to it
  *  query     out
- *  Returns 0; 0x90b50001 for a null out-parameter or user; 0x90b50002 without memory. */
+ *  Returns 0; 0x90b50001 for a null out-parameter or user; 0x90b50002 without memory; the manager's refusal of the user. */
 VELOX_API pask_status velox_cadenz_query_create(velox_user_handle user, velox_cadenz_callback_fn callback, void* data,
                                                 velox_cadenz_query_handle* query);
-/** Ends a query with its options and seeds. Null is a success. */
+/** Ends a query with its options and seeds. Null is a success. It takes no lock: nobody else may be using the query. */
 VELOX_API pask_status velox_cadenz_query_release(velox_cadenz_query_handle query);
 
 /* Options: the keys of velox_options.h, where each has its form and meaning. A value is a text, copied; null is stored as null.
@@ -104,8 +105,9 @@ VELOX_API pask_status velox_cadenz_query_option_set(velox_cadenz_query_handle qu
  *  Returns 0; 0x90b50001 for a null key or out-parameter, without error information; 0x90b50003 when never set. */
 VELOX_API pask_status velox_cadenz_query_option_get(velox_cadenz_query_handle query, const char* key,
                                                     const char** value);
-/** Adds a seed: a track, album, artist or contributor object. The query takes a reference. The same object may be added
- *  twice. Returns 0; 0x90b50791 for the seventh seed; the manager's refusal of a bad object. */
+/** Adds a seed: a track, album, artist or contributor object, or another one that has a name. The query takes a reference.
+ *  The same object may be added twice. What a seed offers is looked at when it is used.
+ *  Returns 0; 0x90b50791 for the seventh seed; the manager's refusal of a null or dead object. */
 VELOX_API pask_status velox_cadenz_query_set_mdo(velox_cadenz_query_handle query, velox_mdo_handle seed);
 
 /** Asks for recommendations and blocks until they are there.
@@ -130,7 +132,7 @@ VELOX_API pask_status velox_cadenz_filter_create(velox_cadenz_filter_handle* fil
  *  Returns 0; 0x90b50001 for a null argument, without error information and also when the service isn't started;
  *  0x90b5000b for an element of another list than genres, moods and eras. On failure the filter is as it was. */
 VELOX_API pask_status velox_cadenz_filter_set(velox_cadenz_filter_handle filter, velox_list_element_handle element);
-/** Ends a filter. Null is a success. */
+/** Ends a filter. Null is a success. Returns 0, or the manager's word if it keeps the filter. */
 VELOX_API pask_status velox_cadenz_filter_release(velox_cadenz_filter_handle filter);
 
 /* ---- Stations ------------------------------------------------------------------------------------------------------- */
@@ -141,7 +143,7 @@ VELOX_API pask_status velox_cadenz_filter_release(velox_cadenz_filter_handle fil
  *  as they are; with neither seed nor filter the service decides. The station gets a copy of the query's options and does
  *  not hold the query.
  *  filter    may be null; it must be a live filter until the operation returns
- *  callback  may be null; serves the station's later requests, while this one is told to the query's own callback
+ *  callback  may be null; serves the station's later requests, with `data`, while this one is told to the query's own callback
  *  station   out
  *  Returns 0; 0x90b50001 for a null out-parameter, without error information; 0x90b50003 for an answer without a station's
  *  identifier; 0x90b50002 without memory; otherwise what the lookup gave. The query may be used again in every case. */
@@ -150,8 +152,8 @@ VELOX_API pask_status velox_cadenz_query_generate_station(velox_cadenz_query_han
                                                           velox_cadenz_callback_fn callback, void* data,
                                                           velox_cadenz_station_handle* station);
 /** Reopens a station by the identifier that velox_cadenz_station_id gave, and blocks until its playlist is there.
- *  user      a live user; the station holds a reference for its whole life
- *  callback  may be null; serves this request and the later ones
+ *  user      a live user, which isn't checked; the station holds a reference for its whole life
+ *  callback  may be null; serves this request and the later ones, with `data`
  *  station   out
  *  Returns 0; 0x90b50001 for an empty identifier or a null out-parameter, without error information; 0x90b50003 when the
  *  service has no such station, or the station nothing to offer; 0x90b50002 without memory; otherwise what the lookup gave. */
@@ -161,7 +163,8 @@ VELOX_API pask_status velox_cadenz_station_lookup(const char* station_id, velox_
 /** Gives the station's identifier, a text of the station's own that stays valid until its release. 0x90b50001 for a null
  *  out-parameter, without error information. */
 VELOX_API pask_status velox_cadenz_station_id(velox_cadenz_station_handle station, const char** station_id);
-/** Ends a station here; the service keeps it. Events that no playlist has reported yet are dropped. Null is a success. */
+/** Ends a station here; the service keeps it. Events that no playlist has reported yet are dropped. Null is a success. It takes
+ *  no lock: nobody else may be using the station. */
 VELOX_API pask_status velox_cadenz_station_release(velox_cadenz_station_handle station);
 
 /** Sets an option in place of its former value; it takes effect with the next playlist. The keys are those of a query except

@@ -1,6 +1,4 @@
 // Start and stop, and the frame that every exported operation has.
-#include <velox/pask.h>
-
 #include "service_fixture.h"
 
 namespace {
@@ -79,25 +77,9 @@ TEST_F(Start, RollsBackWhicheverCallFails) {
     recording::fail(nth);
     EXPECT_EQ(velox_cadenz_initialize(record), CADENZ_ERR_INIT_FAILED);
     EXPECT_TRUE(recording::fail_end());
-    EXPECT_EQ(last_error().source, recording::FAILURE);
     EXPECT_EQ(recording::take("client_unregister"), lines{nth == 0 ? "client_unregister null" : "client_unregister"});
     EXPECT_EQ(recording::take_log(), lines{"N|velox_cadenz|1|90440077|(null)"});
-    EXPECT_EQ(velox_standin_memory_starts(), starts);
   }
-}
-
-// The random module comes up without the file module, and then lets go of a start that it never had.
-TEST_F(Start, AModuleThatFailsGivesTheBareNumber) {
-  pask_status status = 0;
-  for (uint32_t granted = 0, refused = 1; refused; ++granted) {
-    velox_standin_memory_refuse(granted, 0);
-    status = velox_cadenz_initialize(record);
-    refused = velox_standin_memory_refuse_end();
-    EXPECT_TRUE(status == 0 || (status == CADENZ_ERR_INIT_FAILED && last_error().source == 10)) << granted;
-    EXPECT_TRUE(status != 0 || velox_cadenz_shutdown() == 0);
-    EXPECT_EQ(velox_standin_memory_live_blocks(), blocks) << granted;
-  }
-  EXPECT_EQ(status, 0u);
 }
 
 TEST_F(Start, TellsOfStartRefusalAndStop) {
@@ -201,6 +183,58 @@ TEST_F(Frame, TracesThenChecksTheHandle) {
     EXPECT_EQ(recording::take_log(), lines{}) << "an information word isn't logged";
     recording::fail_end();
   }
+}
+
+// Refused arguments, behind a live handle where there is one. Some are told to the log only.
+TEST_F(Frame, RefusesBadArguments) {
+  answer = answer_with_all;
+  const filter_of filter = {};
+  velox_cadenz_station_handle station = nullptr;
+  ASSERT_EQ(velox_cadenz_station_lookup("id", user, nullptr, nullptr, &station), 0u);
+  velox_standin_log_enable(0xb5, PASK_LOG_ERROR);
+  forget();
+  const auto logged = [](const std::string& operation, pask_status status) {
+    EXPECT_EQ(status, CADENZ_ERR_INVALID_ARG) << operation;
+    EXPECT_EQ(recording::take_log(), lines{"0|" + operation + "|1|90b50001|(null)"});
+    EXPECT_EQ(recording::take_errors(), lines{}) << operation;
+  };
+  const auto told = [&](const std::string& operation, pask_status status, const std::string& message = "") {
+    EXPECT_EQ(recording::take_errors(), lines{"90b50001 90b50001 " + operation + message});
+    logged(operation, status);
+  };
+  velox_cadenz_query_handle none = nullptr;
+  told("velox_cadenz_query_create", velox_cadenz_query_create(user, nullptr, nullptr, nullptr),
+       " Missing [out] parameter p_cadenz_query_handle.");
+  told("velox_cadenz_query_create", velox_cadenz_query_create(nullptr, nullptr, nullptr, &none));
+  told("velox_cadenz_filter_create", velox_cadenz_filter_create(nullptr), " Parameter p_cadenz_filter_handle is null.");
+  told("velox_cadenz_station_event", velox_cadenz_station_event(station, 1, nullptr));
+  logged("velox_cadenz_filter_set", velox_cadenz_filter_set(filter, nullptr));
+  logged("velox_cadenz_query_generate_recommendations",
+         velox_cadenz_query_generate_recommendations(query, nullptr, nullptr));
+  logged("velox_cadenz_query_generate_station",
+         velox_cadenz_query_generate_station(query, nullptr, nullptr, nullptr, nullptr));
+  logged("velox_cadenz_station_lookup", velox_cadenz_station_lookup("id", user, nullptr, nullptr, nullptr));
+  for (const char* id : {static_cast<const char*>(nullptr), ""})
+    logged("velox_cadenz_station_lookup", velox_cadenz_station_lookup(id, user, nullptr, nullptr, &station));
+  logged("velox_cadenz_station_id", velox_cadenz_station_id(station, nullptr));
+  logged("velox_cadenz_station_generate_playlist", velox_cadenz_station_generate_playlist(station, nullptr));
+
+  for (const char* key :
+       {static_cast<const char*>(nullptr), "", "velox_cadenz_option", "velox_queryopt_service_url "}) {
+    told("velox_cadenz_query_option_set", set(key, "1"));
+    told("velox_cadenz_station_option_set", velox_cadenz_station_option_set(station, key, "1"));
+  }
+  for (const char* key : {VELOX_CADENZ_OPTION_CATALOG_FILTER, VELOX_CADENZ_OPTION_ROTATION_RADIO,
+                          VELOX_CADENZ_OPTION_MAX_TRACKS_PER_ARTIST})
+    told("velox_cadenz_station_option_set", velox_cadenz_station_option_set(station, key, "1"));
+  const char* value = nullptr;
+  logged("velox_cadenz_query_option_get", velox_cadenz_query_option_get(query, nullptr, &value));
+  logged("velox_cadenz_query_option_get", velox_cadenz_query_option_get(query, VELOX_QUERYOPT_SERVICE_URL, nullptr));
+  logged("velox_cadenz_station_option_get", velox_cadenz_station_option_get(station, nullptr, &value));
+  logged("velox_cadenz_station_option_get",
+         velox_cadenz_station_option_get(station, VELOX_QUERYOPT_SERVICE_URL, nullptr));
+  EXPECT_EQ(none, nullptr);
+  EXPECT_EQ(velox_cadenz_station_release(station), 0u);
 }
 
 TEST(Down, OperationsTellThatTheServiceIsnt) {

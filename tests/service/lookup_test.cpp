@@ -59,7 +59,7 @@ TEST_F(Lookup, SendsOnlyTheOptionsThatAreSet) {
 TEST_F(Lookup, DescribesEachKindOfSeed) {
   const object bare(ARTIST, {}), contributor(CONTRIBUTOR, {{ERA, "c-era"}});
   const object artist("VELOX_ctx_artist", {{ARTIST_ID, "a-id"}, {GENRE, "a-genre"}},
-                      {{"velox_ctx_contributor!", &contributor}});
+                      {{VELOX_CHILD_CONTRIBUTOR, &contributor}});
   const object track(TRACK, {{TUI, "t"}, {TAG, "g"}, {MOOD, "t-mood"}}, {{OF_ARTIST, &artist}});
   EXPECT_EQ(data_of(artist), " ARTIST 1|_artist_id a-id 1|_attribute_genre a-genre 1|_attribute_era c-era 1");
   EXPECT_EQ(data_of(track),
@@ -92,9 +92,9 @@ TEST_F(Lookup, AFilterGoesToEverySeed) {
 // The lookup for the nameless one gives an album that has nothing to offer.
 TEST_F(Lookup, AnUnusableSeedStopsTheAssembly) {
   velox_standin_log_enable(0xb5, PASK_LOG_ERROR);
-  const object name("velox_ctx_name", {{"velox_val_display", "Name"}});
+  const object name("velox_ctx_name", {{VELOX_VAL_DISPLAY, "Name"}});
   const object artist(ARTIST, {{ARTIST_ID, "1"}});
-  const object person("velox_ctx_person", {}, {{"velox_ctx_name!off", &name}});
+  const object person("velox_ctx_person", {}, {{VELOX_CHILD_NAME, &name}});
   answer = [](const velox_standin_lookup&, velox_standin_run* run) {
     const object album(ALBUM, {});
     return velox_standin_run_result(run, 0, object(RESPONSE, {}, {{OF_ALBUM, &album}}));

@@ -12,10 +12,10 @@ class named : public object {
     const auto add = [this](const char* key, velox_mdo_handle child) {
       velox_standin_mdo_child_add(*this, key, child);
     };
-    const object artist_name("velox_ctx_name", {{"velox_val_display", artist}});
-    if (name) add("velox_ctx_name!off", object("velox_ctx_name", {{"velox_val_display", name}}));
-    if (title) add("velox_ctx_title!off", object("velox_ctx_title", {{"velox_val_display", title}}));
-    if (artist) add(OF_ARTIST, object(ARTIST, {}, {{"velox_ctx_name!off", &artist_name}}));
+    const object artist_name("velox_ctx_name", {{VELOX_VAL_DISPLAY, artist}});
+    if (name) add(VELOX_CHILD_NAME, object("velox_ctx_name", {{VELOX_VAL_DISPLAY, name}}));
+    if (title) add(VELOX_CHILD_TITLE, object("velox_ctx_title", {{VELOX_VAL_DISPLAY, title}}));
+    if (artist) add(OF_ARTIST, object(ARTIST, {}, {{VELOX_CHILD_NAME, &artist_name}}));
   }
 };
 
@@ -28,7 +28,7 @@ class Preprocess : public Service {
       for (uint32_t i = 0; i < lookup.request_count; ++i) {
         const std::string id = "resolved-" + std::to_string(i);
         const object track(TRACK, {{TUI, id.c_str()}, {TAG, "tag"}}), album(ALBUM, {{ARTIST_ID, id.c_str()}});
-        if (track_matches) velox_standin_mdo_child_add(album, "velox_ctx_track!matching", track);
+        if (track_matches) velox_standin_mdo_child_add(album, VELOX_CHILD_MATCHING_TRACK, track);
         velox_standin_run_result(run, i, object(RESPONSE, {}, {{album_found ? OF_ALBUM : OF_ARTIST, &album}}));
       }
       return 0u;
@@ -63,23 +63,32 @@ TEST_F(Preprocess, ResolvedSeedsComeBehindTheOthers) {
 }
 
 TEST_F(Preprocess, DescribesASeedByWhatItHas) {
-  struct {
-    const char *why, *context, *tui, *tag, *name, *title, *artist;
-    std::string data;  // behind the range of results, unless it is an identifier
-  } const rows[] = {
-      {"an identifier needs its tag", TRACK, "t", nullptr, nullptr, "T", "A", "track_artist A 1|track_title T 1"},
-      {"and mustn't be empty", ALBUM, "", "x", nullptr, "T", "A", "album_artist A 1|album_title T 1"},
-      {"an album's own identifier", ALBUM, "t", "x", nullptr, "T", "A", "tui t 1|tui_tag x 1"},
-      {"another context goes by its name", "velox_ctx_mood", "t", nullptr, "N", "T", "A", "track_artist N 1"},
-      {"empty texts aren't sent", TRACK, nullptr, nullptr, nullptr, "T", "", "track_title T 1"},
+  const struct {
+    const char *why, *context, *tui = nullptr, *tag = nullptr, *name = nullptr, *title = "T", *artist = "A";
+    std::string sent;
+    bool ranged = true;  // behind the range of results
+  } rows[] = {
+      {.why = "an identifier needs its tag", .context = TRACK, .tui = "t", .sent = "track_artist A 1|track_title T 1"},
+      {.why = "and mustn't be empty",
+       .context = ALBUM,
+       .tui = "",
+       .tag = "x",
+       .sent = "album_artist A 1|album_title T 1"},
+      {.why = "an album's own",
+       .context = ALBUM,
+       .tui = "t",
+       .tag = "x",
+       .sent = "tui t 1|tui_tag x 1",
+       .ranged = false},
+      {.why = "a name alone", .context = "velox_ctx_mood", .tui = "t", .name = "N", .sent = "track_artist N 1"},
+      {.why = "empty texts aren't sent", .context = TRACK, .artist = "", .sent = "track_title T 1"},
   };
   for (const auto& row : rows) {
     renew_query();
     EXPECT_EQ(seed(named(row.context, {{TUI, row.tui}, {TAG, row.tag}}, row.name, row.title, row.artist)), 0u);
     EXPECT_EQ(generate(), 0u);
-    EXPECT_EQ(
-        behind("lookup_add_data CAD_PRE_0 velox_lookup_data_"),
-        (row.data[0] == 't' && row.data[1] == 'u' ? "" : "result_range_start 1 1|result_range_end 1 1|") + row.data)
+    EXPECT_EQ(behind("lookup_add_data CAD_PRE_0 velox_lookup_data_"),
+              (row.ranged ? "result_range_start 1 1|result_range_end 1 1|" : "") + row.sent)
         << row.why;
   }
 }

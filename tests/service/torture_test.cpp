@@ -1,5 +1,5 @@
 // Everything that can be refused is refused, once each: every allocation, and every call to the manager's tables. Each
-// life goes from creation to release with operations that are tried until they get through; a life names what may fail
+// life goes from the service's start to its stop with operations that are tried until they get through; a life names what may fail
 // without harm. Nothing may leak, no out-parameter may be touched, and the object must work afterwards.
 #include <velox/pask.h>
 
@@ -8,6 +8,8 @@
 #include "service_fixture.h"
 
 namespace {
+
+constexpr pask_status NO_MEMORY = 0x0002;
 
 struct trial {
   pask_status code;      // the low half of what a refused operation gives
@@ -104,8 +106,8 @@ void queries(trial& t, velox_user_handle user) {
   {
     const object artist(ARTIST, {{ARTIST_ID, "id"}});
     const object track(TRACK, {{TUI, "t"}, {TAG, "g"}}, {{OF_ARTIST, &artist}});
-    const object title("velox_ctx_title", {{"velox_val_display", "Title"}});
-    const object unresolved(TRACK, {}, {{"velox_ctx_title!off", &title}});
+    const object title("velox_ctx_title", {{VELOX_VAL_DISPLAY, "Title"}});
+    const object unresolved(TRACK, {}, {{VELOX_CHILD_TITLE, &title}});
     for (const object* one : {&artist, &track, &unresolved})
       t.step("set_mdo", [&] { return velox_cadenz_query_set_mdo(query, *one); });
   }
@@ -140,19 +142,35 @@ void stations(trial& t, velox_user_handle user) {
   recording::spare("");
 }
 
-class Torture : public Service {
+class Torture : public testing::Test {
  protected:
   void SetUp() override {
-    Service::SetUp();
-    answer = [](const velox_standin_lookup& lookup, velox_standin_run* run) {
-      const object track(TRACK, {{TUI, "t"}, {TAG, "g"}});
-      const object album(ALBUM, {{ARTIST_ID, "id"}}, {{"velox_ctx_track!matching", &track}});
-      const object response(RESPONSE,
-                            {{"_sdkmgr_val_cadenz_radio_id", "id"}, {"_sdkmgr_val_response_code", "velox_result_ok"}},
-                            {{OF_ALBUM, &album}});
-      for (uint32_t i = 0; i < lookup.request_count; ++i) velox_standin_run_result(run, i, response);
-      return 0u;
-    };
+    velox_standin_user_create("listener", &user);
+    const velox_standin_provider provider = {nullptr,
+                                             [](void*, const velox_standin_lookup* lookup, velox_standin_run* run) {
+                                               return answer_with_all(*lookup, run);
+                                             }};
+    velox_standin_provider_set(&provider);
+  }
+  void TearDown() override {
+    velox_standin_user_release(user);
+    velox_standin_provider_set(nullptr);
+    recording::stop();
+  }
+
+  // A life with the service's start in front of it and its stop behind.
+  void live(trial& t, life run) {
+    t.also = CADENZ_ERR_INIT_FAILED & 0xffff;
+    t.step("initialize", [&] {
+      const pask_status status = velox_cadenz_initialize(record);
+      velox_standin_error error = {};
+      velox_standin_last_error(&error);
+      EXPECT_TRUE(!status || error.source == (t.code == NO_MEMORY ? 10u : recording::FAILURE)) << error.source;
+      return status;
+    });
+    t.also = 0;
+    run(t, user);
+    if (velox_cadenz_shutdown() != 0 && velox_cadenz_shutdown() == 0) ++t.failures;
   }
 
   // Runs a life again and again, each time with the next thing refused, until nothing is left to refuse. Gives how many
@@ -163,23 +181,28 @@ class Torture : public Service {
     for (uint32_t n = 0;; ++n) {
       SCOPED_TRACE("refusal " + std::to_string(n));
       const int64_t blocks = velox_standin_memory_live_blocks(), objects = velox_standin_live_objects();
+      const uint32_t starts = velox_standin_memory_starts();
       trial t{code};
       arm(n);
-      run(t, user);
+      live(t, run);
       const bool refused = disarm();
       EXPECT_EQ(velox_standin_memory_live_blocks(), blocks);
       EXPECT_EQ(velox_standin_live_objects(), objects);
+      EXPECT_EQ(velox_standin_memory_starts(), starts) << "a module stayed up";
       EXPECT_LE(t.failures, 1) << "one refusal, one failure";
       failures += t.failures;
       if (!refused || HasFailure()) return {failures, n};
     }
   }
+
+  const velox_manager_record* record = recording::start();
+  velox_user_handle user = nullptr;
 };
 
 TEST_F(Torture, EachAllocationIsRefusedOnce) {
   for (const life run : {foundations, filters, queries, stations}) {
     const auto [failures, refusals] = sweep(
-        run, 0x0002, [](uint32_t n) { velox_standin_memory_refuse(n, 0); },
+        run, NO_MEMORY, [](uint32_t n) { velox_standin_memory_refuse(n, 0); },
         [] { return velox_standin_memory_refuse_end() != 0; });
     EXPECT_TRUE(refusals > 0 && failures >= refusals / 2) << "most refusals are told of";
   }
