@@ -42,37 +42,40 @@ VELOX_BEGIN_DECLS
 #define VELOX_OPTION_ROTATION 5 /* boolean: "RADIO" for a true value, else "NONE" */
 #define VELOX_OPTION_ALWAYS   6 /* no option of anybody's: "1" with every request of its kinds */
 
-/* ROW(option, owners, request key, requests, form, reported, help), in the order in which a request gets them. `reported` is
- * the value by which a station's answer tells the setting in force; null for what none tells. */
+/* ROW(option, owners, request key, requests, form, reported, name, help), in the order in which a request gets them. `reported` is
+ * the value by which a station's answer tells the setting in force; null for what none tells. `name` is what people call it on a
+ * command line and among a station's settings; null for what they aren't offered. */
 #define VELOX_OPTIONS(ROW)                                                                                            \
   ROW(VELOX_QUERYOPT_SERVICE_URL, VELOX_OPTION_OF_BOTH, VELOX_LOOKUP_OPTION_SERVICE_URL, VELOX_OPTION_FOR_LOOKUP,     \
-      VELOX_OPTION_TEXT, NULL, "endpoint of the service")                                                             \
+      VELOX_OPTION_TEXT, NULL, NULL, "endpoint of the service")                                                       \
   ROW(VELOX_QUERYOPT_NETWORK_INTF, VELOX_OPTION_OF_BOTH, VELOX_LOOKUP_OPTION_NETWORK_INTF, VELOX_OPTION_FOR_LOOKUP,   \
-      VELOX_OPTION_TEXT, NULL, "network interface")                                                                   \
+      VELOX_OPTION_TEXT, NULL, NULL, "network interface")                                                             \
   ROW(VELOX_CADENZ_OPTION_ENABLE_XIDS, VELOX_OPTION_OF_BOTH, VELOX_LOOKUP_OPTION_XIDS, VELOX_OPTION_FOR_ANY,          \
-      VELOX_OPTION_FLAG, NULL, "external identifiers wanted")                                                         \
+      VELOX_OPTION_FLAG, NULL, NULL, "external identifiers wanted")                                                   \
   ROW(VELOX_CADENZ_OPTION_ENABLE_CONTENT, VELOX_OPTION_OF_BOTH, VELOX_LOOKUP_OPTION_CONTENT, VELOX_OPTION_FOR_ANY,    \
-      VELOX_OPTION_FLAG, NULL, "content data wanted")                                                                 \
+      VELOX_OPTION_FLAG, NULL, NULL, "content data wanted")                                                           \
   ROW(VELOX_CADENZ_OPTION_ENABLE_SONIC, VELOX_OPTION_OF_BOTH, VELOX_LOOKUP_OPTION_SONIC, VELOX_OPTION_FOR_ANY,        \
-      VELOX_OPTION_FLAG, NULL, "sonic data wanted")                                                                   \
-  ROW(NULL, 0, VELOX_LOOKUP_OPTION_RETURN_SETTINGS, VELOX_OPTION_FOR_STATION, VELOX_OPTION_ALWAYS, NULL,              \
+      VELOX_OPTION_FLAG, NULL, NULL, "sonic data wanted")                                                             \
+  ROW(NULL, 0, VELOX_LOOKUP_OPTION_RETURN_SETTINGS, VELOX_OPTION_FOR_STATION, VELOX_OPTION_ALWAYS, NULL, NULL,        \
       "the answer is to report the settings in force")                                                                \
   ROW(VELOX_CADENZ_OPTION_RETURN_COUNT, VELOX_OPTION_OF_BOTH, VELOX_LOOKUP_OPTION_RETURN_COUNT, VELOX_OPTION_FOR_ANY, \
-      VELOX_OPTION_NUMBER, NULL, "How many tracks")                                                                   \
+      VELOX_OPTION_NUMBER, NULL, "count", "How many tracks")                                                          \
   ROW(VELOX_CADENZ_OPTION_FOCUS_POPULARITY, VELOX_OPTION_OF_BOTH, VELOX_LOOKUP_OPTION_FOCUS_POPULARITY,               \
-      VELOX_OPTION_FOR_ANY, VELOX_OPTION_NUMBER, VELOX_VAL_SETTING_POPULARITY,                                        \
+      VELOX_OPTION_FOR_ANY, VELOX_OPTION_NUMBER, VELOX_VAL_SETTING_POPULARITY, "popularity",                          \
       "0: rather the unknown, 1000: rather the well-known")                                                           \
   ROW(VELOX_CADENZ_OPTION_FOCUS_SIMILARITY, VELOX_OPTION_OF_BOTH, VELOX_LOOKUP_OPTION_FOCUS_SIMILARITY,               \
-      VELOX_OPTION_FOR_ANY, VELOX_OPTION_NUMBER, VELOX_VAL_SETTING_SIMILARITY,                                        \
+      VELOX_OPTION_FOR_ANY, VELOX_OPTION_NUMBER, VELOX_VAL_SETTING_SIMILARITY, "similarity",                          \
       "0: rather the surprising, 1000: rather the alike")                                                             \
   ROW(VELOX_CADENZ_OPTION_CATALOG_FILTER, VELOX_OPTION_OF_QUERY, VELOX_LOOKUP_OPTION_CATALOG_FILTER,                  \
-      VELOX_OPTION_FOR_ANY, VELOX_OPTION_TEXT, NULL, "Only tracks of this genre, of this artist, or below this path") \
+      VELOX_OPTION_FOR_ANY, VELOX_OPTION_TEXT, NULL, "from",                                                          \
+      "Only tracks of this genre, of this artist, or below this path")                                                \
   ROW(VELOX_CADENZ_OPTION_MAX_TRACKS_PER_ARTIST, VELOX_OPTION_OF_QUERY, VELOX_LOOKUP_OPTION_MAX_TRACKS_PER_ARTIST,    \
-      VELOX_OPTION_FOR_RECOMMEND, VELOX_OPTION_NUMBER, NULL, "At most so many of one artist")                         \
+      VELOX_OPTION_FOR_RECOMMEND, VELOX_OPTION_NUMBER, NULL, "max-per-artist", "At most so many of one artist")       \
   ROW(VELOX_CADENZ_OPTION_ROTATION_RADIO, VELOX_OPTION_OF_QUERY, VELOX_LOOKUP_OPTION_ROTATION,                        \
-      VELOX_OPTION_FOR_RECOMMEND, VELOX_OPTION_ROTATION, NULL, "radio: artists alternate; none: best first")          \
+      VELOX_OPTION_FOR_RECOMMEND, VELOX_OPTION_ROTATION, NULL, "rotation",                                            \
+      "radio: artists alternate; none: best first")                                                                   \
   ROW(VELOX_CADENZ_OPTION_STATION_DMCA, VELOX_OPTION_OF_BOTH, VELOX_LOOKUP_OPTION_DMCA,                               \
-      VELOX_OPTION_FOR_CREATE | VELOX_OPTION_FOR_STATION, VELOX_OPTION_BOOLEAN, VELOX_VAL_SETTING_DMCA,               \
+      VELOX_OPTION_FOR_CREATE | VELOX_OPTION_FOR_STATION, VELOX_OPTION_BOOLEAN, VELOX_VAL_SETTING_DMCA, "dmca",       \
       "Keep to the rule of internet radio on tracks of one album and artist")
 
 /** A row, for whoever wants them as records: VELOX_OPTIONS(VELOX_OPTION_RECORD) between braces. */
@@ -83,10 +86,11 @@ typedef struct velox_option {
   uint8_t requests;        /* VELOX_OPTION_FOR_ bits */
   uint8_t form;            /* VELOX_OPTION_TEXT and so on */
   const char* reported;    /* value of a station's answer, or null */
+  const char* name;        /* for people, or null */
   const char* help;        /* for people, in a few words */
 } velox_option;
-#define VELOX_OPTION_RECORD(key, owners, request_key, requests, form, reported, help) \
-  {key, owners, request_key, requests, form, reported, help},
+#define VELOX_OPTION_RECORD(key, owners, request_key, requests, form, reported, name, help) \
+  {key, owners, request_key, requests, form, reported, name, help},
 
 VELOX_END_DECLS
 

@@ -12,8 +12,8 @@ struct option_row : velox_option {
 
 constexpr uint32_t length_of(const char* text) { return text ? static_cast<uint32_t>(__builtin_strlen(text)) : 0; }
 
-#define OPTION_ROW(key, owners, request_key, requests, form, reported, help) \
-  {{key, owners, request_key, requests, form, reported, help}, length_of(key)},
+#define OPTION_ROW(key, owners, request_key, requests, form, reported, name, help) \
+  {{key, owners, request_key, requests, form, reported, name, help}, length_of(key)},
 
 constexpr option_row k_options[] = {VELOX_OPTIONS(OPTION_ROW)};
 

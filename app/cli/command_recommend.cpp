@@ -2,10 +2,10 @@
 #include <unistd.h>
 
 #include "cli/commands.h"
+#include "cli/files.h"
 #include "cli/output.h"
-#include "core/files.h"
+#include "cli/request_progress.h"
 #include "core/session.h"
-#include "core/start.h"
 
 namespace app {
 
@@ -50,10 +50,12 @@ int recommend(const std::string& path, const recommend_request& request) {
   const catalog_owner catalog = open_catalog(path);
   watch_interrupts();
 
-  start_point start(running, catalog.get(), path, request.start);
+  request_progress progress(request.start.timeout_seconds);
+  start_point start(running, catalog.get(), path, request.start, progress.watch(), tell);
   velox_mdo_handle given = nullptr;
-  start.watch.finish(velox_cadenz_query_generate_recommendations(start.query.get(), start.filter.get(), &given),
-                     "no recommendations");
+  start.watch.check(velox_cadenz_query_generate_recommendations(start.query.get(), start.filter.get(), &given),
+                    "no recommendations");
+  progress.clear();
   const mdo_owner answer(given);
   recommendation result;
   result.from = std::move(start.from);

@@ -3,8 +3,9 @@
 #include <filesystem>
 
 #include "cli/commands.h"
-#include "core/files.h"
+#include "cli/files.h"
 #include "core/session.h"
+#include "terminal/interrupts.h"
 #include "terminal/terminal.h"
 #include "terminal/text_safe.h"
 

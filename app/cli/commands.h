@@ -2,11 +2,10 @@
 #ifndef CADENZ_APP_COMMANDS_H
 #define CADENZ_APP_COMMANDS_H
 
-#include <optional>
 #include <string>
 #include <vector>
 
-#include "core/item.h"
+#include "core/start.h"
 
 namespace app {
 
@@ -29,19 +28,6 @@ struct lists_request {
 };
 
 enum class form { table, json, m3u, xspf };
-
-struct named_seed {
-  item_kind kind;
-  std::string text;
-};
-
-/** What recommendations and stations start from. */
-struct start_request {
-  std::vector<named_seed> seeds;  // in the order of the command line
-  std::vector<std::string> genres, moods, eras;
-  std::vector<std::pair<const char*, std::string>> options;  // of the query, as velox_cadenz.h names them
-  std::optional<double> timeout_seconds;
-};
 
 struct recommend_request {
   start_request start;

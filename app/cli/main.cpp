@@ -10,11 +10,11 @@
 #include <sstream>
 
 #include "cli/commands.h"
-#include "core/finding.h"
+#include "core/options.h"
 #include "core/session.h"
+#include "core/text.h"
 #include "terminal/child.h"
 #include "terminal/terminal.h"
-#include "terminal/text_safe.h"
 
 namespace {
 
@@ -130,19 +130,15 @@ void add_lists(CLI::App& program, command_line& line) {
       [&line] { line.run = [](const command_line& l) { return lists(catalog_path(l.catalog), l.lists); }; });
 }
 
-/** What an option is for, in the words of the table of options. */
-std::string help_of(std::string_view key) {
-  static constexpr velox_option options[] = {VELOX_OPTIONS(VELOX_OPTION_RECORD)};
-  const auto row = std::ranges::find_if(options, [&](const velox_option& one) { return one.key && key == one.key; });
-  return row != std::end(options) ? row->help : "";
-}
+std::string name_of(const char* key) { return std::string("--") + option_of(key).name; }
 
 /** A number that becomes an option of the query. */
-void add_query_option(CLI::App* command, const char* name, const char* key, start_request& request, int least) {
-  const std::string help = help_of(key) + (least > 0 ? ", " + std::to_string(least) + " to 1000" : "");
+void add_query_option(CLI::App* command, const char* key, start_request& request, int least) {
+  const std::string help = option_of(key).help + (least > 0 ? ", " + std::to_string(least) + " to 1000" : "");
   command
       ->add_option_function<uint32_t>(
-          name, [&request, key](uint32_t value) { request.options.emplace_back(key, std::to_string(value)); }, help)
+          name_of(key), [&request, key](uint32_t value) { request.options.emplace_back(key, std::to_string(value)); },
+          help)
       ->check(whole_number(least, 1000))
       ->type_name("N")
       ->group("Choice");
@@ -155,10 +151,6 @@ std::string catalog_filter(const std::string& text) {
   return std::filesystem::absolute(text).lexically_normal().string();
 }
 
-bool has_filters(const start_request& request) {
-  return !request.genres.empty() || !request.moods.empty() || !request.eras.empty();
-}
-
 /** The seeds, filters and choices that recommendations and stations have in common. */
 void add_start(CLI::App* command, seed_options& seeds, start_request& request) {
   seeds.add_to(command);
@@ -167,16 +159,16 @@ void add_start(CLI::App* command, seed_options& seeds, start_request& request) {
   add_repeatable(command, "--era", request.eras, "Only this era, such as 1990s, 90s or 1994; repeatable")
       ->group("Filters");
 
-  add_query_option(command, "--count", VELOX_CADENZ_OPTION_RETURN_COUNT, request, 1);
-  add_query_option(command, "--popularity", VELOX_CADENZ_OPTION_FOCUS_POPULARITY, request, 0);
-  add_query_option(command, "--similarity", VELOX_CADENZ_OPTION_FOCUS_SIMILARITY, request, 0);
+  add_query_option(command, VELOX_CADENZ_OPTION_RETURN_COUNT, request, 1);
+  add_query_option(command, VELOX_CADENZ_OPTION_FOCUS_POPULARITY, request, 0);
+  add_query_option(command, VELOX_CADENZ_OPTION_FOCUS_SIMILARITY, request, 0);
   command
       ->add_option_function<std::string>(
-          "--from",
+          name_of(VELOX_CADENZ_OPTION_CATALOG_FILTER),
           [&request](const std::string& value) {
             request.options.emplace_back(VELOX_CADENZ_OPTION_CATALOG_FILTER, catalog_filter(value));
           },
-          help_of(VELOX_CADENZ_OPTION_CATALOG_FILTER))
+          option_of(VELOX_CADENZ_OPTION_CATALOG_FILTER).help)
       ->type_name("WHAT")
       ->group("Choice");
   command->add_option("--timeout", request.timeout_seconds, "Give up after so many seconds")
@@ -204,14 +196,14 @@ void add_recommend(CLI::App& program, command_line& line) {
   recommend_request& request = line.recommend;
   add_catalog(command, line);
   add_start(command, line.seeds_of_recommend, request.start);
-  add_query_option(command, "--max-per-artist", VELOX_CADENZ_OPTION_MAX_TRACKS_PER_ARTIST, request.start, 1);
+  add_query_option(command, VELOX_CADENZ_OPTION_MAX_TRACKS_PER_ARTIST, request.start, 1);
   command
       ->add_option_function<std::string>(
-          "--rotation",
+          name_of(VELOX_CADENZ_OPTION_ROTATION_RADIO),
           [&request](const std::string& value) {
             request.start.options.emplace_back(VELOX_CADENZ_OPTION_ROTATION_RADIO, value == "radio" ? "1" : "0");
           },
-          help_of(VELOX_CADENZ_OPTION_ROTATION_RADIO))
+          option_of(VELOX_CADENZ_OPTION_ROTATION_RADIO).help)
       ->check(CLI::IsMember({"radio", "none"}).description(""))
       ->type_name("HOW")
       ->group("Choice");
@@ -238,7 +230,7 @@ void add_recommend(CLI::App& program, command_line& line) {
     start_request& start = line.recommend.start;
     take_seeds(command, line.seeds_of_recommend, start);
     if (line.recommend.output == form::table) line.recommend.output = form_of(line.recommend.file);
-    if (start.seeds.empty() && !has_filters(start))
+    if (start.seeds.empty() && !start.has_filters())
       throw CLI::ValidationError("nothing to start from: give --track, --album, --artist, --genre, --mood or --era");
     line.run = [](const command_line& l) { return recommend(catalog_path(l.catalog), l.recommend); };
   });
@@ -255,8 +247,9 @@ void add_radio(CLI::App& program, command_line& line) {
   add_start(command, line.seeds_of_radio, request.start);
   command
       ->add_flag_callback(
-          "--dmca", [&request] { request.start.options.emplace_back(VELOX_CADENZ_OPTION_STATION_DMCA, "1"); },
-          help_of(VELOX_CADENZ_OPTION_STATION_DMCA))
+          name_of(VELOX_CADENZ_OPTION_STATION_DMCA),
+          [&request] { request.start.options.emplace_back(VELOX_CADENZ_OPTION_STATION_DMCA, "1"); },
+          option_of(VELOX_CADENZ_OPTION_STATION_DMCA).help)
       ->group("Choice");
   command
       ->add_option_function<std::string>(
@@ -280,7 +273,7 @@ void add_radio(CLI::App& program, command_line& line) {
     const bool elsewhere = std::ranges::any_of(start.options, [](const auto& option) {
       return option.first == std::string_view(VELOX_CADENZ_OPTION_CATALOG_FILTER);
     });
-    if (station->count() > 0 && (!start.seeds.empty() || has_filters(start) || elsewhere))
+    if (station->count() > 0 && (!start.seeds.empty() || start.has_filters() || elsewhere))
       throw CLI::ValidationError("--station goes on with the seeds and filters that the station has");
     line.run = [](const command_line& l) { return radio(catalog_path(l.catalog), l.radio); };
   });

@@ -34,6 +34,22 @@ std::string json_of(const std::vector<history_row>& history);
 /** One line. */
 std::string json_line(const radio_event& event);
 
+/** The events of a session in words for a person, from the first to the last. */
+class radio_words {
+ public:
+  /** `keys`: the listener presses keys, of which help tells. */
+  radio_words(const terminal& where, bool keys) : where_(where), keys_(keys) {}
+
+  std::string operator()(const radio_event& event);
+
+ private:
+  std::string playlist(const radio_event& event);
+
+  terminal where_;
+  bool keys_;
+  bool playlist_shown_ = false;
+};
+
 /** Extended M3U. A track without a path, or with one that no line can hold, gets a comment. For a terminal the paths are
  *  made safe; otherwise they are byte for byte those of the files. */
 std::string m3u_of(const recommendation& result, bool for_terminal);

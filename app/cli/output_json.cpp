@@ -1,9 +1,11 @@
 /* JSON for programs, through nlohmann-json. Fields that a track doesn't have are left out. */
 #include <cstdio>
+#include <cstdlib>
 #include <ctime>
 #include <nlohmann/json.hpp>
 
 #include "cli/output.h"
+#include "terminal/radio_input.h"
 #include "terminal/text_safe.h"
 
 namespace app {
@@ -25,7 +27,7 @@ std::string dumped(const json& document, int indent = 2) {
   };
   for (size_t at = 0; at < raw.size();) {
     const char32_t code_point = next_code_point(raw, at);
-    if (code_point == '\n' || !acts_on_terminal(code_point)) {
+    if (!acts_on_terminal(code_point)) {
       append_utf8(text, code_point);
     } else if (code_point < 0x10000) {
       escape(code_point);
@@ -88,9 +90,13 @@ std::string moment_of(uint64_t seconds) {
 
 json object_of(const station_settings& settings) {
   json object = json::object();
-  put(object, "popularity", settings.popularity);
-  put(object, "similarity", settings.similarity);
-  if (settings.dmca) object["dmca"] = *settings.dmca;
+  for (const setting& one : settings) {
+    if (!one.value) continue;
+    if (one.option->form == VELOX_OPTION_NUMBER)
+      object[one.option->name] = std::strtol(one.value->c_str(), nullptr, 10);
+    else
+      object[one.option->name] = one.is_on();
+  }
   return object;
 }
 
@@ -144,8 +150,10 @@ std::string json_of(const std::vector<history_row>& history) {
 
 std::string json_line(const radio_event& event) {
   json object = json::object();
-  object["event"] = event.name;
+  object["event"] = event.name();
   for (const auto& [key, value] : event.texts) object[key] = value;
+  if (event.what == happening::help)
+    for (const action_name& one : action_names) object[one.word] = help_of(one);
   if (event.settings) object["settings"] = object_of(*event.settings);
   for (const auto& [key, value] : event.numbers) object[key] = value;
   if (event.track) object["track"] = object_of(*event.track);

@@ -5,8 +5,7 @@
 #include <algorithm>
 
 #include "core/nearest.h"
-#include "terminal/terminal.h"
-#include "terminal/text_safe.h"
+#include "core/text.h"
 
 namespace app {
 
@@ -56,14 +55,15 @@ std::vector<found_object> find_by_both(velox_catalog_handle catalog, item_kind k
 }
 
 /** Tells when a name stands for several things, and which one was taken. */
-void tell_namesakes(const std::vector<found_object>& fits, const std::string& text) {
+void tell_namesakes(const std::vector<found_object>& fits, const std::string& text, const notice_sink& notices) {
   const auto is_named_so = [&](const found_object& one) {
     return lower(one.shown.title) == lower(text) && lower(one.shown.artist) != lower(fits.front().shown.artist);
   };
   const auto others = std::count_if(fits.begin() + 1, fits.end(), is_named_so);
   if (others == 0 || fits.front().shown.kind == item_kind::artist) return;
-  tell("taking " + description(fits.front().shown) + "; " + std::to_string(others) + " more by others have that name",
-       "name the artist too: --" + std::string(kind_name(fits.front().shown.kind)) + " \"Artist - Title\"");
+  notices(
+      "taking " + description(fits.front().shown) + "; " + std::to_string(others) + " more by others have that name",
+      "name the artist too: --" + std::string(kind_name(fits.front().shown.kind)) + " \"Artist - Title\"");
 }
 
 bool ends_with(const std::string& text, const std::string& end) {
@@ -88,14 +88,15 @@ std::vector<found_object> find(velox_catalog_handle catalog, const std::string& 
   return found;
 }
 
-found_object find_seed(velox_catalog_handle catalog, item_kind kind, const std::string& text) {
+found_object find_seed(velox_catalog_handle catalog, item_kind kind, const std::string& text,
+                       const notice_sink& notices) {
   std::vector<found_object> fits = find(catalog, text, kind, seed_candidates);
   if (fits.empty() && kind != item_kind::artist) fits = find_by_both(catalog, kind, text);
   if (fits.empty())
     throw failure(std::string("no ") + kind_name(kind) + " \"" + text + "\" in the catalogue",
                   suggestion(nearest_items(catalog, kind, text), "look for it with: cadenz search TEXT"));
 
-  tell_namesakes(fits, text);
+  tell_namesakes(fits, text, notices);
   return std::move(fits.front());
 }
 

@@ -2,6 +2,8 @@
 #ifndef CADENZ_APP_FINDING_H
 #define CADENZ_APP_FINDING_H
 
+#include <functional>
+
 #include "core/item.h"
 
 namespace app {
@@ -14,9 +16,13 @@ struct found_object {
 /** Objects of a kind whose names hold all words of the text, best first. */
 std::vector<found_object> find(velox_catalog_handle catalog, const std::string& text, item_kind kind, uint32_t limit);
 
+/** Told what somebody should know although nothing failed: what it is, and what to do about it. */
+using notice_sink = std::function<void(const std::string& what, const std::string& next)>;
+
 /** The one object that a person named, by its name or as "Artist - Title". Several that fit as well are told of; none is a
  *  failure that names the nearest. */
-found_object find_seed(velox_catalog_handle catalog, item_kind kind, const std::string& text);
+found_object find_seed(velox_catalog_handle catalog, item_kind kind, const std::string& text,
+                       const notice_sink& notices);
 
 /** One of the three lists that filters are made of. */
 struct list_kind {

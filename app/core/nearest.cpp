@@ -6,7 +6,7 @@
 #include <sstream>
 
 #include "core/finding.h"
-#include "terminal/text_safe.h"
+#include "core/text.h"
 
 namespace app {
 

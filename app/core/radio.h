@@ -1,80 +1,88 @@
-/* A session of the radio: one track after the other, by hand or through a player, steered by the listener. */
+/* The radio: one track after the other on a station, steered by a listener. Orders come in and events go out, on the caller's
+ * thread and one after the other: it knows no person and no program, neither a player nor the time. */
 #ifndef CADENZ_APP_RADIO_H
 #define CADENZ_APP_RADIO_H
 
-#include "cli/commands.h"
+#include <functional>
+
 #include "core/radio_event.h"
 #include "core/upcoming.h"
-#include "terminal/child.h"
-#include "terminal/event_hook.h"
-#include "terminal/radio_input.h"
-#include "terminal/signals.h"
-#include "terminal/terminal.h"
 
 namespace app {
 
+enum class action {
+  // Of the listener:
+  next,
+  skip,
+  love,
+  ban,
+  love_artist,
+  ban_artist,
+  explain,
+  upcoming,
+  settings,  // tells them, or changes the one in the text
+  pause,
+  help,
+  quit,
+  unknown,  // the text is no order
+  // Of whoever plays the tracks:
+  ended,       // the track was played to its end
+  unplayable,  // it can't be played, for the reason in the text
+  by_hand      // nothing is played any more: the listener walks on
+};
+
+struct order {
+  action what;
+  std::string text = {};
+};
+
 class radio_session {
  public:
-  radio_session(station& on, const std::string& catalog, const radio_request& request);
+  /** An order must not be given while an event is being told. */
+  using listener = std::function<void(const radio_event&)>;
 
-  /** Runs to its end; returns the exit status. `name` is the station's, `from` what a new one started from. */
-  int run(const std::string& name, const origin& from);
+  /** `played`: something plays the tracks and tells of their ends; otherwise the listener walks from one to the next. */
+  radio_session(station& on, bool played, listener told)
+      : station_(on), coming_(on), played_(played), told_(std::move(told)) {}
 
- private:
-  // The loop
-  void wait();
-  void take_signals();
+  /** Begins, unless it is over already. `name` is the station's, `from` what a new one started from. */
+  void begin(const std::string& name, const origin& from);
+  /** Does what is ordered. A failure that ends the session is thrown. */
   void obey(const order& given);
+  /** Ends it for the first reason that is given; may be called while an event is being told. */
   void end(const char* why);
+  /** Reports what isn't reported yet, and tells how it went. The service waits for another process a bounded time only. */
   void finish();
 
-  // The tracks
+  bool over() const { return end_ != nullptr; }
+  bool paused() const { return paused_; }
+  bool played() const { return played_; }
+  /** False when something was lost, or nothing could be played at all. */
+  bool went_well() const { return well_; }
+  const std::string& station_id() const { return station_.id(); }
+
+ private:
   bool draw();
   void take_next();
-  void leave(const listener_event& how);
-  void like(const listener_event& how);
+  void leave(uint32_t event);
+  void like(uint32_t event);
   bool record(const listener_event& how);
-  void change_setting(const std::string& text);
-
-  // The player
-  bool start_player();
-  void track_ended(const child_end& how);
   void pass_over(const std::string& why);
   void pause_or_go_on();
-
-  // What is told
-  void happened(const radio_event& event, const std::string& line);
-  void answer(const radio_event& event, const std::string& text);
-  void write(const std::string& text);
+  void change_setting(const std::string& text);
+  void tell_settings();
   void tell_of(const listener_event& how, const item& track);
-  void not_understood(const std::string& what, const std::string& next);
-  void show_station(const std::string& name, const origin& from);
-  void show_playlist(bool steered);
-  void show_track();
-  void show_upcoming();
-  void show_settings();
-  void show_help();
+  void tell_playlist(bool steered);
+  void tell_trouble(const std::string& what, const std::string& next = {}, happening kind = happening::notice);
 
   station& station_;
-  const radio_request& request_;
-  const terminal where_;
-
   upcoming coming_;
+  bool played_;
+  const listener told_;
   std::optional<playlist_track> current_;
   uint64_t counts_[VELOX_CADENZ_EVENT_ARTIST_DISLIKE + 1] = {};
-
-  signal_watch signals_;
-  radio_input input_;
-  std::deque<order> orders_;
-  bool input_over_ = false;
-  bool playlist_shown_ = false;
-  child player_;
-  bool with_player_, paused_ = false;
-  event_hook hook_;
-
-  const char* end_ = nullptr;  // why the session is over
-  int status_ = exit_fine;
-  bool output_there_ = true;
+  bool paused_ = false, well_ = true;
+  const char* end_ = nullptr;
 };
 
 }  // namespace app

@@ -1,7 +1,6 @@
-/* Start and stop, the place of the catalogue, the words for failures, and interrupts. */
+/* Start and stop, the place of the catalogue, and the words for failures. */
 #include "core/session.h"
 
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -11,10 +10,6 @@ namespace app {
 namespace fs = std::filesystem;
 
 namespace {
-
-volatile std::sig_atomic_t s_interrupted = 0;
-
-extern "C" void on_interrupt(int) { s_interrupted = 1; }
 
 const char* environment(const char* name) {
   const char* value = std::getenv(name);
@@ -79,16 +74,5 @@ catalog_owner open_catalog(const std::string& path, bool to_change) {
 }
 
 catalog_owner open_catalog_for_scan(const std::string& path) { return opened(path, VELOX_CATALOG_CREATE); }
-
-void watch_interrupts() {
-  struct sigaction action = {};
-  action.sa_handler = on_interrupt;
-  action.sa_flags = static_cast<int>(SA_RESETHAND | SA_RESTART);  // a second Ctrl-C ends the program at once
-  sigemptyset(&action.sa_mask);
-  sigaction(SIGINT, &action, nullptr);
-  sigaction(SIGTERM, &action, nullptr);
-}
-
-bool interrupted() { return s_interrupted != 0; }
 
 }  // namespace app

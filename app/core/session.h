@@ -41,10 +41,6 @@ catalog_owner open_catalog(const std::string& path, bool to_change = false);
 /** Opens the catalogue for a scan; makes it when missing. */
 catalog_owner open_catalog_for_scan(const std::string& path);
 
-/** Asks to be told of Ctrl-C and of SIGTERM instead of being ended by the first of them. */
-void watch_interrupts();
-bool interrupted();
-
 }  // namespace app
 
 #endif

@@ -1,7 +1,6 @@
 /* The way from names to handles. Callbacks of the service come on the thread of the request. */
 #include "core/start.h"
 
-#include "core/finding.h"
 #include "core/session.h"
 
 namespace app {
@@ -10,7 +9,7 @@ namespace {
 
 filter_owner make_filter(velox_catalog_handle catalog, const start_request& request, origin& from) {
   const std::vector<std::string>* wanted[] = {&request.genres, &request.moods, &request.eras};
-  if (request.genres.empty() && request.moods.empty() && request.eras.empty()) return nullptr;
+  if (!request.has_filters()) return nullptr;
 
   filter_owner filter = acquire<filter_owner>("making a filter", velox_cadenz_filter_create);
   for (size_t i = 0; i < std::size(list_kinds); ++i)
@@ -21,7 +20,7 @@ filter_owner make_filter(velox_catalog_handle catalog, const start_request& requ
 
 }  // namespace
 
-request_watch::request_watch(std::optional<double> timeout_seconds) {
+request_watch::request_watch(std::optional<double> timeout_seconds, waiting follow) : follow_(std::move(follow)) {
   using clock = std::chrono::steady_clock;
   if (timeout_seconds)
     deadline_ =
@@ -31,24 +30,22 @@ request_watch::request_watch(std::optional<double> timeout_seconds) {
 void request_watch::on_progress(void* data, uint32_t status, uint32_t, uint32_t total_1, uint32_t total_2,
                                 uint8_t* abort) noexcept {
   auto& watch = *static_cast<request_watch*>(data);
-  if (abort && (interrupted() || watch.expired())) *abort = 1;
-  if (status != VELOX_CADENZ_STATUS_END && watch.line_.due())
-    watch.line_.show("looking for music: " + std::to_string(uint64_t{total_1} + total_2) + " looked at");
+  if (status != VELOX_CADENZ_STATUS_END && !watch.follow_(uint64_t{total_1} + total_2)) watch.given_up_ = true;
+  if (abort && (watch.given_up_ || watch.expired())) *abort = 1;
 }
 
-void request_watch::finish(pask_status status, const char* failed) {
-  line_.clear();
+void request_watch::check(pask_status status, const char* failed) const {
   if (status == 0) return;
-  if (interrupted()) throw failure("interrupted");
+  if (given_up_) throw failure("interrupted");
   if (expired()) throw failure("no answer in the time given", "give more of it with --timeout SECONDS");
-  throw failure(std::string(failed) + ": " + last_error(status));
+  app::check(status, failed);
 }
 
 start_point::start_point(const session& running, velox_catalog_handle catalog, const std::string& path,
-                         const start_request& request)
-    : watch(request.timeout_seconds),
+                         const start_request& request, request_watch& followed_by, const notice_sink& notices)
+    : watch(followed_by),
       query(acquire<query_owner>("making a query", velox_cadenz_query_create, running.user(),
-                                 request_watch::on_progress, &watch)) {
+                                 request_watch::on_progress, &followed_by)) {
   const auto set_option = [&](const char* key, const std::string& value) {
     check(velox_cadenz_query_option_set(query.get(), key, value.c_str()), "setting an option");
   };
@@ -59,7 +56,7 @@ start_point::start_point(const session& running, velox_catalog_handle catalog, c
   check(velox_catalog_count(catalog, &counts));
   from.invented = counts.invented != 0;
   for (const named_seed& named : request.seeds) {
-    found_object seed = find_seed(catalog, named.kind, named.text);
+    found_object seed = find_seed(catalog, named.kind, named.text, notices);
     check(velox_cadenz_query_set_mdo(query.get(), seed.object.get()), "adding a seed");
     from.seeds.push_back(std::move(seed.shown));
   }

@@ -2,22 +2,19 @@
  * they are kept here until a request with them has succeeded. */
 #include "core/station.h"
 
-#include <velox/pask_number.h>
-
 #include <algorithm>
-#include <cstdlib>
 
 #include "core/session.h"
 
 namespace app {
 
 constexpr listener_event listener_events[6] = {
-    {VELOX_CADENZ_EVENT_TRACK_PLAYED, "TRACK_PLAYED", "played", nullptr},
-    {VELOX_CADENZ_EVENT_TRACK_SKIPPED, "TRACK_SKIPPED", "skipped", "skipped: "},
-    {VELOX_CADENZ_EVENT_TRACK_LIKE, "TRACK_LIKE", "liked", "liked: "},
-    {VELOX_CADENZ_EVENT_TRACK_DISLIKE, "TRACK_DISLIKE", "banned", "banned: "},
-    {VELOX_CADENZ_EVENT_ARTIST_LIKE, "ARTIST_LIKE", "artist-liked", "artist liked: "},
-    {VELOX_CADENZ_EVENT_ARTIST_DISLIKE, "ARTIST_DISLIKE", "artist-banned", "artist banned: "},
+    {VELOX_CADENZ_EVENT_TRACK_PLAYED, VELOX_LOOKUP_EVENT_TRACK_PLAYED, "played"},
+    {VELOX_CADENZ_EVENT_TRACK_SKIPPED, VELOX_LOOKUP_EVENT_TRACK_SKIPPED, "skipped"},
+    {VELOX_CADENZ_EVENT_TRACK_LIKE, VELOX_LOOKUP_EVENT_TRACK_LIKE, "liked"},
+    {VELOX_CADENZ_EVENT_TRACK_DISLIKE, VELOX_LOOKUP_EVENT_TRACK_DISLIKE, "banned"},
+    {VELOX_CADENZ_EVENT_ARTIST_LIKE, VELOX_LOOKUP_EVENT_ARTIST_LIKE, "artist-liked"},
+    {VELOX_CADENZ_EVENT_ARTIST_DISLIKE, VELOX_LOOKUP_EVENT_ARTIST_DISLIKE, "artist-banned"},
 };
 
 namespace {
@@ -37,11 +34,6 @@ int collect_event(void* context, const velox_catalog_station_event* one) noexcep
   return 0;
 }
 
-std::optional<std::string> value_of(velox_mdo_handle object, const char* key) {
-  const char* value = object ? velox_standin_mdo_value(object, key, 1) : nullptr;
-  return value ? std::optional<std::string>(value) : std::nullopt;
-}
-
 std::string id_of(velox_cadenz_station_handle handle) {
   const char* id = nullptr;
   check(velox_cadenz_station_id(handle, &id), "reading the station's identifier");
@@ -54,7 +46,7 @@ velox_cadenz_station_handle made(start_point& start) {
       velox_cadenz_query_generate_station(start.query.get(), start.filter.get(), nullptr, nullptr, &handle);
   if (status == CADENZ_ERR_NOT_FOUND)
     throw failure("nothing in the catalogue fits", "give fewer filters, or another --from");
-  start.watch.finish(status, "no station can be made");
+  start.watch.check(status, "no station can be made");
   return handle;
 }
 
@@ -103,8 +95,7 @@ station::station(const session& running, const std::string& id,
 
 bool station::record(uint32_t event, const playlist_track& track) {
   velox_mdo_handle subject = track.object.get();
-  if (event == VELOX_CADENZ_EVENT_ARTIST_LIKE || event == VELOX_CADENZ_EVENT_ARTIST_DISLIKE)
-    subject = velox_standin_mdo_child(subject, VELOX_CHILD_ARTIST, 1);
+  if (listener_events[event - 1].is_of_artist()) subject = velox_standin_mdo_child(subject, VELOX_CHILD_ARTIST, 1);
   if (!subject) return false;
   check(velox_cadenz_station_event(handle_.get(), event, subject), "recording an event");
   pending_.push_back({event, keep(subject)});
@@ -156,13 +147,14 @@ std::vector<playlist_track> station::tracks() const {
 }
 
 station_settings station::settings() const {
-  const auto number = [&](const char* key) -> std::optional<long> {
-    const std::optional<std::string> text = value_of(playlist_.get(), key);
-    return text && !text->empty() ? std::optional(std::strtol(text->c_str(), nullptr, 10)) : std::nullopt;
-  };
-  const std::optional<std::string> dmca = value_of(playlist_.get(), VELOX_VAL_SETTING_DMCA);
-  return {number(VELOX_VAL_SETTING_POPULARITY), number(VELOX_VAL_SETTING_SIMILARITY),
-          dmca ? std::optional(pask_string_atobool(dmca->c_str()) != 0) : std::nullopt};
+  station_settings settings;
+  for (const velox_option& option : all_options) {
+    if (!option.reported) continue;
+    const char* value = playlist_ ? velox_standin_mdo_value(playlist_.get(), option.reported, 1) : nullptr;
+    const bool told = value && (*value || option.form != VELOX_OPTION_NUMBER);  // a switch that isn't set is off
+    settings.push_back({&option, told ? std::optional<std::string>(value) : std::nullopt});
+  }
+  return settings;
 }
 
 }  // namespace app

@@ -3,6 +3,7 @@
 #define CADENZ_APP_STATION_H
 
 #include "core/item.h"
+#include "core/options.h"
 #include "core/start.h"
 
 namespace app {
@@ -15,18 +16,13 @@ struct playlist_track {
 
 /** What a listener does to a track or its artist. */
 struct listener_event {
-  uint32_t event;        // VELOX_CADENZ_EVENT_...
-  const char* kind;      // as a station's history has it, "TRACK_LIKE"
-  const char* name;      // as the program has it, "liked"
-  const char* sentence;  // its beginning, before the track or artist; null where none is needed
+  uint32_t event;    // VELOX_CADENZ_EVENT_...
+  const char* kind;  // as a station's history has it, "TRACK_LIKE"
+  const char* name;  // as the program has it, "liked"
+
+  bool is_of_artist() const { return event >= VELOX_CADENZ_EVENT_ARTIST_LIKE; }
 };
 extern const listener_event listener_events[6];  // by event, from 1
-
-/** What the service goes by; nothing where it doesn't tell. */
-struct station_settings {
-  std::optional<long> popularity, similarity;
-  std::optional<bool> dmca;
-};
 
 /** What the catalogue keeps of a station. */
 struct station_row {
@@ -50,7 +46,7 @@ station_row find_station(velox_catalog_handle catalog, const std::string& id);
 class station {
  public:
   /** Makes a new one. */
-  station(start_point& start);
+  explicit station(start_point& start);
   /** Goes on with one; `options` are set on it. */
   station(const session& running, const std::string& id,
           const std::vector<std::pair<const char*, std::string>>& options);

@@ -5,7 +5,7 @@
 
 #include <cerrno>
 
-#include "terminal/text_safe.h"
+#include "core/text.h"
 
 namespace app {
 
@@ -18,23 +18,27 @@ constexpr action_name action_names[12] = {
     {action::ban_artist, 'A', "ban artist", "never this artist again, and the next track"},
     {action::explain, 'e', "explain", "why this track is there"},
     {action::upcoming, 'u', "upcoming", "what comes next"},
-    {action::settings, 's', "settings", "show the settings; change one: popularity N, similarity N, dmca on or off"},
+    {action::settings, 's', "settings", "show the settings; change one: "},
     {action::pause, 'p', "pause", "pause or go on, with a player; also the space bar"},
     {action::help, '?', "help", "these keys"},
     {action::quit, 'q', "quit", "report what isn't reported yet, and end"},
 };
+
+std::string help_of(const action_name& one) {
+  if (one.what != action::settings) return one.help;
+  return one.help + number_settings() + ", " + switch_settings({}, " on or off");
+}
 
 namespace {
 
 constexpr size_t longest_line = 4096;
 constexpr char escape = 0x1b;
 
-action action_of_key(char key) {
-  if (key == ' ') return action::pause;
-  if (key == '\n' || key == '\r') return action::nothing;
+order order_of_key(char key) {
+  if (key == ' ') return {action::pause};
   for (const action_name& one : action_names)
-    if (one.key == key) return one.what;
-  return action::unknown;
+    if (one.key == key) return {one.what};
+  return {action::unknown, std::string(1, key)};
 }
 
 /** The words with one blank between them. */
@@ -51,17 +55,17 @@ std::string squeezed(std::string_view text) {
 
 }  // namespace
 
-order read_order(std::string_view line) {
+std::optional<order> read_order(std::string_view line) {
   const std::string text = squeezed(line);
-  if (text.empty()) return {action::nothing, {}};
-  if (text.size() == 1) return {action_of_key(text.front()), text};
+  if (text.empty()) return std::nullopt;
+  if (text.size() == 1) return order_of_key(text.front());
 
   const std::string words = lower(text);
   for (const action_name& one : action_names)
-    if (words == one.word) return {one.what, {}};
+    if (words == one.word) return order{one.what};
   for (const std::string_view settings : {"settings ", "s "})
-    if (words.starts_with(settings)) return {action::settings, words.substr(settings.size())};
-  return {action::unknown, text};
+    if (words.starts_with(settings)) return order{action::settings, words.substr(settings.size())};
+  return order{action::unknown, text};
 }
 
 radio_input::radio_input() : terminal_(isatty(STDIN_FILENO) == 1 && tcgetattr(STDIN_FILENO, &usual_) == 0) { resume(); }
@@ -130,9 +134,9 @@ void radio_input::take_key(char key, std::deque<order>& orders) {
   } else if (key == escape) {
     keys_ = escaped;
   } else if (key == 4) {  // Ctrl-D
-    orders.push_back({action::quit, {}});
-  } else {
-    orders.push_back({action_of_key(key), std::string(1, key)});
+    orders.push_back({action::quit});
+  } else if (key != '\n' && key != '\r') {
+    orders.push_back(order_of_key(key));
   }
 }
 
@@ -142,8 +146,10 @@ void radio_input::take_line(std::deque<order>& orders) {
     if (!setting.empty()) orders.push_back({action::settings, setting});
     asking_ = false;
     resume();
-  } else {
-    orders.push_back(too_long_ ? order{action::unknown, "a line of more than 4096 characters"} : read_order(line_));
+  } else if (too_long_) {
+    orders.push_back({action::unknown, "a line of more than 4096 characters"});
+  } else if (std::optional<order> said = read_order(line_)) {
+    orders.push_back(std::move(*said));
   }
   too_long_ = false;
   line_.clear();

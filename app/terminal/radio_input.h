@@ -8,41 +8,23 @@
 #include <string>
 #include <string_view>
 
+#include "core/radio.h"
+
 namespace app {
-
-enum class action {
-  next,
-  skip,
-  love,
-  ban,
-  love_artist,
-  ban_artist,
-  explain,
-  upcoming,
-  settings,
-  pause,
-  help,
-  quit,
-  nothing,
-  unknown
-};
-
-struct order {
-  action what;
-  std::string text;  // behind "settings": the setting; of an unknown one: all of it
-};
 
 /** One command of the radio, as key and as word. */
 struct action_name {
   action what;
   char key;
   const char* word;
-  const char* help;
+  const char* help;  // its beginning, where it goes on with the settings
 };
 extern const action_name action_names[12];
+/** What it does, in full. */
+std::string help_of(const action_name& one);
 
-/** Reads a line: a key or a word in any case, "settings" with what comes behind it. */
-order read_order(std::string_view line);
+/** Reads a line: a key or a word in any case, "settings" with what comes behind it. Nothing for a line of blanks. */
+std::optional<order> read_order(std::string_view line);
 
 class radio_input {
  public:

@@ -3,17 +3,12 @@
 #ifndef CADENZ_APP_TEXT_SAFE_H
 #define CADENZ_APP_TEXT_SAFE_H
 
-#include <cstddef>
-#include <string>
-#include <string_view>
+#include "core/text.h"
 
 namespace app {
 
-/** Reads the code point at `at` and steps behind it; a byte that begins none is U+FFFD. */
-char32_t next_code_point(std::string_view text, size_t& at);
-void append_utf8(std::string& to, char32_t code_point);
-/** True for what may act on a terminal instead of being shown on it. */
-bool acts_on_terminal(char32_t code_point);
+/** True for what may act on a terminal or on the text around it instead of being shown. */
+inline bool acts_on_terminal(char32_t code_point) { return velox_text_class_of(code_point) == VELOX_TEXT_ACTING; }
 
 /** The text as one harmless line: tabs and line ends are blanks, anything harmful is U+FFFD, and a pile of combining marks is
  *  cut. */
@@ -22,8 +17,6 @@ std::string safe(std::string_view text);
 size_t display_width(std::string_view safe_text);
 /** A text of safe() cut to at most so many columns; the cut is marked with an ellipsis. */
 std::string fit(std::string_view safe_text, size_t columns);
-/** ASCII letters in lower case. */
-std::string lower(std::string_view text);
 
 }  // namespace app
 

@@ -1,63 +1,33 @@
-// Cleaning and folding of names. One decoder and one table of Latin letters serve both.
+// Cleaning and folding of names: velox_text.h tells the code points and what they are, a table of Latin letters their bases.
 #include "model/text.h"
 
 #include <algorithm>
 #include <charconv>
+#include <utility>
+
+#include "velox_text.h"
 
 namespace velox::catalog {
 namespace {
 
-constexpr uint32_t k_invalid = 0xffffffffu;
-
-/** Takes one character off the text; k_invalid, and one byte, where it isn't UTF-8. */
+/** Takes one code point off the text; VELOX_TEXT_INVALID, and one byte, where it isn't UTF-8. */
 uint32_t take(std::string_view& text) {
-  const auto byte = [&](size_t i) { return static_cast<uint8_t>(text[i]); };
-  const uint32_t lead = byte(0);
-  const size_t length = lead < 0x80                   ? 1
-                        : lead >= 0xc2 && lead < 0xe0 ? 2
-                        : lead >= 0xe0 && lead < 0xf0 ? 3
-                        : lead >= 0xf0 && lead < 0xf5 ? 4
-                                                      : 0;
-  uint32_t code = length < 2 ? lead : lead & (0x7fu >> length);
-  bool valid = length != 0 && length <= text.size();
-  for (size_t i = 1; valid && i < length; ++i) {
-    valid = (byte(i) & 0xc0) == 0x80;
-    code = code << 6 | (byte(i) & 0x3fu);
-  }
-  valid = valid && !(length == 3 && (code < 0x800 || (code >= 0xd800 && code < 0xe000))) &&
-          !(length == 4 && (code < 0x10000 || code > 0x10ffff));
-  text.remove_prefix(valid ? length : 1);
-  return valid ? code : k_invalid;
+  size_t length = 0;
+  const uint32_t code = velox_text_decode(text.data(), text.size(), &length);
+  text.remove_prefix(length);
+  return code;
 }
 
 void put(std::string& to, uint32_t code) {
-  const auto tail = [&](int shift) { to += static_cast<char>(0x80 | ((code >> shift) & 0x3f)); };
-  if (code < 0x80) {
-    to += static_cast<char>(code);
-  } else if (code < 0x800) {
-    to += static_cast<char>(0xc0 | code >> 6);
-    tail(0);
-  } else if (code < 0x10000) {
-    to += static_cast<char>(0xe0 | code >> 12);
-    tail(6), tail(0);
-  } else {
-    to += static_cast<char>(0xf0 | code >> 18);
-    tail(12), tail(6), tail(0);
-  }
+  char bytes[4];
+  to.append(bytes, velox_text_encode(code, bytes));
 }
 
 bool valid_utf8(std::string_view text) {
   while (!text.empty()) {
-    if (take(text) == k_invalid) return false;
+    if (take(text) == VELOX_TEXT_INVALID) return false;
   }
   return true;
-}
-
-/** Whether a character may do something to a terminal or to the text around it: controls, separators, direction marks. */
-bool is_control(uint32_t code) {
-  return code < 0x20 || (code >= 0x7f && code < 0xa0) || code == 0xad || (code >= 0x200b && code <= 0x200f) ||
-         (code >= 0x2028 && code <= 0x202e) || (code >= 0x2060 && code <= 0x206f) || code == 0xfeff ||
-         (code >= 0xfff9 && code <= 0xfffb) || (code >= 0xe0000 && code <= 0xe0fff);
 }
 
 // The base letters of U+00C0 to U+017F; '*' is no letter, '+' one of two letters (see pair_of).
@@ -110,31 +80,56 @@ bool is_punctuation(uint32_t code) {
   return (code >= 0xa0 && code < 0xc0) || (code >= 0x2000 && code < 0x2070) || (code >= 0x3000 && code < 0x3004);
 }
 
+/** What a text is made of: characters, and between two of them a blank or a joiner. */
+class clean_text {
+ public:
+  explicit clean_text(size_t limit) : limit_(limit) {}
+
+  /** False when there is no room left. */
+  bool take(uint32_t code) {
+    switch (velox_text_class_of(code)) {
+      case VELOX_TEXT_SHOWN:
+        return take_shown(code);
+      case VELOX_TEXT_JOINER:  // of several the first; beside a blank it joins nothing
+        if (between_ == 0) between_ = code;
+        return true;
+      default:
+        between_ = ' ';
+        return true;
+    }
+  }
+  std::string text() { return std::move(text_); }
+
+ private:
+  bool take_shown(uint32_t code) {
+    const size_t most = between_ > ' ' ? 7 : 5;  // bytes of what stands between and of a character
+    if (text_.size() + most > limit_) return false;
+    if (between_ != 0 && !text_.empty()) put(text_, between_);
+    between_ = 0;
+    put(text_, code);
+    return true;
+  }
+
+  const size_t limit_;
+  std::string text_;
+  uint32_t between_ = 0;
+};
+
 }  // namespace
 
 std::string clean(std::string_view text, size_t limit) {
   const bool latin1 = !valid_utf8(text);
-  std::string result;
-  bool space = false;
+  clean_text result(limit);
   while (!text.empty()) {
-    uint32_t code;
-    if (latin1) {
-      code = static_cast<uint8_t>(text[0]);
+    uint32_t code = static_cast<uint8_t>(text[0]);
+    if (latin1)
       text.remove_prefix(1);
-    } else {
+    else
       code = take(text);
-    }
     if (code == 0x1b || code == 0x9b) take_escape(text, code == 0x9b);
-    if (code == ' ' || is_control(code)) {
-      space = !result.empty();
-      continue;
-    }
-    if (result.size() + 5 > limit) break;
-    if (space) result += ' ';
-    space = false;
-    put(result, code);
+    if (!result.take(code)) break;
   }
-  return result;
+  return result.text();
 }
 
 static std::string fold(std::string_view text) {
@@ -164,7 +159,7 @@ static std::string fold(std::string_view text) {
         base == '+' ? void(result += pair_of(code)) : void(result += base);
       }
     } else if (code == 0x2019) {  // an apostrophe, as the ASCII one
-    } else if (code == k_invalid || is_punctuation(code)) {
+    } else if (code == VELOX_TEXT_INVALID || is_punctuation(code)) {
       space = true;
     } else if (code < 0x300 || code > 0x36f) {  // a combining accent adds nothing
       letter(), put(result, lower(code));

@@ -11,10 +11,11 @@
 namespace velox::catalog {
 
 /** Valid UTF-8 without control characters, in one line without outer spaces: a text that isn't UTF-8 is read as Latin-1,
- *  terminal escapes go, controls and direction marks become spaces, runs of spaces one space. Cut at `limit` bytes. */
+ *  terminal escapes go, controls and direction marks become spaces, runs of spaces one space. A joiner stays between two
+ *  characters. Cut at `limit` bytes. */
 std::string clean(std::string_view text, size_t limit = 500);
 
-/** Lower case without the accents of Latin letters, punctuation as single spaces. A name of punctuation alone stays. */
+/** Lower case without the accents of Latin letters, punctuation and joiners as single spaces. A name of punctuation alone stays. */
 std::string folded(std::string_view text);
 
 /** The words of a text, folded; none in a name of punctuation. */

@@ -287,6 +287,7 @@ TEST_F(Radio, TellsWhatCannotBe) {
   made->say("settings\nsettings dmca on\nsettings similarity 1001\nrename\n" + std::string(9000, 'x') + "\nupcoming\n");
   EXPECT_EQ(made->end(), 1) << "some weren't understood";
   const std::vector<json> told = events(made->heard);
+  EXPECT_EQ(told[0]["settings"], json::parse(R"({"popularity": 100, "dmca": false})")) << "an unset number isn't told";
   const json settings =
       *std::ranges::find(told.rbegin(), told.rend(), "settings", [](const json& e) { return e["event"]; });
   EXPECT_TRUE(settings["settings"]["dmca"] == true && settings["settings"]["popularity"] == 100) << settings;

@@ -1,5 +1,5 @@
 /* The library's files and streams at work: a stream over a file, digests, and writing beside the target. */
-#include "core/files.h"
+#include "cli/files.h"
 
 #include <algorithm>
 #include <cstdio>
