@@ -4,6 +4,7 @@
 
 #include <cstring>
 
+#include "pask_assert.h"
 #include "pask_hashtable_items.h"
 #include "pask_modules.h"
 
@@ -20,7 +21,7 @@ static uint32_t check(const pask_hashtable* table, bool arguments = true) {
 }
 
 // A value is a pointer with a size, or neither.
-static bool sound(const void* data, uint32_t size) { return (data == nullptr) == (size == 0); }
+static bool paired(const void* data, uint32_t size) { return (data == nullptr) == (size == 0); }
 
 // What the work took out of the table, for release outside the lock.
 struct taken {
@@ -33,7 +34,9 @@ template <uint32_t (*acquire)(pask_rwlock_handle), class Work>
 static uint32_t locked(pask_hashtable* table, Work work) {
   taken out;
   if (table->lock) PASK_TRY(acquire(table->lock));
+  PASK_ASSERT(_pask_hashtable_sound(table));
   const uint32_t status = work(out);
+  PASK_ASSERT(_pask_hashtable_sound(table));
   if (table->lock) PASK_TRY(pask_thread_rwlock_unlock(table->lock));
   if (out.value) _pask_hashtable_freevalue(table, out.value);
   if (out.item) _pask_hashtable_freeitem(table, out.item);
@@ -226,7 +229,7 @@ static void put(T* out, U value) {
 
 pask_status pask_hashtable_value_add(pask_hashtable_handle table, const char* key, const void* data, uint32_t size,
                                      uint8_t copy) {
-  if (const uint32_t status = check(table, key && sound(data, size))) return failed(status);
+  if (const uint32_t status = check(table, key && paired(data, size))) return failed(status);
   const uint32_t hash = _pask_hashtable_genhash(table, key);
   return failed(writing(table, [&](taken& out) -> uint32_t {
     pask_hashtable_item* item;
@@ -242,7 +245,7 @@ pask_status pask_hashtable_value_add(pask_hashtable_handle table, const char* ke
 
 pask_status pask_hashtable_value_update_ex(pask_hashtable_handle table, const char* key, uint32_t index,
                                            const void* data, uint32_t size, uint8_t copy) {
-  if (const uint32_t status = check(table, key && sound(data, size))) return failed(status);
+  if (const uint32_t status = check(table, key && paired(data, size))) return failed(status);
   const uint32_t hash = _pask_hashtable_genhash(table, key);
   return failed(writing(table, [&](taken& out) -> uint32_t {
     pask_hashtable_item* item;

@@ -266,3 +266,17 @@ void _pask_hashtable_freeitem(const pask_hashtable* table, pask_hashtable_item* 
   if (item->values.owns_array) pask_memory_free(item->values.array);
   drop_block(item);
 }
+
+// ---- Soundness
+
+bool _pask_hashtable_sound(const pask_hashtable* table) {
+  constexpr uint32_t MOST_ITEMS = 32;
+  uint32_t items = 0, values = 0;
+  const pask_hashtable_item *last = nullptr, *item = table->first_item;
+  for (; item && items < MOST_ITEMS; ++items, last = item, item = item->order_next) {
+    if (item->order_prev != last || item->values.count == 0 || item->values.count > item->values.capacity) return false;
+    values += item->values.count;
+  }
+  if (table->used_buckets > table->bucket_count || (table->first_item && table->bucket_count == 0)) return false;
+  return item ? values < table->value_count : values == table->value_count && last == table->last_item;
+}

@@ -55,6 +55,9 @@ static_assert(sizeof(pask_hashtable_value) == sizeof(void*) + 8);
 
 constexpr uint32_t HASHTABLE_MAGIC = 0x12abcdef;
 
+// Whether lists and counts agree, looked at as far as it stays cheap: asserted around each operation.
+bool _pask_hashtable_sound(const pask_hashtable* table);
+
 // ---- Hashing and lookup
 
 uint32_t _pask_hashtable_genhash(const pask_hashtable* table, const char* key);

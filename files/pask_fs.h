@@ -37,16 +37,25 @@ VELOX_BEGIN_DECLS
 
 typedef struct pask_fs_file* pask_fs_file_handle;
 
-/* Words that a caller may want to tell apart. */
-#define PASK_FS_ERR_ACCESS        0x90030040u
-#define PASK_FS_ERR_NOT_FOUND     0x90030041u /* also the end of a directory's listing */
-#define PASK_FS_ERR_EXISTS        0x90030042u
-#define PASK_FS_ERR_NO_SPACE      0x90030043u
-#define PASK_FS_ERR_TOO_MANY_OPEN 0x90030044u
-#define PASK_FS_ERR_BAD_PATH      0x90030046u /* a directory, a reserved name or none at all */
-#define PASK_FS_ERR_NOT_DIRECTORY 0x90030047u
-#define PASK_FS_ERR_END_OF_FILE   0x90030049u
-#define PASK_FS_INFO_NOT_EMPTY    0x10030050u
+/* The status words of files, directories and their pool. */
+#define PASK_FS_ERR_INVALID_ARG     0x90030001u
+#define PASK_FS_ERR_NO_MEMORY       0x90030002u
+#define PASK_FS_ERR_NOT_INITED      0x90030007u
+#define PASK_FS_ERR_NO_DEVICE       0x9003000bu
+#define PASK_FS_ERR_OTHER           0x9003003eu /* a system error without a word of its own */
+#define PASK_FS_ERR_ACCESS          0x90030040u
+#define PASK_FS_ERR_NOT_FOUND       0x90030041u /* also the end of a directory's listing */
+#define PASK_FS_ERR_EXISTS          0x90030042u
+#define PASK_FS_ERR_NO_SPACE        0x90030043u
+#define PASK_FS_ERR_TOO_MANY_OPEN   0x90030044u
+#define PASK_FS_ERR_BAD_DESCRIPTOR  0x90030045u
+#define PASK_FS_ERR_BAD_PATH        0x90030046u /* a directory, a reserved name or none at all */
+#define PASK_FS_ERR_NOT_DIRECTORY   0x90030047u
+#define PASK_FS_ERR_TOO_LARGE       0x90030048u /* for a buffer */
+#define PASK_FS_ERR_END_OF_FILE     0x90030049u
+#define PASK_FS_INFO_NOT_EMPTY      0x10030050u
+#define PASK_FS_ERR_SEEK            0x90030051u /* beyond the end */
+#define PASK_FS_ERR_APPEND_POSITION 0x90030053u /* in front of the position */
 
 #define PASK_FS_STDIN  "pask_fsname_stdin"
 #define PASK_FS_STDOUT "pask_fsname_stdout"

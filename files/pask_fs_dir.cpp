@@ -25,7 +25,7 @@ static bool is_separator(char c) { return c == '/' || c == '\\'; }
 static uint32_t _fs_dir_create(const char* path, DIR* stream, pask_fs_dir_handle* dir) {
   const uint32_t bytes = pask_string_bytelen(path);  // opendir() has taken the path: it is short
   auto* const made = static_cast<pask_fs_dir*>(pask_memory_alloc(static_cast<uint32_t>(sizeof(pask_fs_dir)) + bytes));
-  if (!made) return FS_ERR_NO_MEMORY;
+  if (!made) return PASK_FS_ERR_NO_MEMORY;
   made->stream = stream;
   memcpy(made->path, path, bytes);
   *dir = made;
@@ -39,7 +39,7 @@ static uint32_t _fs_dir_delete(pask_fs_dir_handle dir) {
 }
 
 uint32_t pask_fs_dir_open(const char* path, pask_fs_dir_handle* dir) {
-  if (is_empty(path) || !dir) return FS_ERR_INVALID_ARG;
+  if (is_empty(path) || !dir) return PASK_FS_ERR_INVALID_ARG;
   DIR* const stream = opendir(path);
   if (!stream) return fs_map_error(errno);
   const uint32_t status = _fs_dir_create(path, stream, dir);
@@ -48,9 +48,9 @@ uint32_t pask_fs_dir_open(const char* path, pask_fs_dir_handle* dir) {
 }
 
 uint32_t pask_fs_dir_create(const char* path, pask_fs_dir_handle* dir) {
-  if (is_empty(path)) return FS_ERR_INVALID_ARG;
+  if (is_empty(path)) return PASK_FS_ERR_INVALID_ARG;
   const uint32_t status = fs_system_status(mkdir(path, 0775));
-  if (status && status != FS_ERR_EXISTS) return status;
+  if (status && status != PASK_FS_ERR_EXISTS) return status;
   return dir ? pask_fs_dir_open(path, dir) : 0;
 }
 
@@ -75,10 +75,10 @@ static uint32_t remove_upwards(char* path) {
 }
 
 uint32_t pask_fs_dir_delete(const char* path, uint32_t remove_parents) {
-  if (is_empty(path)) return FS_ERR_INVALID_ARG;
+  if (is_empty(path)) return PASK_FS_ERR_INVALID_ARG;
   if (!remove_parents) return fs_system_status(rmdir(path));
   char* const levels = pask_string_strdup(path);
-  if (!levels) return FS_ERR_NO_MEMORY;
+  if (!levels) return PASK_FS_ERR_NO_MEMORY;
   const uint32_t status = remove_upwards(levels);
   pask_string_free(levels);
   return status;
@@ -87,24 +87,24 @@ uint32_t pask_fs_dir_delete(const char* path, uint32_t remove_parents) {
 // --- Looking.
 
 uint32_t pask_fs_dir_exists(const char* path, uint8_t* exists) {
-  if (is_empty(path) || !exists) return FS_ERR_INVALID_ARG;
+  if (is_empty(path) || !exists) return PASK_FS_ERR_INVALID_ARG;
   struct stat about;
   *exists = stat(path, &about) == 0 && (about.st_mode & S_IFDIR) != 0;  // the bit alone, as the header tells
   return 0;
 }
 
 uint32_t pask_fs_dir_current(char** path) {
-  if (!path) return FS_ERR_INVALID_ARG;
+  if (!path) return PASK_FS_ERR_INVALID_ARG;
   char current[CURRENT_PATH_BYTES];
   if (!getcwd(current, sizeof current)) return fs_map_error(errno);
   char* const copy = pask_string_strdup(current);
-  if (!copy) return FS_ERR_NO_MEMORY;
+  if (!copy) return PASK_FS_ERR_NO_MEMORY;
   *path = copy;
   return 0;
 }
 
 uint32_t pask_fs_dir_set_current(const char* path) {
-  return is_empty(path) ? FS_ERR_INVALID_ARG : fs_system_status(chdir(path));
+  return is_empty(path) ? PASK_FS_ERR_INVALID_ARG : fs_system_status(chdir(path));
 }
 
 static uint32_t entry_type(const pask_fs_dir* dir, const char* name, uint32_t* type) {
@@ -119,10 +119,10 @@ static uint32_t entry_type(const pask_fs_dir* dir, const char* name, uint32_t* t
 }
 
 uint32_t pask_fs_dir_next_entry(pask_fs_dir_handle dir, const char** name, uint32_t* type) {
-  if (!dir || !name) return FS_ERR_INVALID_ARG;
+  if (!dir || !name) return PASK_FS_ERR_INVALID_ARG;
   errno = 0;  // tells the end from a failure
   const dirent* const entry = readdir(dir->stream);
-  if (!entry) return errno == 0 ? FS_ERR_NOT_FOUND : fs_map_error(errno);
+  if (!entry) return errno == 0 ? PASK_FS_ERR_NOT_FOUND : fs_map_error(errno);
   *name = entry->d_name;
   return type ? entry_type(dir, entry->d_name, type) : 0;
 }

@@ -49,7 +49,7 @@ mode_t created_mode(uint32_t permissions) {
 
 uint32_t named_file_open(pask_fs_file* file, uint32_t flags, uint32_t permissions) {
   const int mode = open_mode(flags);
-  if (mode == -1) return FS_ERR_INVALID_ARG;
+  if (mode == -1) return PASK_FS_ERR_INVALID_ARG;
   file->fd = open(file->name, mode, created_mode(permissions));
   return fs_system_status(file->fd);
 }
@@ -150,7 +150,7 @@ uint32_t line_fetch(const pask_fs_file* file, int fd, char* buffer, uint32_t siz
     PASK_TRY(transfer_status(pread(fd, buffer + there, asked, as_offset(file->position + there)), &got));
     const uint32_t seen = there != 0 && buffer[there - 1] == '\r' ? there - 1 : there;
     there += got;
-    if (there == 0) return FS_ERR_END_OF_FILE;
+    if (there == 0) return PASK_FS_ERR_END_OF_FILE;
 
     const bool last = got < asked || there == size;  // no more bytes, or none that fit
     const uint32_t end = seen + find_line_end(buffer + seen, there - seen);
@@ -189,10 +189,10 @@ uint32_t _pask_fs_reopen_internal(pask_fs_file* file) {
 const char* _pask_fs_filename_internal(pask_fs_file* file) { return file->name; }
 
 uint32_t pask_fs_file_open(const char* path, uint32_t flags, uint32_t permissions, pask_fs_file** file) {
-  if (!pask_fs_initchecks()) return FS_ERR_NOT_INITED;
-  if (!file) return FS_ERR_INVALID_ARG;
+  if (!pask_fs_initchecks()) return PASK_FS_ERR_NOT_INITED;
+  if (!file) return PASK_FS_ERR_INVALID_ARG;
   pask_fs_file* made = file_make(path ? path : "");
-  if (!made) return FS_ERR_NO_MEMORY;
+  if (!made) return PASK_FS_ERR_NO_MEMORY;
   if (const uint32_t status = _pask_fs_mgr_new_fd(made)) {
     pask_memory_free(made);
     return status;
@@ -212,7 +212,7 @@ uint32_t pask_fs_file_open(const char* path, uint32_t flags, uint32_t permission
 uint32_t pask_fs_file_close(pask_fs_file* file) { return file ? _fs_file_delete(file) : 0; }
 
 uint32_t pask_fs_file_read(pask_fs_file* file, void* buffer, uint32_t size, uint32_t* read) {
-  if (!file || !buffer) return FS_ERR_INVALID_ARG;
+  if (!file || !buffer) return PASK_FS_ERR_INVALID_ARG;
   uint32_t got = 0;
   PASK_TRY(with_fd(file, [&](int fd) {
     return transfer_status(
@@ -226,7 +226,7 @@ uint32_t pask_fs_file_read(pask_fs_file* file, void* buffer, uint32_t size, uint
 }
 
 uint32_t pask_fs_file_read_at(pask_fs_file* file, uint64_t offset, void* buffer, uint32_t size, uint32_t* read) {
-  if (!file || !buffer) return FS_ERR_INVALID_ARG;
+  if (!file || !buffer) return PASK_FS_ERR_INVALID_ARG;
   uint32_t got = 0;
   PASK_TRY(with_fd(file, [&](int fd) { return transfer_status(pread(fd, buffer, size, as_offset(offset)), &got); }));
   if (got == 0) set_eof(file);
@@ -236,7 +236,7 @@ uint32_t pask_fs_file_read_at(pask_fs_file* file, uint64_t offset, void* buffer,
 }
 
 uint32_t pask_fs_file_read_line(pask_fs_file* file, char* buffer, uint32_t size) {
-  if (!file || !buffer || size == 0) return FS_ERR_INVALID_ARG;
+  if (!file || !buffer || size == 0) return PASK_FS_ERR_INVALID_ARG;
   uint32_t taken = 0;
   PASK_TRY(with_fd(file, [&](int fd) { return line_fetch(file, fd, buffer, size, &taken); }));
   file->position += taken;
@@ -245,7 +245,7 @@ uint32_t pask_fs_file_read_line(pask_fs_file* file, char* buffer, uint32_t size)
 }
 
 uint32_t pask_fs_file_write(pask_fs_file* file, const void* data, uint32_t size, uint32_t* written) {
-  if (!file || !data) return FS_ERR_INVALID_ARG;
+  if (!file || !data) return PASK_FS_ERR_INVALID_ARG;
   uint32_t count = 0;
   PASK_TRY(with_fd(file, [&](int fd) { return write_here(file, fd, data, size, &count); }));
   file->eof = 0;
@@ -254,7 +254,7 @@ uint32_t pask_fs_file_write(pask_fs_file* file, const void* data, uint32_t size,
 }
 
 uint32_t pask_fs_file_vwrite(pask_fs_file* file, const char* format, va_list args, uint32_t* written) {
-  if (!file || !format) return FS_ERR_INVALID_ARG;
+  if (!file || !format) return PASK_FS_ERR_INVALID_ARG;
   stack_accum<FORMAT_ROOM> text;
   uint32_t count = 0;
   PASK_TRY(with_fd(file, [&](int fd) {
@@ -267,8 +267,8 @@ uint32_t pask_fs_file_vwrite(pask_fs_file* file, const char* format, va_list arg
 
 uint32_t pask_fs_file_write_at(pask_fs_file* file, uint64_t offset, const void* data, uint32_t size,
                                uint32_t* written) {
-  if (!file || !data) return FS_ERR_INVALID_ARG;
-  if (file->flags & PASK_FS_OPEN_APPEND && offset < file->position) return FS_ERR_APPEND_POSITION;
+  if (!file || !data) return PASK_FS_ERR_INVALID_ARG;
+  if (file->flags & PASK_FS_OPEN_APPEND && offset < file->position) return PASK_FS_ERR_APPEND_POSITION;
   uint32_t count = 0;
   PASK_TRY(with_fd(file, [&](int fd) { return transfer_status(pwrite(fd, data, size, as_offset(offset)), &count); }));
   record(file, 0, count, 1);
@@ -277,25 +277,25 @@ uint32_t pask_fs_file_write_at(pask_fs_file* file, uint64_t offset, const void* 
 }
 
 uint32_t pask_fs_file_get_position(pask_fs_file* file, uint64_t* position) {
-  if (!file || !position) return FS_ERR_INVALID_ARG;
+  if (!file || !position) return PASK_FS_ERR_INVALID_ARG;
   *position = file->position;
   return 0;
 }
 
 uint32_t pask_fs_file_seek(pask_fs_file* file, int64_t offset, uint32_t whence) {
-  if (!file || whence < PASK_FS_SEEK_START || whence > PASK_FS_SEEK_END) return FS_ERR_INVALID_ARG;
+  if (!file || whence < PASK_FS_SEEK_START || whence > PASK_FS_SEEK_END) return PASK_FS_ERR_INVALID_ARG;
   uint64_t size = 0;
   PASK_TRY(pask_fs_file_size(file, &size));
   const uint64_t base = whence == PASK_FS_SEEK_CURRENT ? file->position : 0;
   const uint64_t reach = base + static_cast<uint64_t>(offset);  // a negative one wraps, down or far beyond the size
-  if (reach > size) return FS_ERR_SEEK;
+  if (reach > size) return PASK_FS_ERR_SEEK;
   file->position = whence == PASK_FS_SEEK_END ? size - reach : reach;
   record(file, 0, 0, 1);
   return 0;
 }
 
 uint32_t pask_fs_file_get_eof(pask_fs_file* file, uint8_t* eof) {
-  if (!file || !eof) return FS_ERR_INVALID_ARG;
+  if (!file || !eof) return PASK_FS_ERR_INVALID_ARG;
   uint32_t status = 0;
   if (!get_eof(file)) {
     uint64_t size = 0;
@@ -307,20 +307,20 @@ uint32_t pask_fs_file_get_eof(pask_fs_file* file, uint8_t* eof) {
 }
 
 uint32_t pask_fs_file_truncate(pask_fs_file* file, uint64_t length) {
-  if (!file) return FS_ERR_INVALID_ARG;
+  if (!file) return PASK_FS_ERR_INVALID_ARG;
   PASK_TRY(with_fd(file, [=](int fd) { return fs_system_status(ftruncate(fd, as_offset(length))); }));
   file->position = length;
   return 0;
 }
 
 uint32_t pask_fs_file_get_name(pask_fs_file* file, const char** name) {
-  if (!file || !name) return FS_ERR_INVALID_ARG;
+  if (!file || !name) return PASK_FS_ERR_INVALID_ARG;
   *name = file->name;
   return 0;
 }
 
 uint32_t pask_fs_file_size(pask_fs_file* file, uint64_t* size) {
-  if (!file || !size) return FS_ERR_INVALID_ARG;
+  if (!file || !size) return PASK_FS_ERR_INVALID_ARG;
   struct stat info;
   PASK_TRY(file_stat(file, &info));
   *size = static_cast<uint64_t>(info.st_size);
@@ -328,7 +328,7 @@ uint32_t pask_fs_file_size(pask_fs_file* file, uint64_t* size) {
 }
 
 uint32_t pask_fs_file_attributes(pask_fs_file* file, uint32_t* attributes) {
-  if (!file || !attributes) return FS_ERR_INVALID_ARG;
+  if (!file || !attributes) return PASK_FS_ERR_INVALID_ARG;
   struct stat info;
   PASK_TRY(file_stat(file, &info));
   *attributes = _fs_mode_attributes(info.st_mode);
@@ -336,7 +336,7 @@ uint32_t pask_fs_file_attributes(pask_fs_file* file, uint32_t* attributes) {
 }
 
 uint32_t pask_fs_file_timestamps(pask_fs_file* file, uint64_t* changed, uint64_t* accessed, uint64_t* modified) {
-  if (!file) return FS_ERR_INVALID_ARG;
+  if (!file) return PASK_FS_ERR_INVALID_ARG;
   struct stat info;
   PASK_TRY(file_stat(file, &info));
   if (changed) *changed = static_cast<uint64_t>(info.st_ctime);
@@ -346,6 +346,6 @@ uint32_t pask_fs_file_timestamps(pask_fs_file* file, uint64_t* changed, uint64_t
 }
 
 uint32_t pask_fs_file_commit(pask_fs_file* file) {
-  if (!file) return FS_ERR_INVALID_ARG;
+  if (!file) return PASK_FS_ERR_INVALID_ARG;
   return with_fd(file, [](int fd) { return fs_system_status(fsync(fd)); });
 }

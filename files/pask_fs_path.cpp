@@ -28,7 +28,7 @@ struct open_file {
 };
 
 uint32_t path_check(const char* path) {
-  return pask_string_isempty(path) || _fs_std_descriptor(path) >= 0 ? FS_ERR_BAD_PATH : 0;
+  return pask_string_isempty(path) || _fs_std_descriptor(path) >= 0 ? PASK_FS_ERR_BAD_PATH : 0;
 }
 
 // ---- Whole files
@@ -48,9 +48,9 @@ uint32_t read_block(pask_fs_file* file, char* block, uint32_t size, uint32_t* to
 uint32_t read_file(pask_fs_file* file, char** data, uint32_t* total) {
   uint64_t size = 0;
   PASK_TRY(pask_fs_file_size(file, &size));
-  if (size > UINT32_MAX - 1) return FS_ERR_TOO_LARGE;
+  if (size > UINT32_MAX - 1) return PASK_FS_ERR_TOO_LARGE;
   *data = static_cast<char*>(pask_memory_alloc(static_cast<uint32_t>(size) + 1));
-  if (!*data) return FS_ERR_NO_MEMORY;
+  if (!*data) return PASK_FS_ERR_NO_MEMORY;
   return read_block(file, *data, static_cast<uint32_t>(size), total);
 }
 
@@ -60,9 +60,9 @@ uint32_t read_stream(pask_fs_file* file, char** data, uint32_t* total) {
     uint32_t got = 0;
     PASK_TRY(pask_fs_file_read(file, block, BLOCK, &got));
     if (got == 0) return 0;
-    if (got >= UINT32_MAX - *total) return FS_ERR_TOO_LARGE;
+    if (got >= UINT32_MAX - *total) return PASK_FS_ERR_TOO_LARGE;
     void* grown = pask_memory_realloc(*data, *total + got + 1);
-    if (!grown) return FS_ERR_NO_MEMORY;
+    if (!grown) return PASK_FS_ERR_NO_MEMORY;
     *data = static_cast<char*>(grown);
     memcpy(*data + *total, block, got);
     *total += got;
@@ -81,11 +81,11 @@ bool is_source_itself(const char* source, const char* target) {
 uint32_t make_way(const char* source, const char* target, uint32_t fail_if_exists) {
   uint8_t exists = 0;
   PASK_TRY(pask_fs_file_exists(source, &exists));
-  if (!exists) return FS_ERR_NOT_FOUND;
+  if (!exists) return PASK_FS_ERR_NOT_FOUND;
   PASK_TRY(pask_fs_file_exists(target, &exists));
   if (!exists) return 0;
-  if (fail_if_exists) return FS_ERR_EXISTS;
-  return is_source_itself(source, target) ? FS_ERR_INVALID_ARG : pask_fs_file_delete(target);
+  if (fail_if_exists) return PASK_FS_ERR_EXISTS;
+  return is_source_itself(source, target) ? PASK_FS_ERR_INVALID_ARG : pask_fs_file_delete(target);
 }
 
 uint32_t copy_blocks(pask_fs_file* source, pask_fs_file* target) {
@@ -96,7 +96,7 @@ uint32_t copy_blocks(pask_fs_file* source, pask_fs_file* target) {
     if (got == 0) return 0;
     uint32_t written = 0;
     PASK_TRY(pask_fs_file_write(target, block, got, &written));
-    if (written != got) return FS_ERR_NO_SPACE;
+    if (written != got) return PASK_FS_ERR_NO_SPACE;
   } while (got == BLOCK);
   return 0;
 }
@@ -125,7 +125,7 @@ uint32_t pask_fs_file_delete(const char* path) {
 
 uint32_t pask_fs_file_exists(const char* path, uint8_t* exists) {
   PASK_TRY(path_check(path));
-  if (!exists) return FS_ERR_INVALID_ARG;
+  if (!exists) return PASK_FS_ERR_INVALID_ARG;
   struct stat info;
   *exists = stat(path, &info) == 0 && !(info.st_mode & S_IFDIR);
   return 0;
@@ -139,7 +139,7 @@ uint32_t pask_fs_file_rename(const char* old_path, const char* new_path) {
 
 uint32_t pask_fs_file_get_attributes(const char* path, uint32_t* attributes) {
   PASK_TRY(path_check(path));
-  if (!attributes) return FS_ERR_INVALID_ARG;
+  if (!attributes) return PASK_FS_ERR_INVALID_ARG;
   struct stat info;
   PASK_TRY(fs_system_status(stat(path, &info)));
   *attributes = _fs_mode_attributes(info.st_mode);
@@ -152,7 +152,7 @@ uint32_t pask_fs_file_set_attributes(const char* path, uint32_t attributes) {
 }
 
 uint32_t pask_fs_file_get_size(const char* path, uint64_t* size) {
-  if (!size) return FS_ERR_INVALID_ARG;
+  if (!size) return PASK_FS_ERR_INVALID_ARG;
   PASK_TRY(path_check(path));
   struct stat info;
   PASK_TRY(fs_system_status(stat(path, &info)));
@@ -161,7 +161,7 @@ uint32_t pask_fs_file_get_size(const char* path, uint64_t* size) {
 }
 
 uint32_t pask_fs_file_write_to_file(const char* path, const void* data, uint32_t size, uint32_t append) {
-  if (pask_string_isempty(path) || !data) return FS_ERR_INVALID_ARG;
+  if (pask_string_isempty(path) || !data) return PASK_FS_ERR_INVALID_ARG;
   constexpr uint32_t ANEW = PASK_FS_OPEN_WRITE | PASK_FS_OPEN_CREATE | PASK_FS_OPEN_TRUNCATE;
   open_file to;
   PASK_TRY(pask_fs_file_open(path, append ? PASK_FS_OPEN_APPEND | PASK_FS_OPEN_CREATE : ANEW, 3, &to.file));
@@ -169,7 +169,7 @@ uint32_t pask_fs_file_write_to_file(const char* path, const void* data, uint32_t
 }
 
 uint32_t pask_fs_file_read_to_buffer(const char* path, void** buffer, uint32_t* size, uint32_t terminate) {
-  if (pask_string_isempty(path) || !buffer) return FS_ERR_INVALID_ARG;
+  if (pask_string_isempty(path) || !buffer) return PASK_FS_ERR_INVALID_ARG;
   open_file from;
   PASK_TRY(pask_fs_file_open(path, PASK_FS_OPEN_READ, PASK_FS_PERMIT_READ, &from.file));
   char* data = nullptr;

@@ -9,6 +9,8 @@
 
 #include <string.h>
 
+#include "pask_assert.h"
+#include "pask_guard.h"
 #include "pask_number.h"
 #include "pask_string.h"
 
@@ -29,11 +31,14 @@ struct file_list {
 
 pask_critsec_handle s_fs_mgr_cs;
 pask_event_handle s_fs_mgr_event;
-uint32_t s_fs_waiters;     // threads that wait on the event or have yet to enter the section behind it
-file_list s_fs_live_list;  // idle files, the one released longest ago first
-file_list s_fs_open_list;  // parked files, in the order in which they lost their descriptors
-pask_fs_marker* s_fs_marker_lists;
-pask_fs_marker* s_fs_global_marker;  // sees the files of all threads while it is on the list
+// Threads that wait on the event or have yet to enter the section behind it.
+uint32_t s_fs_waiters PASK_GUARDED_BY(s_fs_mgr_cs);
+// Idle files, the one released longest ago first; parked files, in the order in which they lost their descriptors.
+file_list s_fs_live_list PASK_GUARDED_BY(s_fs_mgr_cs);
+file_list s_fs_open_list PASK_GUARDED_BY(s_fs_mgr_cs);
+pask_fs_marker* s_fs_marker_lists PASK_GUARDED_BY(s_fs_mgr_cs);
+pask_fs_marker* s_fs_global_marker
+    PASK_GUARDED_BY(s_fs_mgr_cs);  // sees the files of all threads while it is on the list
 
 // A platform without events answers so; the pool then works without one.
 constexpr uint32_t THREAD_ERR_UNSUPPORTED = status_error(PKG_THREAD, 0x000b);
@@ -60,18 +65,33 @@ bool _fs_mgr_remove_item(file_list* list, pask_fs_file* file) {
 
 // ---- The section and the wait
 
-uint32_t enter() { return pask_thread_critsec_enter(s_fs_mgr_cs); }
-uint32_t leave() { return pask_thread_critsec_leave(s_fs_mgr_cs); }
+// An idle file has a descriptor, so has the one that was used last.
+bool pool_sound() PASK_REQUIRES(s_fs_mgr_cs) {
+  const file_list& live = s_fs_live_list;
+  return (live.count == 0) == !live.head && (live.count == 0) == !live.tail && live.count <= g_fs_num_file_handles &&
+         (!live.head || (live.head->has_fd && live.head->use_count == 0 && live.tail->has_fd)) &&
+         (s_fs_open_list.count == 0) == !s_fs_open_list.head && (!s_fs_open_list.head || !s_fs_open_list.head->has_fd);
+}
+
+PASK_NO_THREAD_SAFETY_ANALYSIS uint32_t enter() PASK_ACQUIRE_ON_0(s_fs_mgr_cs) {
+  const uint32_t status = pask_thread_critsec_enter(s_fs_mgr_cs);
+  PASK_ASSERT(status != 0 || pool_sound());
+  return status;
+}
+PASK_NO_THREAD_SAFETY_ANALYSIS uint32_t leave() PASK_RELEASE(s_fs_mgr_cs) {
+  PASK_ASSERT(pool_sound());
+  return pask_thread_critsec_leave(s_fs_mgr_cs);
+}
 
 // Leaves, and lets a thread that waits test again.
-void leave_signalling() {
+void leave_signalling() PASK_RELEASE(s_fs_mgr_cs) {
   const bool awaited = s_fs_waiters != 0;
   leave();
   if (awaited) pask_thread_event_signal(s_fs_mgr_event);
 }
 
-// Leaves the section until there is a signal.
-uint32_t await_signal() {
+// Leaves the section until there is a signal. A section that can't be entered again counts as held: leaving it does nothing.
+PASK_NO_THREAD_SAFETY_ANALYSIS uint32_t await_signal() PASK_REQUIRES(s_fs_mgr_cs) {
   ++s_fs_waiters;
   leave();
   pask_thread_event_wait(s_fs_mgr_event, PASK_THREAD_NO_LIMIT);
@@ -83,18 +103,18 @@ uint32_t await_signal() {
 // ---- Slots
 
 // Read without the section elsewhere, hence the atomic store.
-void slots_add(uint32_t count) {
+void slots_add(uint32_t count) PASK_REQUIRES(s_fs_mgr_cs) {
   __atomic_store_n(&g_fs_num_file_handles, g_fs_num_file_handles + count, __ATOMIC_RELAXED);
 }
-void slot_give_back() { slots_add(~0u); }
+void slot_give_back() PASK_REQUIRES(s_fs_mgr_cs) { slots_add(~0u); }
 
-bool below_limit() {
+bool below_limit() PASK_REQUIRES(s_fs_mgr_cs) {
   const uint32_t limit = __atomic_load_n(&g_fs_max_file_handles, __ATOMIC_RELAXED);
   return limit == 0 || g_fs_num_file_handles < limit;
 }
 
 // Parks the idle file that was released longest ago. Its slot is the caller's, or given back when its close fails.
-uint32_t evict() {
+uint32_t evict() PASK_REQUIRES(s_fs_mgr_cs) {
   pask_fs_file* idle = s_fs_live_list.head;
   _fs_mgr_remove_item(&s_fs_live_list, idle);
   const uint32_t status = _pask_fs_close_internal(idle->file);
@@ -106,7 +126,7 @@ uint32_t evict() {
 
 // Takes a slot if one is in reach, a free one before that of an idle file; false when there is none. A failed eviction takes
 // none, and is told in `status`.
-bool slot_take(uint32_t* status) {
+bool slot_take(uint32_t* status) PASK_REQUIRES(s_fs_mgr_cs) {
   *status = 0;
   if (below_limit()) {
     slots_add(1);
@@ -117,12 +137,12 @@ bool slot_take(uint32_t* status) {
   return true;
 }
 
-void use(pask_fs_file* file) {
+void use(pask_fs_file* file) PASK_REQUIRES(s_fs_mgr_cs) {
   if (file->use_count++ == 0) _fs_mgr_remove_item(&s_fs_live_list, file);
 }
 
 // Opens a parked file in a slot that was taken for it.
-uint32_t reopen(pask_fs_file* file) {
+uint32_t reopen(pask_fs_file* file) PASK_REQUIRES(s_fs_mgr_cs) {
   if (const uint32_t status = _pask_fs_reopen_internal(file->file)) {
     slot_give_back();
     return status;
@@ -134,7 +154,7 @@ uint32_t reopen(pask_fs_file* file) {
 }
 
 // The slow way of an acquire, which ends with the section left. Another thread may bring the file back during the wait.
-[[gnu::noinline]] uint32_t acquire_parked(pask_fs_file* file) {
+[[gnu::noinline]] uint32_t acquire_parked(pask_fs_file* file) PASK_RELEASE(s_fs_mgr_cs) {
   uint32_t status = 0;
   while (!status && !file->has_fd) {
     if (slot_take(&status)) {
@@ -173,7 +193,7 @@ void marker_entry_add(pask_fs_marker* marker, pask_fs_file* file) {
   marker->entries = entry;
 }
 
-void markers_see(pask_fs_file* file) {
+void markers_see(pask_fs_file* file) PASK_REQUIRES(s_fs_mgr_cs) {
   for (pask_fs_marker* marker = s_fs_marker_lists; marker; marker = marker->next)
     if (marker->thread_id == file->thread_id || marker == s_fs_global_marker) marker_entry_add(marker, file);
 }
@@ -198,7 +218,8 @@ uint32_t _pask_fs_mgr_init() {
   return status;
 }
 
-uint32_t _pask_fs_mgr_shutdown() {
+// The last stop: nobody else is here.
+PASK_NO_THREAD_SAFETY_ANALYSIS uint32_t _pask_fs_mgr_shutdown() {
   pask_fs_marker_end(s_fs_global_marker);
   s_fs_global_marker = nullptr;
   pask_fs_marker_end(s_fs_marker_lists);
@@ -215,14 +236,14 @@ uint32_t _pask_fs_mgr_shutdown() {
 static bool is_limit_option(const char* name) { return name && strcmp(name, PASK_FS_OPTION_MAX_HANDLES) == 0; }
 
 uint32_t pask_fs_option_set(const char* name, const char* value) {
-  if (!is_limit_option(name)) return FS_ERR_INVALID_ARG;
+  if (!is_limit_option(name)) return PASK_FS_ERR_INVALID_ARG;
   __atomic_store_n(&g_fs_max_file_handles, pask_string_atou32(value), __ATOMIC_RELAXED);
   return 0;
 }
 
 uint32_t pask_fs_option_get(const char* name, const char** value) {
   static char s_text[32];
-  if (!is_limit_option(name) || !value) return FS_ERR_INVALID_ARG;
+  if (!is_limit_option(name) || !value) return PASK_FS_ERR_INVALID_ARG;
   *value = pask_string_u32toa(__atomic_load_n(&g_fs_max_file_handles, __ATOMIC_RELAXED), s_text, sizeof s_text);
   return 0;
 }
@@ -268,8 +289,9 @@ void _fs_mgr_retain_fd(pask_fs_file* file) {
   leave();
 }
 
-uint32_t _pask_fs_mgr_close_fd(pask_fs_file* file) {
-  if (s_fs_mgr_cs && enter()) return 0;  // without a section the module is stopped, and nobody else is here
+// Without a section the module is stopped, and nobody else is here.
+PASK_NO_THREAD_SAFETY_ANALYSIS uint32_t _pask_fs_mgr_close_fd(pask_fs_file* file) {
+  if (s_fs_mgr_cs && enter()) return 0;
   for (pask_fs_marker_entry* entry = file->entries; entry; entry = entry->file_next) {
     entry->closed = 1;
     entry->file = nullptr;

@@ -1,5 +1,5 @@
 // The generic start and stop behind every module: an ordered list of steps, what to let go after a failed one, and in
-// which order to stop. The rows stand in pask_lifecycle.cpp; the service brings up its own modules with the same code.
+// which order to stop. The rows stand in pask_module_graph.cpp; the service brings up its own modules with the same code.
 #pragma once
 
 #include "pask_status.h"

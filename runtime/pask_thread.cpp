@@ -24,7 +24,7 @@ static constexpr int UNNAMED_ERROR = -1;  // what isn't told by an error number
 
 static void* _pask_thread_proc(void* record) {
   auto* thread = static_cast<pask_thread*>(record);
-  if (pthread_mutex_lock(&thread->state_lock) == 0) pthread_mutex_unlock(&thread->state_lock);
+  if (mutex_lock(thread->state_lock) == 0) mutex_unlock(thread->state_lock);
   if (thread_current_set(thread) == 0) pask_atomic_inc(&thread->refcount, nullptr);
   thread->entry(thread->argument);
   thread_finish(thread);
@@ -32,8 +32,8 @@ static void* _pask_thread_proc(void* record) {
 }
 
 static int locks_init(pask_thread* thread) {
-  int error = pthread_mutex_init(&thread->state_lock, nullptr);
-  if (!error) error = pthread_mutex_init(&thread->done_lock, nullptr);
+  int error = pthread_mutex_init(&thread->state_lock.posix, nullptr);
+  if (!error) error = pthread_mutex_init(&thread->done_lock.posix, nullptr);
   if (!error) error = pthread_cond_init(&thread->done_cond, nullptr);
   thread->completion_ready = !error;
   return error;
@@ -41,7 +41,7 @@ static int locks_init(pask_thread* thread) {
 
 // Once the lock is left, a thread without a handle may have ended already and its record with it.
 static int thread_begin(pask_thread* thread, const pthread_attr_t* attributes, pask_thread_handle* handle) {
-  int error = pthread_mutex_lock(&thread->state_lock);
+  int error = mutex_lock(thread->state_lock);
   if (error) return error;
   error = pthread_create(&thread->thread_id, attributes, _pask_thread_proc, thread);
   if (!error && handle) {
@@ -50,7 +50,7 @@ static int thread_begin(pask_thread* thread, const pthread_attr_t* attributes, p
   } else if (!error) {
     pthread_detach(thread->thread_id);
   }
-  pthread_mutex_unlock(&thread->state_lock);
+  mutex_unlock(thread->state_lock);
   return error;
 }
 
@@ -76,11 +76,11 @@ uint32_t pask_thread_create(pask_thread_fn function, uint32_t stack_size, void* 
   return thread_status(error);
 }
 
-// The caller has done_lock.
-static int thread_join(pask_thread* thread, uint32_t timeout_ms) {
+static int thread_join(pask_thread* thread, uint32_t timeout_ms) PASK_REQUIRES(thread->done_lock) {
   const wait_deadline deadline = wait_deadline_in(timeout_ms);
   int error = 0;
-  while (!thread->done && !error) error = wait_once(&thread->done_cond, &thread->done_lock, deadline, &thread->done);
+  while (!thread->done && !error)
+    error = wait_once(&thread->done_cond, &thread->done_lock.posix, deadline, &thread->done);
   return thread->done ? pthread_join(thread->thread_id, nullptr) : error;
 }
 
@@ -88,22 +88,14 @@ uint32_t pask_thread_wait_and_cleanup(pask_thread_handle thread, uint32_t timeou
   if (!pask_thread_initchecks()) return THREAD_ERR_NOT_INITED;
   if (!thread) return THREAD_ERR_INVALID_ARG;
   PASK_TRY(thread_check(thread));
-  if (const int error = pthread_mutex_lock(&thread->done_lock)) return _thread_map_error(error);
+  if (const int error = mutex_lock(thread->done_lock)) return _thread_map_error(error);
   const int error = thread_join(thread, timeout_ms);
-  pthread_mutex_unlock(&thread->done_lock);
+  mutex_unlock(thread->done_lock);
   if (!error) _free_thread_t(thread);
   return thread_status(error);
 }
 
 // ---- Properties ----
-
-template <class Work>
-static uint32_t within_state(pask_thread* thread, Work work) {
-  if (const int error = pthread_mutex_lock(&thread->state_lock)) return _thread_map_error(error);
-  const uint32_t status = work();
-  pthread_mutex_unlock(&thread->state_lock);
-  return status;
-}
 
 static int priority_set(pthread_t id, int32_t priority) {
   int policy = 0;
@@ -120,8 +112,10 @@ uint32_t pask_thread_set_priority(pask_thread_handle thread, int32_t priority) {
   if (!pask_thread_initchecks()) return THREAD_ERR_NOT_INITED;
   if (!thread || priority < -5 || priority > 5) return THREAD_ERR_INVALID_ARG;
   PASK_TRY(thread_check(thread));
-  return within_state(thread,
-                      [=] { return thread->finished ? 0 : thread_status(priority_set(thread->thread_id, priority)); });
+  if (const int error = mutex_lock(thread->state_lock)) return _thread_map_error(error);
+  const int error = thread->finished ? 0 : priority_set(thread->thread_id, priority);
+  mutex_unlock(thread->state_lock);
+  return thread_status(error);
 }
 
 uint32_t pask_thread_get_id(pask_thread_handle thread, pask_thread_id* id) {
@@ -132,7 +126,7 @@ uint32_t pask_thread_get_id(pask_thread_handle thread, pask_thread_id* id) {
   return 0;
 }
 
-static uint32_t name_replace(pask_thread* thread, const char* name) {
+static uint32_t name_replace(pask_thread* thread, const char* name) PASK_REQUIRES(thread->state_lock) {
   const auto size = static_cast<uint32_t>(strlen(name) + 1);
   pask_memory_free(thread->name);
   thread->name = static_cast<char*>(pask_memory_alloc(size));
@@ -146,13 +140,15 @@ uint32_t pask_thread_set_name(pask_thread_handle handle, const char* name) {
   if (!name) return THREAD_ERR_INVALID_ARG;
   pask_thread* thread = nullptr;
   PASK_TRY(thread_find_or_add(handle, &thread));
-  return within_state(thread, [=] { return name_replace(thread, name); });
+  if (const int error = mutex_lock(thread->state_lock)) return _thread_map_error(error);
+  const uint32_t status = name_replace(thread, name);
+  mutex_unlock(thread->state_lock);
+  return status;
 }
 
-static uint32_t name_copy(const char* name, char* buffer, uint32_t size) {
+static void name_copy(const char* name, char* buffer, uint32_t size) {
   const size_t whole = strlen(name) + 1;
   memcpy(buffer, name, whole < size ? whole : size);
-  return 0;
 }
 
 uint32_t pask_thread_get_name(pask_thread_handle handle, char* buffer, uint32_t size) {
@@ -161,7 +157,10 @@ uint32_t pask_thread_get_name(pask_thread_handle handle, char* buffer, uint32_t 
   pask_thread* thread = nullptr;
   PASK_TRY(thread_find(handle, &thread));
   if (!thread) return THREAD_ERR_NOT_FOUND;
-  return within_state(thread, [=] { return name_copy(thread->name ? thread->name : "", buffer, size); });
+  if (const int error = mutex_lock(thread->state_lock)) return _thread_map_error(error);
+  name_copy(thread->name ? thread->name : "", buffer, size);
+  mutex_unlock(thread->state_lock);
+  return 0;
 }
 
 // ---- The machine ----

@@ -29,7 +29,7 @@ uint32_t _thread_add_specific(pask_thread** thread) {
   pask_thread* const made = thread_record_create();
   if (!made) return THREAD_ERR_NO_MEMORY;
   made->thread_id = pthread_self();
-  int error = pthread_mutex_init(&made->state_lock, nullptr);
+  int error = pthread_mutex_init(&made->state_lock.posix, nullptr);
   if (!error) error = thread_current_set(made);
   if (error) {
     _free_thread_t(made);
@@ -41,27 +41,28 @@ uint32_t _thread_add_specific(pask_thread** thread) {
 
 void thread_finish(pask_thread* thread) {
   thread->entry = nullptr;
-  if (pthread_mutex_lock(&thread->state_lock) == 0) {
+  if (mutex_lock(thread->state_lock) == 0) {
     thread->finished = 1;
-    pthread_mutex_unlock(&thread->state_lock);
+    mutex_unlock(thread->state_lock);
   }
-  if (pthread_mutex_lock(&thread->done_lock) == 0) {
+  if (mutex_lock(thread->done_lock) == 0) {
     thread->done = 1;
     pthread_cond_signal(&thread->done_cond);
-    pthread_mutex_unlock(&thread->done_lock);
+    mutex_unlock(thread->done_lock);
   }
   _free_thread_t(thread);
 }
 
-void _free_thread_t(pask_thread* thread) {
+// With the last reference nobody else is left to guard against.
+PASK_NO_THREAD_SAFETY_ANALYSIS void _free_thread_t(pask_thread* thread) {
   uint32_t left = 0;
   pask_atomic_dec(&thread->refcount, &left);
   if (left != 0) return;
   thread_local_store_delete(thread->store);
   pask_memory_free(thread->name);
-  pthread_mutex_destroy(&thread->state_lock);
+  pthread_mutex_destroy(&thread->state_lock.posix);
   if (thread->completion_ready) {
-    pthread_mutex_destroy(&thread->done_lock);
+    pthread_mutex_destroy(&thread->done_lock.posix);
     pthread_cond_destroy(&thread->done_cond);
   }
   pask_memory_free(thread);

@@ -2,10 +2,9 @@
 // and for others once they ask for a name or a store. Each thread finds its own as the value of the family's key.
 #pragma once
 
-#include <pthread.h>
-
 #include <cstddef>
 
+#include "pask_mutex.h"
 #include "pask_status.h"
 #include "pask_thread.h"
 #include "pask_thread_store.h"
@@ -15,17 +14,17 @@ constexpr uint32_t THREAD_ERR_BAD_HANDLE = status_error(PKG_THREAD, 0x0321);
 
 struct pask_thread {
   uint32_t magic;
-  uint32_t refcount;           // one each for the function that runs, the key's value, and the application's handle
-  pthread_mutex_t state_lock;  // guards thread_id, name and finished; holds a new thread back until its creator is done
-  pthread_t thread_id;
-  char* name;  // or null
-  uint8_t finished;
+  uint32_t refcount;      // one each for the function that runs, the key's value, and the application's handle
+  pask_mutex state_lock;  // holds a new thread back until its creator is done
+  pthread_t thread_id;    // doesn't change once the thread runs
+  char* name PASK_GUARDED_BY(state_lock);  // or null
+  uint8_t finished PASK_GUARDED_BY(state_lock);
   uint8_t completion_ready;  // done_lock and done_cond are there
   pask_thread_fn entry;      // null once it has returned, and where the library didn't start the thread
   void* argument;
-  thread_local_store_handle store;  // null until something is stored
-  pthread_mutex_t done_lock;        // guards done; never nested with state_lock
-  uint8_t done;                     // the thread is about to exit
+  thread_local_store_handle store;          // null until something is stored
+  pask_mutex done_lock;                     // never nested with state_lock
+  uint8_t done PASK_GUARDED_BY(done_lock);  // the thread is about to exit
   pthread_cond_t done_cond;
 };
 static_assert(offsetof(pask_thread, refcount) == 4 && offsetof(pask_thread, state_lock) == 8);

@@ -24,7 +24,7 @@ struct cadenz_query {
   void* callback_data;
   uint32_t progress_total_1;  // written by the lookup callback only
   uint32_t progress_total_2;
-  pask_vector_handle seeds;  // metadata objects, one reference each
+  pask_vector_handle seeds PASK_GUARDED_BY(lock);  // metadata objects, one reference each
 };
 static_assert(sizeof(void*) != 4 || sizeof(cadenz_query) == 36);
 
@@ -35,11 +35,12 @@ struct cadenz_filter {
 
 struct cadenz_station {
   uint32_t magic;
-  pask_critsec_handle lock;    // guards all below; held during a whole exchange with the service
-  cadenz_query* query;         // the station's own: its user, callback and options; no seeds, and its lock isn't used
-  char* station_id;            // never empty
-  velox_mdo_handle playlist;   // the latest answer with something to play, referenced; null until the first
-  pask_vector2_handle events;  // of cadenz_event, in order of arrival
+  pask_critsec_handle lock;  // held during a whole exchange with the service
+  cadenz_query* query;       // the station's own: its user, callback and options; no seeds, and its lock isn't used
+  char* station_id;          // never empty
+  // The latest answer with something to play, referenced; null until the first. What happened, of cadenz_event, in order of arrival.
+  velox_mdo_handle playlist PASK_GUARDED_BY(lock);
+  pask_vector2_handle events PASK_GUARDED_BY(lock);
 };
 static_assert(sizeof(void*) != 4 || sizeof(cadenz_station) == 24);
 
@@ -52,7 +53,7 @@ static_assert(sizeof(void*) != 4 || sizeof(cadenz_event) == 8);
 
 // ---- Soundness: asserted before and after work on a record ----------------------------------------------------------
 
-inline bool cadenz_sound(const cadenz_query* query) {
+PASK_NO_THREAD_SAFETY_ANALYSIS inline bool cadenz_sound(const cadenz_query* query) {
   uint32_t seeds = 0;
   return query->magic == CADENZ_QUERY_MAGIC && query->lock && query->options &&
          pask_vector_count(query->seeds, &seeds) == 0 && seeds <= VELOX_CADENZ_MAX_SEEDS;
@@ -60,7 +61,7 @@ inline bool cadenz_sound(const cadenz_query* query) {
 
 inline bool cadenz_sound(const cadenz_filter* filter) { return filter->magic == CADENZ_FILTER_MAGIC && filter->values; }
 
-inline bool cadenz_sound(const cadenz_station* station) {
+PASK_NO_THREAD_SAFETY_ANALYSIS inline bool cadenz_sound(const cadenz_station* station) {
   uint32_t seeds = 0, events = 0;
   return station->magic == CADENZ_STATION_MAGIC && station->lock && cadenz_sound(station->query) &&
          pask_vector_count(station->query->seeds, &seeds) == 0 && seeds == 0 && station->station_id &&
@@ -69,9 +70,11 @@ inline bool cadenz_sound(const cadenz_station* station) {
 
 // Holds a query's or a station's lock to the end of the scope.
 template <class Object>
-struct cadenz_hold {
-  explicit cadenz_hold(const Object* of) : held(of->lock), object(of) { PASK_ASSERT(cadenz_sound(object)); }
-  ~cadenz_hold() { PASK_ASSERT(cadenz_sound(object)); }
+struct PASK_SCOPED_CAPABILITY cadenz_hold {
+  explicit cadenz_hold(const Object* of) PASK_ACQUIRE(of->lock) : held(of->lock), object(of) {
+    PASK_ASSERT(cadenz_sound(object));
+  }
+  ~cadenz_hold() PASK_RELEASE() { PASK_ASSERT(cadenz_sound(object)); }
   cadenz_hold(const cadenz_hold&) = delete;
   cadenz_hold& operator=(const cadenz_hold&) = delete;
 
@@ -118,7 +121,7 @@ uint32_t _cadenz_station_create(const cadenz_station_origin& from, cadenz_statio
 
 // Brings a station in step with the service by the one request that the moment needs, or by none. 0 only with a playlist,
 // be it the earlier one. The caller holds the station's lock, unless nobody else knows the station.
-uint32_t _cadenz_station_lookup(cadenz_station* station);
+uint32_t _cadenz_station_lookup(cadenz_station* station) PASK_REQUIRES(station->lock);
 // Adds all pending events to a request and empties the list, also when one of them fails and the request can't go out.
-uint32_t cadenz_events_send(cadenz_station* station, velox_lookup_handle lookup);
+uint32_t cadenz_events_send(cadenz_station* station, velox_lookup_handle lookup) PASK_REQUIRES(station->lock);
 void _cadenz_event_release(void* event);

@@ -77,6 +77,7 @@ namespace {
 // One run's lists and lookup.
 struct preprocess_run {
   cadenz_query* query;
+  pask_vector_handle seeds;       // the query's, as they are
   pask_vector_handle kept;        // seeds that need no lookup, then the resolved objects
   pask_vector_handle unresolved;  // in the order of the query's list
   velox_lookup_handle lookup;
@@ -97,7 +98,7 @@ static uint32_t list_take(pask_vector_handle list, velox_mdo_handle object) {
 
 static uint32_t sort_seed(preprocess_run* run, uint32_t index) {
   velox_mdo_handle seed = nullptr;
-  PASK_TRY(cadenz_seed_get(run->query->seeds, index, &seed));
+  PASK_TRY(cadenz_seed_get(run->seeds, index, &seed));
   PASK_TRY(g_cadenz_mdo_interface->mdo_addref(seed));
   return list_take(is_identified(seed) ? run->kept : run->unresolved, seed);
 }
@@ -229,7 +230,7 @@ uint32_t cadenz_preprocess_seeds(cadenz_query* query) {
   uint32_t seeds = 0;
   if (const uint32_t status = pask_vector_count(query->seeds, &seeds)) return cadenz_report(status, SOURCE);
   if (seeds == 0) return cadenz_report(CADENZ_ERR_NO_SEEDS, SOURCE);
-  preprocess_run run = {query, nullptr, nullptr, nullptr};
+  preprocess_run run = {query, query->seeds, nullptr, nullptr, nullptr};
   const uint32_t status = run_all(&run, seeds);
   if (run.lookup) g_cadenz_lookup_interface->lookup_release(run.lookup);
   if (!status) {  // the list that isn't the query's any more is the one to delete

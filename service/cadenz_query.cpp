@@ -10,7 +10,8 @@ void cadenz_seed_release(uintptr_t seed) {
   g_cadenz_mdo_interface->mdo_release(reinterpret_cast<velox_mdo_handle>(seed));
 }
 
-void _cadenz_query_free(cadenz_query* query) {
+// Nobody else knows the query any more.
+PASK_NO_THREAD_SAFETY_ANALYSIS void _cadenz_query_free(cadenz_query* query) {
   if (!query) return;
   g_cadenz_userinfo_interface->user_release(query->user);
   pask_thread_critsec_delete(query->lock);
@@ -51,7 +52,7 @@ uint32_t _cadenz_query_create(velox_user_handle user, velox_cadenz_callback_fn c
   return 0;
 }
 
-static uint32_t seed_take(cadenz_query* query, velox_mdo_handle seed) {
+static uint32_t seed_take(cadenz_query* query, velox_mdo_handle seed) PASK_REQUIRES(query->lock) {
   uint32_t count = 0;
   PASK_TRY(pask_vector_count(query->seeds, &count));
   if (count >= VELOX_CADENZ_MAX_SEEDS) return CADENZ_ERR_TOO_MANY_SEEDS;

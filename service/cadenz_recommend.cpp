@@ -2,7 +2,7 @@
 #include "cadenz_request.h"
 
 static uint32_t recommend(cadenz_query* query, const cadenz_filter* filter, velox_lookup_handle* lookup,
-                          velox_mdo_handle* result) {
+                          velox_mdo_handle* result) PASK_REQUIRES(query->lock) {
   const uint32_t status = cadenz_preprocess_seeds(query);
   if (status && !(filter && cadenz_is_no_seeds(status))) return status;  // a filter can take the place of seeds
   return cadenz_seeded_request(query, VELOX_LOOKUP_TYPE_RECOMMEND, filter, lookup, result);

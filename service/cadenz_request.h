@@ -16,14 +16,15 @@ void cadenz_lookup_callback(void* data, const velox_progress* progress, uint8_t*
 // A request of a query's seeds and, unless it is null, a filter: made, filled and executed. The absence of seeds is no failure.
 // The lookup is the caller's to release, also after a failure.
 uint32_t cadenz_seeded_request(cadenz_query* query, const char* type, const cadenz_filter* filter,
-                               velox_lookup_handle* lookup, velox_mdo_handle* result);
+                               velox_lookup_handle* lookup, velox_mdo_handle* result) PASK_REQUIRES(query->lock);
 
 // ---- What goes into it ----------------------------------------------------------------------------------------------
 
 // Puts identified objects in the place of seeds that carry only names: all of them, or the seeds stay (cadenz_preprocess.cpp).
-uint32_t cadenz_preprocess_seeds(cadenz_query* query);
-uint32_t _cadenz_query_lookup_add_seeds(cadenz_query* query, velox_lookup_handle lookup);
-uint32_t _cadenz_query_lookup_add_filter(cadenz_query* query, velox_lookup_handle lookup, const cadenz_filter* filter);
+uint32_t cadenz_preprocess_seeds(cadenz_query* query) PASK_REQUIRES(query->lock);
+uint32_t _cadenz_query_lookup_add_seeds(cadenz_query* query, velox_lookup_handle lookup) PASK_REQUIRES(query->lock);
+uint32_t _cadenz_query_lookup_add_filter(cadenz_query* query, velox_lookup_handle lookup, const cadenz_filter* filter)
+    PASK_REQUIRES(query->lock);
 
 // Gives a lookup the options that are set: all that a request of its type carries, or those of the lookup as a whole. Whether
 // one differs from what the playlist reports of it; with no playlist, whether one is set (cadenz_options.cpp).

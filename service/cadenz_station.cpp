@@ -8,7 +8,8 @@
 
 // ---- Inside ---------------------------------------------------------------------------------------------------------
 
-static void _cadenz_station_free(cadenz_station* station) {
+// Nobody else knows the station yet, or any more.
+PASK_NO_THREAD_SAFETY_ANALYSIS static void _cadenz_station_free(cadenz_station* station) {
   if (!station) return;
   if (station->query) g_cadenz_handlemanager_interface->handle_release(station->query);
   pask_thread_critsec_delete(station->lock);
@@ -24,7 +25,8 @@ static void _cadenz_station_handle_delete(void* station) {
 }
 
 // Fills a zeroed record up to its registration. What is there when a step fails is freed by the caller.
-static uint32_t station_fill(cadenz_station* station, const cadenz_station_origin& from) {
+PASK_NO_THREAD_SAFETY_ANALYSIS static uint32_t station_fill(cadenz_station* station,
+                                                            const cadenz_station_origin& from) {
   station->station_id = pask_string_strdup(from.station_id);
   if (!station->station_id) return CADENZ_ERR_NO_MEMORY;
   PASK_TRY(_cadenz_query_create(from.user, from.callback, from.callback_data, from.options, &station->query));

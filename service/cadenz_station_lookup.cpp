@@ -6,13 +6,13 @@
 // ---- Which request --------------------------------------------------------------------------------------------------
 
 // The type of request that a station without pending events needs; null when it is in step.
-static const char* request_needed(const cadenz_station* station) {
+static const char* request_needed(const cadenz_station* station) PASK_REQUIRES(station->lock) {
   if (cadenz_settings_changed(station->query, station->playlist)) return VELOX_LOOKUP_TYPE_SETTING;
   return station->playlist ? nullptr : VELOX_LOOKUP_TYPE_LOOKAHEAD;
 }
 
 // Makes that request, or none.
-static uint32_t request_create(cadenz_station* station, velox_lookup_handle* lookup) {
+static uint32_t request_create(cadenz_station* station, velox_lookup_handle* lookup) PASK_REQUIRES(station->lock) {
   uint32_t events = 0;
   PASK_TRY(pask_vector2_count(station->events, &events));
   const char* type = events ? VELOX_LOOKUP_TYPE_EVENT : request_needed(station);
@@ -24,7 +24,7 @@ static uint32_t request_create(cadenz_station* station, velox_lookup_handle* loo
 // ---- The answer -----------------------------------------------------------------------------------------------------
 
 // Takes an answer that has something to play in place of the old one; *answer is null if it was taken.
-static uint32_t answer_take(cadenz_station* station, velox_mdo_handle* answer) {
+static uint32_t answer_take(cadenz_station* station, velox_mdo_handle* answer) PASK_REQUIRES(station->lock) {
   const char* code = nullptr;
   PASK_TRY(cadenz_mdo_value(*answer, VELOX_VAL_RESPONSE_CODE, &code));
   if (pask_string_equal(code, VELOX_RESULT_NO_MATCHES, 1)) return 0;
@@ -38,7 +38,8 @@ static uint32_t answer_take(cadenz_station* station, velox_mdo_handle* answer) {
   return station->playlist ? status : 0;  // nothing to play at all is told by the caller
 }
 
-static uint32_t exchange(cadenz_station* station, velox_lookup_handle* lookup, velox_mdo_handle* answer) {
+static uint32_t exchange(cadenz_station* station, velox_lookup_handle* lookup, velox_mdo_handle* answer)
+    PASK_REQUIRES(station->lock) {
   PASK_TRY(request_create(station, lookup));
   if (*lookup) {
     PASK_TRY(cadenz_data_add(*lookup, VELOX_LOOKUP_DATA_STATION_ID, station->station_id, 1));
@@ -61,6 +62,11 @@ uint32_t _cadenz_station_lookup(cadenz_station* station) {
 
 // ---- Reopening ------------------------------------------------------------------------------------------------------
 
+// Nobody else knows the station yet, so it goes without its lock.
+PASK_NO_THREAD_SAFETY_ANALYSIS static uint32_t first_lookup(cadenz_station* station) {
+  return _cadenz_station_lookup(station);
+}
+
 uint32_t velox_cadenz_station_lookup(const char* station_id, velox_user_handle user, velox_cadenz_callback_fn callback,
                                      void* data, cadenz_station** station) {
   static constexpr char OPERATION[] = "velox_cadenz_station_lookup";
@@ -71,7 +77,7 @@ uint32_t velox_cadenz_station_lookup(const char* station_id, velox_user_handle u
   cadenz_station* made = nullptr;
   uint32_t status = _cadenz_station_create({station_id, nullptr, user, callback, data, nullptr}, &made);
   if (status) return cadenz_end(OPERATION, status);
-  status = _cadenz_station_lookup(made);
+  status = first_lookup(made);
   if (status)
     g_cadenz_handlemanager_interface->handle_release(made);
   else

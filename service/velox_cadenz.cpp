@@ -7,8 +7,8 @@
 #include <type_traits>
 
 #include "cadenz_frame.h"
+#include "pask_guard.h"
 #include "pask_lifecycle.h"
-#include "pask_spinlock.h"
 #include "pask_string.h"
 
 static constexpr char BUILD_DATE[] = "2016-08-22 10:21-0700";
@@ -22,8 +22,8 @@ velox_lookup_interface* g_cadenz_lookup_interface;
 velox_mdo_interface* g_cadenz_mdo_interface;
 velox_listmanager_interface* g_cadenz_lists_interface;
 
-static pask_spinlock _g_initlock_cadenz;
-static uint32_t _g_initcount_cadenz;  // guarded by the lock; read without it by velox_cadenz_initchecks
+static guarding_spinlock _g_initlock_cadenz;
+static uint32_t _g_initcount_cadenz PASK_GUARDED_BY(_g_initlock_cadenz);  // read without it by velox_cadenz_initchecks
 
 // ---- The frame ------------------------------------------------------------------------------------------------------
 
@@ -141,18 +141,17 @@ static uint32_t _cadenz_shutdown_func(shutdown_mode mode) {
   return 0;
 }
 
-static void count_set(uint32_t count) { __atomic_store_n(&_g_initcount_cadenz, count, __ATOMIC_RELEASE); }
+static void count_set(uint32_t count) PASK_REQUIRES(_g_initlock_cadenz) {
+  __atomic_store_n(&_g_initcount_cadenz, count, __ATOMIC_RELEASE);
+}
 
 // Ends the service when the manager stops, whatever the count is.
 static uint32_t _cadenz_client_shutdown() {
-  pask_spinlock_lock(&_g_initlock_cadenz);
-  uint32_t status = PASK_BARE_NOT_INITED;
-  if (_g_initcount_cadenz != 0) {
-    status = _cadenz_shutdown_func(SHUTDOWN_FORCED);
-    if (!status) count_set(0);
-  }
-  pask_spinlock_unlock(&_g_initlock_cadenz);
-  return status;
+  const spinlock_hold held(_g_initlock_cadenz);
+  if (_g_initcount_cadenz == 0) return PASK_BARE_NOT_INITED;
+  PASK_TRY(_cadenz_shutdown_func(SHUTDOWN_FORCED));
+  count_set(0);
+  return 0;
 }
 
 static uint32_t join_manager(uint32_t* started) {
@@ -174,6 +173,13 @@ static uint32_t _cadenz_init_func(const velox_manager_record* manager) {
   return 0;
 }
 
+static uint32_t start(const velox_manager_record* manager) {
+  const spinlock_hold held(_g_initlock_cadenz);
+  if (_g_initcount_cadenz == 0) PASK_TRY(_cadenz_init_func(manager));
+  count_set(_g_initcount_cadenz + 1);
+  return 0;
+}
+
 // The tables aren't there for certain while a start fails, so the linked name tells of the outcome.
 static uint32_t initialize_end(uint32_t word, uint32_t source, const char* text) {
   static constexpr char OPERATION[] = "velox_cadenz_initialize";
@@ -190,24 +196,22 @@ uint32_t velox_cadenz_initialize(const velox_manager_record* manager) {
     return initialize_end(CADENZ_ERR_WRONG_VERSION, CADENZ_ERR_WRONG_VERSION,
                           "given manager handle was from a different version SDK");
 
-  pask_spinlock_lock(&_g_initlock_cadenz);
-  const uint32_t status = _g_initcount_cadenz == 0 ? _cadenz_init_func(manager) : 0;
-  if (!status) count_set(_g_initcount_cadenz + 1);
-  pask_spinlock_unlock(&_g_initlock_cadenz);
+  const uint32_t status = start(manager);
   return initialize_end(status ? CADENZ_ERR_INIT_FAILED : 0, status, nullptr);
+}
+
+static uint32_t stop() {
+  const spinlock_hold held(_g_initlock_cadenz);
+  if (_g_initcount_cadenz == 0) return CADENZ_ERR_NOT_INITED;
+  if (_g_initcount_cadenz == 1) PASK_TRY(_cadenz_shutdown_func(SHUTDOWN_LAST_STOP));
+  count_set(_g_initcount_cadenz - 1);
+  return 0;
 }
 
 uint32_t velox_cadenz_shutdown(void) {
   static constexpr char OPERATION[] = "velox_cadenz_shutdown";
   cadenz_trace(OPERATION);
-  pask_spinlock_lock(&_g_initlock_cadenz);
-  uint32_t status = 0;
-  if (_g_initcount_cadenz == 0)
-    status = CADENZ_ERR_NOT_INITED;
-  else if (_g_initcount_cadenz == 1)
-    status = _cadenz_shutdown_func(SHUTDOWN_LAST_STOP);
-  if (!status) count_set(_g_initcount_cadenz - 1);
-  pask_spinlock_unlock(&_g_initlock_cadenz);
+  const uint32_t status = stop();
   return status ? cadenz_end_without_errorinfo(OPERATION, cadenz_fold(status)) : 0;
 }
 

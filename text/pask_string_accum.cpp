@@ -5,6 +5,7 @@
 #include <stddef.h>
 #include <string.h>
 
+#include "pask_assert.h"
 #include "pask_format.h"
 #include "pask_status.h"
 #include "pask_string.h"
@@ -40,6 +41,7 @@ pask_string_accum* create_on_heap(uint32_t size) {
 
 // The tail of every append.
 uint32_t give_text(const pask_string_accum* acc, uint32_t status, const char** text_out) {
+  PASK_ASSERT(acc->length == 0 || (acc->length < acc->capacity && acc->text[acc->length] == 0));
   if (status == 0 && text_out) *text_out = acc->text;
   return status;
 }

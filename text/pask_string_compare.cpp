@@ -30,7 +30,8 @@ static bool order_by_address(const char* a, const char* b, int16_t* order) {
 static int16_t order_by_chars(const char* a, const char* b, uint32_t max_chars, bool exact) {
   int16_t order;
   if (order_by_address(a, b, &order)) return order;
-  // What is equal by bytes is so by characters, up to an invalid sequence, where both go on.
+  // Fast for texts that are equal by bytes but for the case of ASCII letters: so they are by characters, unless an invalid sequence
+  // ends the comparison, where both texts go on and a is told to be the greater.
   if (!exact && max_chars == TEXT_NO_LIMIT && text_equal_nocase(a, b))
     return text_is_ascii(a) ? 0 : sign(text_measure(a, TEXT_NO_LIMIT, TEXT_NO_LIMIT).invalid != 0);
   int32_t difference = 0;

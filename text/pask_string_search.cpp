@@ -1,7 +1,8 @@
 // Searching in strings: characters, sets of bytes, substrings, tokens.
 //
 // A search by characters ends at an invalid sequence and also finds overlong forms. libc's searches by bytes give the same
-// answer as long as the text in front of the find is valid and in its shortest form, which is checked behind them.
+// answer as long as the text in front of the find is valid and in its shortest form: a byte below 0x80 is then a character of its
+// own, and the bytes of one character begin no other. Each fast path says below how that is known.
 #include <ctype.h>
 
 #include "pask_string.h"
@@ -16,6 +17,10 @@ static char* position(const char* p) { return const_cast<char*>(p); }
 constexpr size_t MIXED_WINDOW = 1024;
 
 // As find_char(), for text with longer characters. Kept out of the way of short ASCII texts.
+//
+// Fast for c below 0x80: memchr tells where the window's first such byte is. It can't lie inside a character, and all in front of
+// it is still decoded, so that an overlong form of c is found before it and an invalid sequence ends the search before it. Runs of
+// ASCII in front of it hold no c, and are stepped over by words.
 [[gnu::noinline]] static char* find_char_mixed(const char* s, uint32_t c, size_t max_bytes) {
   const char* const start = s;
   for (;;) {
@@ -38,6 +43,9 @@ constexpr size_t MIXED_WINDOW = 1024;
 }
 
 // The first c of s, which isn't 0, that ends within the first max_bytes bytes.
+//
+// Fast while the text is ASCII, which the scan sees to: each byte is a character. For c from 0x80 on it only skips, since no ASCII
+// byte is such a character.
 static char* find_char(const char* s, uint32_t c, size_t max_bytes) {
   const size_t ascii = text_scan(s, max_bytes, c < 0x80 ? static_cast<char>(c) : 0);
   if (ascii == max_bytes || s[ascii] == 0) return nullptr;
@@ -50,6 +58,8 @@ char* pask_string_strnchr(const char* s, uint32_t c, uint32_t maxbytes) {
   return s && c != 0 ? find_char(s, c, maxbytes) : nullptr;
 }
 
+// Fast where the text, up to its end or an invalid sequence, has as many characters as bytes: then all of it is ASCII, and the last
+// byte c is the last character c.
 char* pask_string_strrchr(const char* s, uint32_t c) {
   if (!s) return nullptr;
   const text_extent text = text_measure(s, TEXT_NO_LIMIT, TEXT_NO_LIMIT);
@@ -126,7 +136,8 @@ static occurrence search_chars(const char* haystack, const char* needle, uint32_
     if (size == 0 || *haystack == 0) return {};
     haystack += size;
     if (fold(c) != first) continue;
-    // An ASCII byte behind the first that differs for certain spares the comparison.
+    // Where the first character and what follows it are ASCII in both, the second one is known too: when it differs in any case,
+    // the comparison would end there and go on behind the candidate, as this does.
     const uint8_t next = text_byte(haystack), wanted = text_byte(needle + 1);
     if (needle_chars > 1 && (next | wanted) < 0x80 && size == 1 && !text_is_multibyte(needle) &&
         byte_tolower(next) != byte_tolower(wanted))
@@ -145,7 +156,9 @@ constexpr size_t FOLDED_NEEDLE = 1024;
 constexpr size_t FOLDED_WINDOW = 4 * FOLDED_NEEDLE;
 
 // The search without case for `bytes` bytes of ASCII: libc's, over lower case, as far as the haystack is ASCII. *rest gets
-// null where the search is over, else the first position that is left to it.
+// null where the search is over, else the first position that is left to it. Among ASCII the comparison by characters is one of
+// lower-case bytes, so both find the same place; an occurrence that would reach out of the ASCII part is left to the search by
+// characters, which begins at the first position that could hold one.
 static const char* search_ascii(const char* haystack, const char* needle, size_t bytes, const char** rest) {
   char folded_needle[FOLDED_NEEDLE + 1];
   char folded[FOLDED_WINDOW + 1];
@@ -182,6 +195,8 @@ static bool first_folds(char first) {
   return search_chars(haystack, needle, extent.chars + (extent.invalid ? 1 : 0), exact);
 }
 
+// Fast for an exact search with a plain needle: strstr's answer holds when the haystack is plain as far as it was passed over,
+// for an equal run of bytes then is an equal run of characters. Else the search by characters starts anew.
 static occurrence search(const char* haystack, const char* needle, bool exact) {
   const size_t run = text_scan(needle, TEXT_NO_LIMIT);
   text_extent extent = {static_cast<uint32_t>(run), static_cast<uint32_t>(run), 0};

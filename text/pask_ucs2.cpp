@@ -11,6 +11,7 @@ uint32_t pask_string_utf8_to_ucs2_buf(const char* src, uint32_t src_bytes, uint1
   uint16_t* to = dst;
   uint32_t status = 0;
   while (src < end) {
+    // A run of ASCII is a unit for each byte, whatever comes behind it.
     for (const char* const run_end = src + text_ascii_run(src, end); src < run_end; ++src)
       *to++ = in_order(text_byte(src), swap);
     if (src == end) break;

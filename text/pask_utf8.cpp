@@ -69,6 +69,11 @@ static text_extent measure_chars(const char* s, text_extent done, uint32_t max_b
 
 // Takes whole blocks while they are valid. The upper bits of a byte make four flags, and these tell all: where lead bytes are,
 // where they want continuation bytes, and where such are. Begins behind `done`, at a character.
+//
+// A block counts only when continuation bytes stand exactly where they are wanted, no lead byte wants four, and neither limit lies
+// in it: then its characters are those that measure_chars() would step over, the last one perhaps reaching into the next block.
+// What a block that doesn't count has to say, and whether it ends a character that the last one left open, is left to
+// measure_chars(), which begins again at that character.
 [[gnu::noinline]] static text_extent measure_blocks(const char* s, uint32_t ascii, uint32_t max_bytes,
                                                     uint32_t max_chars) {
   text_extent done = {ascii, ascii, 0};
@@ -101,6 +106,7 @@ static text_extent measure_chars(const char* s, text_extent done, uint32_t max_b
   return measure_chars(s, done, max_bytes, max_chars);
 }
 
+// Fast for ASCII, where bytes and characters are counted alike, so that the nearer limit is the limit.
 text_extent text_measure(const char* s, uint32_t max_bytes, uint32_t max_chars) {
   const size_t most = text_min(max_bytes, max_chars);
   const size_t ascii = text_scan(s, most);
@@ -123,7 +129,8 @@ static size_t agreement(const char* a, const char* b, size_t n, bool exact) {
   return i != 0 && i != n && same(n - sizeof(Block)) ? n : i;
 }
 
-// The number of leading bytes, all ASCII, in which a and b agree; the limit is in characters.
+// The number of leading bytes, all ASCII, in which a and b agree; the limit is in characters. What isn't ASCII in either text ends
+// it, so the comparison by characters goes on at the beginning of a character in both, or at the first difference.
 static uint32_t ascii_agreement(const char* a, const char* b, uint32_t max_chars, bool exact) {
   uint32_t done = 0;
   // Texts that differ at all mostly do so at once: what is looked at ahead grows with what has agreed.
@@ -141,6 +148,7 @@ static uint32_t ascii_agreement(const char* a, const char* b, uint32_t max_chars
 
 uint32_t _pask_string_utf8_compare(const char* a, const char* b, uint32_t max_chars, uint32_t exact, int32_t* diff,
                                    uint32_t* count, const char** a_end, const char** b_end) {
+  // Fast over the ASCII that both begin with. A first byte that differs in any case is a difference, or no ASCII: nothing to skip.
   uint32_t matched =
       byte_tolower(text_byte(a)) == byte_tolower(text_byte(b)) ? ascii_agreement(a, b, max_chars, exact != 0) : 0;
   a += matched;
