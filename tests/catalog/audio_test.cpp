@@ -50,18 +50,41 @@ TEST_F(Audio, AllFormatsTellTheSame) {
   expect_sound();
 }
 
-TEST_F(Audio, IdentifiersAndMoodsAreRead) {
-  make("x.flac", {"TITLE=One", "ARTIST=Moss feat. Guest", "MOOD=Calm; Warm", "MUSICBRAINZ_TRACKID=0f0f-1",
-                  "MUSICBRAINZ_ARTISTID=aaaa-2", "DATE=2005", "ORIGINALDATE=1979-01-01"});
-  make("y.flac", {"TITLE=Two", "ARTIST=Moss", "MUSICBRAINZ_ARTISTID=aaaa-2"});
-  make("z.flac", {});
-  EXPECT_EQ(scan_music(), "3 3 0 0 0 0");
-  const Item one = search("one").at(0);
-  EXPECT_EQ(one.at("velox_val_tui") + "|" + one.at("_sdkmgr_val_artist_id") + "|" + one.at(VELOX_VAL_MOOD) + "|" +
-                one.at(VELOX_VAL_ERA) + "|" + one.artist(),
-            "0f0f-1|aaaa-2|Calm|1970s|Moss feat. Guest");
-  EXPECT_EQ(counts().artists, 2u) << "the guest makes no artist; what is untagged has one of its own";
-  EXPECT_EQ(search("z").at(0).artist(), "Unknown Artist");
+TEST_F(Audio, TagsAreReadByTheirRules) {
+  const struct {
+    const char* name;  // and the title, unless there is one
+    std::vector<std::string> tags;
+    const char *key, *expected;  // null for the number within the album
+  } rows[] = {
+      {"guest",
+       {"ARTIST=Moss feat. Guest", "MUSICBRAINZ_TRACKID=0f0f-1", "MUSICBRAINZ_ARTISTID=aaaa-2"},
+       VELOX_VAL_TUI,
+       "0f0f-1"},
+      {"host", {"ARTIST=Moss", "MUSICBRAINZ_ARTISTID=aaaa-2"}, VELOX_VAL_ARTIST_ID, "aaaa-2"},
+      {"duet", {"ARTIST=Moss ft. Other"}, VELOX_VAL_ARTIST, "Moss ft. Other"},
+      {"mood", {"ARTIST=Moss", "MOOD=Calm; Warm"}, VELOX_VAL_MOOD, "Calm"},
+      {"first year", {"ARTIST=Moss", "DATE=2005", "ORIGINALDATE=1979-01-01"}, VELOX_VAL_ERA, "1970s"},
+      {"no year", {"ARTIST=Moss", "DATE=0999"}, VELOX_VAL_YEAR, ""},
+      {"untagged", {}, VELOX_VAL_ARTIST, "Unknown Artist"},
+      {"owned", {"ALBUMARTIST=Owner"}, VELOX_VAL_ARTIST, "Owner"},
+      {"stars", {"ARTIST=Moss", "RATING=4"}, VELOX_VAL_POPULARITY, "800"},
+      {"percent", {"ARTIST=Moss", "RATING=60"}, VELOX_VAL_POPULARITY, "600"},
+      {"share", {"ARTIST=Moss", "RATING=60", "FMPS_RATING=0.35"}, VELOX_VAL_POPULARITY, "350"},
+      {"no rating", {"ARTIST=Moss", "RATING=200"}, VELOX_VAL_POPULARITY, "500"},
+      {"disc", {"ARTIST=Moss", "DISCNUMBER=2", "TRACKNUMBER=123/200"}, nullptr, "2123"},
+  };
+  for (const auto& row : rows) make(row.name + std::string(".flac"), row.tags);
+  make("several.flac", {"ARTIST=Many", "ALBUM=Hits", "COMPILATION=1"});
+  EXPECT_EQ(scan_music(), "14 14 0 0 0 0");
+  for (const auto& row : rows) {
+    if (row.key)
+      EXPECT_EQ(search(row.name).at(0).at(row.key), row.expected) << row.name;
+    else
+      EXPECT_EQ(query((std::string("SELECT count(*) FROM track WHERE number=") + row.expected).c_str()), 1) << row.name;
+  }
+  EXPECT_EQ(search("several").at(0).artist(), "Many");
+  EXPECT_EQ(search("various", VELOX_CATALOG_ARTISTS).size(), 1u) << "a compilation's album is theirs";
+  EXPECT_EQ(counts().artists, 5u) << "the guests make none";
 }
 
 TEST_F(Audio, AFileIsKnownByItsContentToo) {
@@ -100,6 +123,11 @@ TEST_F(Audio, AFileIsKnownByItsContentToo) {
   fs::remove(path("music/c.flac"));
   EXPECT_EQ(scan_music(), "3 0 0 3 1 0 0 0");
   EXPECT_EQ(counts().tracks, 3u);
+
+  fs::copy(path("music/z.flac"), path("music/m.flac"));
+  make("z.flac", {"title=Omega", "artist=A"});
+  EXPECT_EQ(scan_music().substr(0, 1), "4");
+  EXPECT_EQ(at("gamma") + at("omega"), "/music/m.flac/music/z.flac") << "copied and changed between two scans";
   expect_sound();
 }
 

@@ -1,5 +1,5 @@
-// Choosing, over small catalogues that are written down here: what each score term gives, who comes in which order, what a history
-// lets through, and how many questions it all takes.
+// Choosing, over small catalogues that are written down here: who comes at all and in which order, what a history lets through, and
+// how many questions it takes.
 #include <gtest/gtest.h>
 
 #include <fstream>
@@ -12,116 +12,9 @@
 namespace velox::catalog {
 namespace {
 
-/** A request with tracks as seeds. */
-request from_tracks(const hand_made_store& store, std::initializer_list<int64_t> seeds, uint32_t count = 25) {
-  request made;
-  for (const int64_t id : seeds) {
-    made.seeds.push_back(make_seed(store, store.record_of(id)));
-    made.seeds.back().ordinal = static_cast<uint32_t>(made.seeds.size());
-  }
-  made.count = count;
-  made.last_track = 1000;
-  return made;
-}
-
 choices chosen(hand_made_store& store, const request& asked, listener* history = nullptr) {
   progress nobody(nullptr, store);
   return choose(store, asked, nobody, history);
-}
-
-std::string order(const std::vector<choice>& tracks) {
-  std::string told;
-  for (const choice& each : tracks) told += (told.empty() ? "" : " ") + std::to_string(each.track.id);
-  return told;
-}
-
-std::vector<hand_made_track> with_others(std::vector<hand_made_track> tracks, int others) {
-  for (int i = 0; i < others; ++i)
-    tracks.push_back({.id = 900 + i, .artist = "Other " + std::to_string(i), .genres = {"Common"}, .year = 1900});
-  return tracks;
-}
-
-// ---- Terms ----------------------------------------------------------------------------------------------------------------------
-
-TEST(Terms, EachDrawsByItsShareAndSaysSo) {
-  hand_made_store store(with_others(
-      {{.id = 1, .artist = "A", .genres = {"Rare", "Common"}, .moods = {"Calm"}, .year = 1990, .album = "One"},
-       {.id = 2, .artist = "A", .genres = {"Rare", "Common"}, .moods = {"Calm"}, .year = 1990, .album = "One"},
-       {.id = 3, .artist = "A", .genres = {"Rare", "Common"}, .moods = {"Calm"}, .year = 1990},
-       {.id = 4, .artist = "B", .genres = {"Rare", "Common"}, .moods = {"Calm"}, .year = 2004},
-       {.id = 5, .artist = "C", .genres = {"Rare"}, .year = 2020},
-       {.id = 6, .artist = "D", .genres = {"Common"}, .year = 2020},
-       {.id = 7, .artist = "E", .genres = {"Alien"}, .year = 1991},
-       {.id = 8, .artist = "F", .genres = {"Alien"}, .year = 2020}},
-      40));
-  request asked = from_tracks(store, {1}, 60);
-  asked.rotate = false;
-  const choices made = chosen(store, asked);
-  struct {
-    int64_t id;
-    const char *kind, *sentence;
-  } const rows[] = {
-      {2, "album", "same album as \"Song 1\" (seed 1); genre Rare, mood Calm, genre Common, 1990s"},
-      {3, "artist", "same artist as A (seed 1); genre Rare, mood Calm, genre Common, 1990s"},
-      {4, "similar", "genre Rare, mood Calm, genre Common, like \"Song 1\" (seed 1)"},
-      {5, "genre", "genre Rare, like \"Song 1\" (seed 1)"},
-      {6, "genre", "genre Common, like \"Song 1\" (seed 1)"},
-  };
-  ASSERT_GE(made.tracks.size(), 5u);
-  for (const auto& row : rows) {
-    const auto found = std::find_if(made.tracks.begin(), made.tracks.end(),
-                                    [&](const choice& each) { return each.track.id == row.id; });
-    ASSERT_NE(found, made.tracks.end()) << row.id;
-    if (row.id == 4) {
-      EXPECT_EQ(found->why.kind, "similar");
-      EXPECT_NE(found->why.sentence.find(", like \"Song 1\" (seed 1)"), std::string::npos) << found->why.sentence;
-      continue;
-    }
-    EXPECT_EQ(found->why.kind, row.kind) << row.id;
-    EXPECT_EQ(found->why.sentence, row.sentence) << row.id;
-  }
-  EXPECT_EQ(order(made.tracks).substr(0, 7), "2 3 4 5")
-      << "each term adds to the next, and rare counts more than common";
-}
-
-TEST(Terms, NearYearsCountAndHalfWhereNothingElseIsAlike) {
-  hand_made_store store({{.id = 1, .artist = "A", .genres = {"X"}, .year = 1990},
-                         {.id = 2, .artist = "B", .genres = {"X"}, .year = 2010},
-                         {.id = 3, .artist = "C", .genres = {"X"}, .year = 1993},
-                         {.id = 4, .artist = "D", .genres = {"Y"}, .year = 1990},
-                         {.id = 5, .artist = "E", .genres = {"Y"}, .year = 1950}});
-  request asked = from_tracks(store, {1});
-  const candidates none;
-  candidates all;
-  const track_filter any;
-  store.look({.windows = {{.of = window::passing, .limit = 100}}, .filter = &any}, all);
-  scorer by(store, asked, all);
-  std::map<int64_t, scored> of;
-  for (const scored& each : by.ranked()) of[all.all()[each.track].id] = each;
-  EXPECT_NEAR(of[3].similarity - of[2].similarity, 0.22 * (17.0 / 25), 0.001);
-  EXPECT_NEAR(of[4].similarity, 0.11, 0.001);
-  EXPECT_EQ(of[5].similarity, 0);
-  EXPECT_EQ(by.explain(of[4]).kind, "era");
-  EXPECT_EQ(by.explain(of[5]).sentence, "popular in this catalogue");
-}
-
-TEST(Terms, FocusTurnsTheScore) {
-  hand_made_store store({{.id = 1, .artist = "A", .genres = {"X"}},
-                         {.id = 2, .artist = "B", .genres = {"X"}, .popularity = 1000},
-                         {.id = 3, .artist = "C", .genres = {"X"}, .popularity = 0},
-                         {.id = 4, .artist = "D", .genres = {"X"}, .popularity = 500},
-                         {.id = 5, .artist = "E", .genres = {"X", "Y", "Z"}, .popularity = 500}});
-  struct {
-    int popularity, similarity;
-    const char* expected;
-  } const rows[] = {{-1, -1, "2 4 3 5"}, {1000, -1, "2 4 3 5"}, {0, -1, "3 4 2 5"}, {-1, 0, "5 2 4 3"}};
-  for (const auto& row : rows) {
-    request asked = from_tracks(store, {1});
-    asked.popularity = row.popularity;
-    asked.similarity = row.similarity;
-    asked.rotate = false;
-    EXPECT_EQ(order(chosen(store, asked).tracks), row.expected) << row.popularity << " " << row.similarity;
-  }
 }
 
 // ---- Choosing -------------------------------------------------------------------------------------------------------------------
@@ -157,6 +50,22 @@ TEST(Choosing, LimitsArtistsSongsAndSeeds) {
   EXPECT_EQ(chosen(store, all).tracks.size(), 14u) << "a station may play the seed, and one of a song's tracks";
 }
 
+TEST(Choosing, AFilterOfOneArtistGivesAllOfIt) {
+  hand_made_store store({{.id = 1, .artist = "A", .genres = {"X"}},
+                         {.id = 2, .artist = "A", .genres = {"X"}},
+                         {.id = 3, .artist = "A", .genres = {"X"}},
+                         {.id = 4, .artist = "A", .genres = {"X"}},
+                         {.id = 5, .artist = "A", .genres = {"X"}},
+                         {.id = 6, .artist = "B", .genres = {"X"}}});
+  request asked = from_tracks(store, {1}, 4);
+  asked.filter.placed = true;
+  asked.filter.artist = key("A");
+  asked.per_artist = 0;
+  const choices made = chosen(store, asked);
+  EXPECT_EQ(made.tracks.size(), 4u);
+  EXPECT_EQ(made.fallback, "") << "all of them are near";
+}
+
 TEST(Choosing, SeedsTakeTurnsAndNoArtistFollowsItself) {
   std::vector<hand_made_track> tracks = {{.id = 1, .artist = "S", .genres = {"X"}},
                                          {.id = 2, .artist = "T", .genres = {"Y"}}};
@@ -174,32 +83,29 @@ TEST(Choosing, SeedsTakeTurnsAndNoArtistFollowsItself) {
     const int64_t before = i > 0 ? made.tracks[i - 1].track.artist : 0;
     EXPECT_NE(made.tracks[i].track.artist, before) << order(made.tracks);
   }
-  // One artist has most of it: it must come first and at every second place.
-  hand_made_store one({{.id = 1, .artist = "S", .genres = {"X"}},
-                       {.id = 2, .artist = "A", .genres = {"X"}, .popularity = 1},
-                       {.id = 3, .artist = "A", .genres = {"X"}, .popularity = 1},
-                       {.id = 4, .artist = "A", .genres = {"X"}, .popularity = 1},
-                       {.id = 5, .artist = "B", .genres = {"X"}, .popularity = 990},
-                       {.id = 6, .artist = "C", .genres = {"X"}, .popularity = 990}});
-  const std::vector<choice> spread = chosen(one, from_tracks(one, {1})).tracks;
-  ASSERT_EQ(spread.size(), 5u);
-  for (size_t i = 0; i < 5; ++i) EXPECT_EQ(spread[i].track.artist == key("A"), i % 2 == 0) << order(spread);
 }
 
 TEST(Choosing, GoesWiderStepByStepAndTellsTheStep) {
-  hand_made_store store({{.id = 1, .artist = "A", .genres = {"X"}, .year = 1990},
-                         {.id = 2, .artist = "A", .genres = {"Z"}, .year = 1920},
-                         {.id = 3, .artist = "A", .genres = {"Z"}, .year = 1920},
-                         {.id = 4, .artist = "A", .genres = {"Z"}, .year = 1920},
-                         {.id = 5, .artist = "A", .genres = {"Z"}, .year = 1920},
-                         {.id = 6, .artist = "B", .genres = {"Y"}, .year = 1995},
-                         {.id = 7, .artist = "C", .genres = {"Y"}, .year = 1930}});
+  hand_made_store store(
+      {{.id = 1, .artist = "A", .genres = {"X"}, .year = 1990},
+       {.id = 2, .artist = "A", .genres = {"Z"}, .year = 1920},
+       {.id = 3, .artist = "A", .genres = {"Z"}, .year = 1920},
+       {.id = 4, .artist = "A", .genres = {"Z"}, .year = 1920},
+       {.id = 5, .artist = "A", .genres = {"Z"}, .year = 1920},
+       {.id = 6, .artist = "B", .genres = {"Y"}, .year = 1995},
+       {.id = 7, .artist = "C", .genres = {"Y"}, .year = 1930},
+       {.id = 8,
+        .artist = "H",
+        .genres = {"X",  "1",  "2",  "3",  "4",  "5",  "6",  "7",  "8",  "9",  "10", "11", "12", "13", "14", "15",
+                   "16", "17", "18", "19", "20", "21", "22", "23", "24", "25", "26", "27", "28", "29", "30"},
+        .popularity = 1000}});
   struct {
     uint32_t count;
     const char *tracks, *fallback;
-  } const rows[] = {{1, "2", "more tracks of the seeds' artists"},
-                    {4, "2 3 4 6", "other tracks of the same era"},
-                    {5, "2 3 4 6 7", "popular tracks"}};
+  } const rows[] = {{3, "2 3 4", "more tracks of the seeds' artists"},  // a popular one that is less near waits
+                    {4, "2 3 4 8", "other tracks of the same genres and moods"},
+                    {5, "2 3 4 6 8", "other tracks of the same era"},
+                    {6, "2 3 4 6 7 8", "popular tracks"}};
   for (const auto& row : rows) {
     request asked = from_tracks(store, {1}, row.count);
     asked.rotate = false;
@@ -315,6 +221,56 @@ TEST(History, NoArtistFloodsOrFollowsTheLastOneHeard) {
       << "two of the last twelve were of it";
 }
 
+TEST(History, ArtistsAndAlbumsAreKeptApart) {
+  const struct {
+    const char* what;
+    bool radio_rule;
+    std::vector<const char*> heard;                           // artists, the latest first
+    std::vector<std::pair<const char*, const char*>> tracks;  // artist and album, numbered from 1
+    const char* expected;
+  } rows[] = {
+      {"in turns", false, {}, {{"A", ""}, {"A", ""}, {"B", ""}, {"B", ""}}, "1 3 2 4"},
+      {"not after the last one heard", false, {"A"}, {{"A", ""}, {"B", ""}}, "2 1"},
+      {"nothing else is left", false, {}, {{"A", "1"}, {"A", "1"}, {"A", "1"}, {"A", "1"}}, "1 2 3 4"},
+      {"three of an artist in a row", true, {}, {{"A", "1"}, {"A", "2"}, {"A", "3"}, {"A", "4"}}, "1 2 3"},
+      {"those that were heard among them", true, {"A", "A", "B"}, {{"A", "1"}, {"A", "2"}, {"A", "3"}}, "1"},
+      {"two of an album in a row", true, {}, {{"A", "1"}, {"A", "1"}, {"A", "1"}, {"A", "2"}}, "1 2 4"},
+  };
+  for (const auto& row : rows) {
+    std::vector<hand_made_track> tracks;
+    std::vector<int64_t> ids;
+    for (const auto& [artist, album] : row.tracks) {
+      ids.push_back(static_cast<int64_t>(ids.size()) + 1);
+      tracks.push_back({.id = ids.back(), .artist = artist, .album = album});
+    }
+    hand_made_store store(tracks);
+    station of;
+    if (row.radio_rule) of.settings[VELOX_LOOKUP_OPTION_DMCA] = "1";
+    std::vector<heard_track> heard;
+    for (const char* artist : row.heard) heard.push_back({identity_of_artist(artist), 0, 0});
+    station_history history(of, heard, request(), 100000);
+    history.learn(store.remember(1, ids));
+    std::vector<choice> playlist;
+    for (const int64_t id : ids) playlist.emplace_back().track.id = id;
+    history.keep_apart(playlist);
+    EXPECT_EQ(order(playlist), row.expected) << row.what;
+  }
+}
+
+TEST(History, WhatComesBackWasHeardLongestAgoByHalfOfWhatCanBePlayed) {
+  hand_made_store store(of_many_artists(20));
+  for (int i = 2; i <= 11; ++i) store.told[i].banned = true;
+  for (int i = 12; i <= 20; ++i) store.told[i].last = 100 - (i - 11);
+  listening how;
+  how.of.id = 1;
+  how.of.heard = 100;
+  store.told[1].last = 99;
+  const std::vector<choice> next = next_of(store, how, 2);  // of ten, those that weren't among the last five
+  ASSERT_EQ(next.size(), 2u);
+  EXPECT_TRUE(has(next, 20) && has(next, 19)) << order(next);
+  EXPECT_EQ(next_of(store, how, 25).size(), 5u);
+}
+
 // ---- Questions to a real store -----------------------------------------------------------------------------------------------------
 
 TEST(Questions, AreAHandfulForEachRequest) {
@@ -338,32 +294,35 @@ TEST(Questions, AreAHandfulForEachRequest) {
   counting_store counted(*opened);
   progress nobody(nullptr, counted);
   std::string id;
-  struct {
+  const velox_standin_item count_of_1000[] = {{VELOX_LOOKUP_OPTION_RETURN_COUNT, "1000", 0},
+                                              {VELOX_LOOKUP_OPTION_MAX_TRACKS_PER_ARTIST, "0", 0}};
+  const velox_standin_item count_of_7[] = {{VELOX_LOOKUP_OPTION_RETURN_COUNT, "7", 0}};
+  const velox_standin_item count_of_9[] = {{VELOX_LOOKUP_OPTION_RETURN_COUNT, "9", 0}};
+  const velox_standin_item two_seeds[] = {{VELOX_LOOKUP_DATA_SEED_TUI, "t5", 1},
+                                          {VELOX_LOOKUP_DATA_SEED_TUI, "t900", 2}};
+  const velox_standin_item like[] = {{VELOX_LOOKUP_DATA_EVENT, VELOX_LOOKUP_EVENT_TRACK_LIKE, 1},
+                                     {VELOX_LOOKUP_DATA_EVENT_TUI, "t7", 1}};
+  using items = std::span<const velox_standin_item>;
+  const struct {
     const char* what;
     standin::mdo_ref (*answer)(store&, const velox_standin_request&, progress&);
-    std::vector<velox_standin_item> options, data;
+    items options, data;
     int most;
-  } const rows[] = {
-      {"recommendation",
-       recommend,
-       {},
-       {{VELOX_LOOKUP_DATA_SEED_TUI, "t5", 1}, {VELOX_LOOKUP_DATA_SEED_TUI, "t900", 2}},
-       8},
-      {"recommendation of 1000",
-       recommend,
-       {{VELOX_LOOKUP_OPTION_RETURN_COUNT, "1000", 0}, {VELOX_LOOKUP_OPTION_MAX_TRACKS_PER_ARTIST, "0", 0}},
-       {{VELOX_LOOKUP_DATA_SEED_TUI, "t5", 1}},
-       8},
-      {"new station", create_station, {}, {{VELOX_LOOKUP_DATA_SEED_TUI, "t5", 1}}, 10},
-      {"event",
-       tell_station,
-       {},
-       {{VELOX_LOOKUP_DATA_EVENT, "TRACK_LIKE", 1}, {VELOX_LOOKUP_DATA_EVENT_TUI, "t7", 1}},
-       6},
-      {"lookahead", look_ahead, {}, {}, 10},
+    uint32_t tracks;
+  } rows[] = {
+      {"recommendation", recommend, {}, two_seeds, 8, 25},
+      {"recommendation of 1000", recommend, count_of_1000, items(two_seeds).first(1), 8, 1000},
+      {"new station", create_station, {}, two_seeds, 10, 25},
+      {"event", tell_station, {}, like, 6, 25},
+      {"lookahead with a setting", look_ahead, count_of_7, {}, 10, 7},
+      {"lookahead, which doesn't keep it", look_ahead, {}, {}, 10, 25},
+      {"setting", set_station, count_of_7, {}, 10, 7},
+      {"event, which keeps the setting", tell_station, {}, like, 6, 7},
+      {"event with a setting", tell_station, count_of_9, like, 6, 9},
+      {"lookahead behind it", look_ahead, {}, {}, 10, 9},
   };
   for (const auto& row : rows) {
-    std::vector<velox_standin_item> data = row.data;
+    std::vector<velox_standin_item> data(row.data.begin(), row.data.end());
     if (!id.empty()) data.push_back({VELOX_LOOKUP_DATA_STATION_ID, id.c_str(), 1});
     counted.questions = 0;
     const standin::mdo_ref told = row.answer(counted,
@@ -376,9 +335,10 @@ TEST(Questions, AreAHandfulForEachRequest) {
                                              nobody);
     EXPECT_LE(counted.questions, row.most) << row.what;
     EXPECT_GE(counted.questions, 2) << row.what;
-    const uint32_t tracks = velox_standin_mdo_child_count(told.get(), VELOX_CHILD_TRACK);
-    EXPECT_GT(tracks + velox_standin_mdo_child_count(told.get(), VELOX_CHILD_ALBUM), 0u) << row.what;
-    EXPECT_TRUE(row.options.empty() || tracks == 1000) << tracks;
+    uint32_t tracks = velox_standin_mdo_child_count(told.get(), VELOX_CHILD_TRACK);
+    for (uint32_t i = 1; const velox_mdo_handle album = velox_standin_mdo_child(told.get(), VELOX_CHILD_ALBUM, i); ++i)
+      tracks += velox_standin_mdo_child_count(album, VELOX_CHILD_TRACK);
+    EXPECT_EQ(tracks, row.tracks) << row.what;
     if (const char* made = velox_standin_mdo_value(told.get(), VELOX_VAL_STATION_ID, 1)) id = made;
   }
   std::system(("rm -r " + base).c_str());

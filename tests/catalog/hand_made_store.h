@@ -4,9 +4,9 @@
 #include <map>
 #include <stdexcept>
 
+#include "choice/chooser.h"
 #include "model/identity.h"
 #include "model/text.h"
-#include "store/store.h"
 
 namespace velox::catalog {
 
@@ -191,5 +191,24 @@ class hand_made_store : public counting_store {
   std::map<int64_t, std::vector<int64_t>> attributes_;
   std::map<int64_t, attribute_info> infos_ = {{k_everything, {}}};
 };
+
+/** A request with tracks as seeds. */
+inline request from_tracks(const hand_made_store& store, std::initializer_list<int64_t> seeds, uint32_t count = 25) {
+  request made;
+  for (const int64_t id : seeds) {
+    made.seeds.push_back(make_seed(store, store.record_of(id)));
+    made.seeds.back().ordinal = static_cast<uint32_t>(made.seeds.size());
+  }
+  made.count = count;
+  made.last_track = 1000;
+  return made;
+}
+
+/** The numbers of the tracks, in order. */
+inline std::string order(const std::vector<choice>& tracks) {
+  std::string told;
+  for (const choice& each : tracks) told += (told.empty() ? "" : " ") + std::to_string(each.track.id);
+  return told;
+}
 
 }  // namespace velox::catalog

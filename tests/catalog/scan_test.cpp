@@ -36,8 +36,9 @@ TEST_F(Scan, ATableIsTakenInOnceAndThenByWhatChanged) {
   write("music.tsv", "title\tartist\ttrack_tui\tpopularity\nSame\tOne\tid-1\t900\n");
   EXPECT_EQ(scan(table), "1 0 1 0 0 0") << "a changed line of the same identifier is the same track";
   EXPECT_EQ(search("same").at(0).number(VELOX_VAL_POPULARITY), 900);
-  write("other.tsv", "title\tartist\nElse\tTwo\n");
+  write("other.tsv", "title\tartist\tpath\nElse\tTwo\tsongs/else.ogg\n");
   EXPECT_EQ(scan(path("other.tsv")), "1 1 0 0 0 0") << "another table leaves the first one's tracks alone";
+  EXPECT_EQ(search("else").at(0).at(VELOX_VAL_LOCATION), path("songs/else.ogg")) << "beside the table";
   EXPECT_EQ(counts().tracks, 2u);
   expect_sound();
 }

@@ -146,6 +146,31 @@ TEST_F(Stations, GoOnWhereTheyWere) {
   EXPECT_EQ(sums(), "40 0 0 0 ");
 }
 
+TEST_F(Stations, SpreadArtistsHoweverShortThePlaylist) {
+  fill({"Dub"});
+  start("dub artist 3", {{COUNT, "10"}});
+  std::map<std::string, int> of_artist;
+  for (const Track& each : play()) EXPECT_LE(++of_artist[each.artist], 2) << "of ten";
+  velox_cadenz_station_option_set(station, COUNT, "1");
+  Tracks last = play();
+  for (int i = 0; i < 20; ++i) {
+    const Tracks next = hear({last.back()});
+    ASSERT_EQ(next.size(), 1u);
+    EXPECT_NE(next[0].artist, last.back().artist) << i;
+    last = next;
+  }
+}
+
+TEST_F(Stations, NeighboursOfOneAlbumShareIt) {
+  fill({"Dub"}, 1);  // one artist with two albums
+  start("dub artist 0");
+  velox_mdo_handle playlist = nullptr;
+  EXPECT_EQ(velox_cadenz_station_generate_playlist(station, &playlist), 0u);
+  const uint32_t albums = velox_standin_mdo_child_count(playlist, VELOX_CHILD_ALBUM);
+  velox_standin_mdo_release(playlist);
+  EXPECT_LT(albums, play().size());
+}
+
 TEST_F(Stations, AreSteeredByEvents) {
   fill({"Dub", "Folk", "Jazz"});
   start("dub artist 3", {{COUNT, "10"}});
@@ -160,6 +185,9 @@ TEST_F(Stations, AreSteeredByEvents) {
   }
   tracks = play();
   EXPECT_GT(share(tracks, "Folk"), folk_before + 0.2) << "what is like a liked track draws nearer";
+  EXPECT_TRUE(std::any_of(tracks.begin(), tracks.end(), [](const Track& each) {
+    return each.object.at(VELOX_VAL_REASON).find("(liked)") != std::string::npos;
+  })) << "and says so";
   reopen();
   for (int i = 0; i < 40; ++i) {
     for (const Track& each : tracks) {
