@@ -4,7 +4,6 @@
 
 #include <string.h>
 
-#include "pask_assert.h"
 #include "pask_modules.h"
 #include "pask_utils.h"
 #include "pask_vector_record.h"
@@ -31,7 +30,9 @@ static uint32_t failed(uint32_t status, int32_t line = __builtin_LINE()) {
   return status;
 }
 
-static bool sound(const pask_vector* v) { return v->count <= v->capacity && (v->items || v->capacity == 0); }
+[[maybe_unused]] static bool is_sound(const pask_vector& v) {
+  return v.count <= v.capacity && (v.items || v.capacity == 0);
+}
 
 // The frame of an operation with a handle. `arguments` tells whether the other required arguments are there; `bad_handle` is
 // the word for a record that is no vector. The work runs under the lock, if there is one.
@@ -39,13 +40,7 @@ template <class Work>
 static uint32_t framed(const pask_vector* v, bool arguments, uint32_t bad_handle, Work work,
                        int32_t line = __builtin_LINE()) {
   const uint32_t status = vector_record_check(v, VECTOR_MAGIC, arguments, bad_handle);
-  const auto checked = [&] {
-    PASK_ASSERT(sound(v));
-    const uint32_t outcome = work();
-    PASK_ASSERT(sound(v));
-    return outcome;
-  };
-  return failed(status ? status : critsec_within(v->lock, checked), line);
+  return failed(status ? status : vector_record_within(v, work), line);
 }
 
 // The array with room for so many items, moved by the memory service; null, and the old one whole, when it is refused.

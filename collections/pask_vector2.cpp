@@ -4,7 +4,6 @@
 
 #include <string.h>
 
-#include "pask_assert.h"
 #include "pask_modules.h"
 #include "pask_utils.h"
 #include "pask_vector_record.h"
@@ -33,8 +32,8 @@ static uint32_t failed(uint32_t status, int32_t line = __builtin_LINE()) {
   return status;
 }
 
-static bool sound(const pask_vector2* v) {
-  return v->count <= v->capacity && (v->buffer || v->capacity == 0) && (v->element_size != 0 || v->count == 0);
+[[maybe_unused]] static bool is_sound(const pask_vector2& v) {
+  return v.count <= v.capacity && (v.buffer || v.capacity == 0) && (v.element_size != 0 || v.count == 0);
 }
 
 // The frame of an operation with a handle. `arguments` tells whether the other required arguments are there; `bad_handle` is
@@ -44,13 +43,7 @@ static uint32_t framed(const pask_vector2* v, bool arguments, uint32_t bad_handl
                        int32_t line = __builtin_LINE()) {
   uint32_t status = vector_record_check(v, VECTOR2_MAGIC, arguments, bad_handle);
   if (!status && !fits()) status = DATATYPES_ERR_WRONG_SIZE;
-  const auto checked = [&] {
-    PASK_ASSERT(sound(v));
-    const uint32_t outcome = work();
-    PASK_ASSERT(sound(v));
-    return outcome;
-  };
-  return failed(status ? status : critsec_within(v->lock, checked), line);
+  return failed(status ? status : vector_record_within(v, work), line);
 }
 
 template <class Work>

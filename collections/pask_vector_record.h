@@ -1,6 +1,7 @@
 // What the records of both vectors have in common: a magic word in front, and a lock where the flags ask for one.
 #pragma once
 
+#include "pask_assert.h"
 #include "pask_collections.h"
 #include "pask_guard.h"
 
@@ -40,4 +41,15 @@ uint32_t vector_record_check(const Record* record, uint32_t magic, bool argument
   if (!record || !arguments) [[unlikely]]
     return DATATYPES_ERR_INVALID_ARG;
   return record->magic == magic ? 0 : bad_handle;
+}
+
+// Does the work on a record under its lock, if there is one. The record is sound before and after.
+template <class Record, class Work>
+uint32_t vector_record_within(const Record* record, Work work) {
+  return critsec_within(record->lock, [&] {
+    PASK_ASSERT(is_sound(*record));
+    const uint32_t status = work();
+    PASK_ASSERT(is_sound(*record));
+    return status;
+  });
 }

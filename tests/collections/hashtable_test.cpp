@@ -7,10 +7,10 @@
 
 #include <algorithm>
 #include <atomic>
-#include <random>
 #include <set>
 #include <thread>
 
+#include "random.h"
 #include "report_log.h"
 
 namespace {
@@ -83,9 +83,7 @@ struct Agrees : HashTable, testing::WithParamInterface<uint32_t> {};
 // The model is the flat sequence itself, in which the values of a key lie together.
 TEST_P(Agrees, WithAModelUnderRandomOperations) {
   const uint32_t flags = GetParam();
-  const uint32_t seed = std::random_device{}();
-  SCOPED_TRACE("seed " + std::to_string(seed));
-  std::mt19937 random(seed);
+  TEST_RANDOM(random, std::mt19937);
   const auto below = [&](size_t n) { return static_cast<uint32_t>(random() % n); };
   // Keys of every length around a word, and of both cases; borrowed ones need them to stay.
   texts names;

@@ -5,9 +5,9 @@
 #include <velox/velox_standin.h>
 
 #include <algorithm>
-#include <random>
 #include <vector>
 
+#include "random.h"
 #include "report_log.h"
 
 namespace {
@@ -72,9 +72,7 @@ class Vector2 : public testing::Test {
 };
 
 TEST_F(Vector2, FollowsAPlainModel) {
-  const uint32_t seed = std::random_device{}();
-  SCOPED_TRACE(seed);
-  std::minstd_rand engine(seed);
+  TEST_RANDOM(engine, std::minstd_rand);
   const auto random = [&](size_t below) { return static_cast<uint32_t>(engine() % below); };
   for (const uint32_t flags : {0u, SORTED, UNIQUE, SORTED | UNIQUE | LOCKED}) {
     const uint32_t size = 4 + 4 * (flags / 16);

@@ -6,10 +6,10 @@
 #include <velox/velox_standin.h>
 
 #include <algorithm>
-#include <random>
 #include <thread>
 #include <vector>
 
+#include "random.h"
 #include "report_log.h"
 
 namespace {
@@ -64,9 +64,7 @@ class Vector : public testing::Test {
 };
 
 TEST_F(Vector, FollowsAPlainModel) {
-  const uint32_t seed = std::random_device{}();
-  SCOPED_TRACE(seed);
-  std::mt19937 random(seed);
+  TEST_RANDOM(random, std::mt19937);
   const auto less = [](uintptr_t a, uintptr_t b) { return a / 10 < b / 10; };
   for (const uint32_t flags :
        {0u, PASK_VECTOR_THREADSAFE, PASK_VECTOR_SORTED, PASK_VECTOR_SORTED | PASK_VECTOR_THREADSAFE}) {

@@ -8,9 +8,10 @@
 #include <cstring>
 #include <functional>
 #include <memory>
-#include <random>
 #include <string>
 #include <vector>
+
+#include "random.h"
 
 namespace {
 
@@ -119,9 +120,7 @@ TEST(Accum, TakesItsOwnTextAsASource) {
 }
 
 TEST(Accum, MatchesAString) {
-  const unsigned seed = std::random_device{}();
-  SCOPED_TRACE(testing::Message() << "seed " << seed);
-  std::mt19937 random(seed);
+  TEST_RANDOM(random, std::mt19937);
   block b;
   accum_ptr acc = make(HEAD + 10, &b);
   std::string model;

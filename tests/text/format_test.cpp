@@ -9,10 +9,11 @@
 #include <cstdio>
 #include <cstring>
 #include <initializer_list>
-#include <random>
 #include <string>
 #include <utility>
 #include <vector>
+
+#include "random.h"
 
 namespace {
 
@@ -117,8 +118,7 @@ TEST(Format, Floats) {
 
 // The digits as they are defined: the integer part, then ten times what is left. From 1 to 10 nothing is done before.
 TEST(Format, FloatDigitsAreExact) {
-  const unsigned seed = std::random_device{}();
-  std::mt19937_64 random(seed);
+  TEST_RANDOM(random, std::mt19937_64);
   for (int i = 0; i < 20000; ++i) {
     const uint64_t bits = i % 4 == 0 ? random() & 0xff : random() >> 12;
     double v = 1 + std::ldexp(static_cast<double>(bits), -52) * (i % 9 + 1);
@@ -129,13 +129,12 @@ TEST(Format, FloatDigitsAreExact) {
       v = (v - static_cast<int>(v)) * 10.0;
       if (digit == 0) digits += '.';
     }
-    ASSERT_EQ(text, digits + "0") << "seed " << seed;
+    ASSERT_EQ(text, digits + "0");
   }
 }
 
 TEST(Format, AgreesWithLibcOnTheCommonLanguage) {
-  const unsigned seed = std::random_device{}();
-  std::mt19937 random(seed);
+  TEST_RANDOM(random, std::mt19937);
   const auto pick = [&](const char* from) { return std::string(1, from[random() % strlen(from)]); };
   for (int i = 0; i < 20000; ++i) {
     const char letter = "dxXous"[random() % 6];
@@ -157,7 +156,7 @@ TEST(Format, AgreesWithLibcOnTheCommonLanguage) {
       both(bits);
     else
       both(static_cast<uint32_t>(bits));
-    ASSERT_STREQ(got, wanted) << format << ", seed " << seed;
+    ASSERT_STREQ(got, wanted) << format;
   }
 }
 
