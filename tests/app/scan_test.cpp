@@ -1,8 +1,7 @@
-/* Scanning: audio files of all five formats made on the spot, odd and broken ones among them, and tab-separated files. */
+/* Scanning: tab-separated files, audio files made on the spot, odd and broken ones among them, and interrupts. */
 #include <signal.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <cstdlib>
 #include <nlohmann/json.hpp>
 
@@ -38,7 +37,7 @@ TEST_F(Scan, TakesInWhatIsSoundOfATabSeparatedFile) {
   EXPECT_EQ(search("Good").size(), 2u);
 
   write("some.tsv", "title\tartist\nGood Three\tSomebody\n");
-  EXPECT_EQ(run({"scan", path("some.tsv")}).status, 0);
+  EXPECT_TRUE(holds(run({"scan", path("some.tsv")}).out, "1 seen: 1 new, 0 changed, 0 unchanged, 2 gone, 0 failed\n"));
   EXPECT_EQ(search("Good").size(), 1u);
 
   const auto from_input = start({"scan", "-"});
@@ -66,7 +65,7 @@ class ScanAudio : public Scan {
   void SetUp() override {
     if (std::system("ffmpeg -version >/dev/null 2>&1") != 0)
       GTEST_SKIP() << "ffmpeg makes the audio files, and isn't here";
-    fs::create_directories(path("music/deep/er"));
+    fs::create_directories(path("music"));
   }
 
   /** A second of sound with tags, given as key=value. */
@@ -86,33 +85,6 @@ std::string bad_id3(const std::string& title, const std::string& artist) {
   };
   const std::string frames = frame("TIT2", title) + frame("TPE1", artist);
   return "ID3\x04" + std::string(5, '\0') + static_cast<char>(frames.size()) + frames;
-}
-
-TEST_F(ScanAudio, ReadsFiveFormatsAndOnlyWhatChanged) {
-  for (const std::string name : {"a.flac", "b.mp3", "c.ogg", "deep/d.opus", "deep/er/e.m4a"})
-    make(name, {"title=Tune " + name, "artist=Solist", "album=Disc", "genre=Dream Pop", "date=1994"});
-  const outcome first = run({"scan", path("music")});
-  EXPECT_EQ(first.status, 0) << first.error;
-  EXPECT_TRUE(holds(first.out, "5 new")) << first.out;
-  for (const std::string name : {"a.flac", "b.mp3", "c.ogg", "deep/d.opus", "deep/er/e.m4a"}) {
-    const json found = search("Tune " + name);
-    ASSERT_GE(found.size(), 1u) << name;
-    EXPECT_EQ(found[0]["title"], "Tune " + name);
-    EXPECT_EQ(found[0]["artist"], "Solist");
-    EXPECT_EQ(found[0]["album"], "Disc");
-    EXPECT_EQ(found[0]["year"], 1994);
-    EXPECT_EQ(found[0]["genres"], json::array({"Dream Pop"}));
-    EXPECT_EQ(found[0]["duration"], 1);
-    EXPECT_EQ(found[0]["path"], fs::canonical(path("music/" + name)).string());
-  }
-  EXPECT_TRUE(holds(run({"scan", path("music")}).out, "0 new, 0 changed, 5 unchanged"));
-
-  make("b.mp3", {"title=Tune renamed", "artist=Solist"});
-  fs::last_write_time(path("music/b.mp3"), fs::file_time_type::clock::now() + std::chrono::seconds(5));
-  fs::remove(path("music/c.ogg"));
-  const outcome again = run({"scan", path("music")});
-  EXPECT_TRUE(holds(again.out, "0 new, 1 changed, 3 unchanged, 1 gone")) << again.out;
-  EXPECT_EQ(search("renamed").size(), 1u);
 }
 
 TEST_F(ScanAudio, ToldOfBrokenFilesAndGoesOn) {

@@ -9,14 +9,6 @@
 
 namespace {
 
-constexpr const char* k_kind = "velox_lookup_data_radio_seed";
-constexpr const char* k_tui = "velox_lookup_data_radio_seed_track_tui";
-constexpr const char* k_tag = "velox_lookup_data_radio_seed_track_tui_tag";
-constexpr const char* k_artist = "velox_lookup_data_radio_seed_artist_id";
-constexpr const char* k_genre = "velox_lookup_data_radio_seed_attribute_genre";
-constexpr const char* k_era = "velox_lookup_data_radio_seed_attribute_era";
-constexpr const char* k_mood = "velox_lookup_data_radio_seed_attrbute_mood";
-
 struct Datum {
   uint32_t ordinal;
   std::string key, value;
@@ -43,11 +35,6 @@ struct Answer {
     int most = 0;
     for (const Item& each : tracks) most = std::max(most, ++of[each.artist()]);
     return most;
-  }
-  double mean(const char* key) const {
-    double sum = 0;
-    for (const Item& each : tracks) sum += each.number(key);
-    return tracks.empty() ? 0 : sum / static_cast<double>(tracks.size());
   }
 };
 
@@ -91,7 +78,7 @@ class Recommend : public Catalogue {
   }
   Answer recommend(const Data& data, const Options& options = {}) {
     Answer made;
-    made.status = look_up("velox_lookup_type_radio_recommend", data, options, [&](velox_mdo_handle answer) {
+    made.status = look_up(VELOX_LOOKUP_TYPE_RECOMMEND, data, options, [&](velox_mdo_handle answer) {
       EXPECT_STREQ(velox_standin_mdo_context(answer), "velox_ctx_response");
       const char* fallback = velox_standin_mdo_value(answer, VELOX_VAL_FALLBACK, 1);
       made.fallback = fallback ? fallback : "";
@@ -103,7 +90,7 @@ class Recommend : public Catalogue {
   /** "album title|matching track|tracks of the album|artist" of what an album lookup finds. */
   std::string album(const Data& data) {
     std::string told;
-    const pask_status status = look_up("velox_lookup_type_album", data, {}, [&](velox_mdo_handle answer) {
+    const pask_status status = look_up(VELOX_LOOKUP_TYPE_ALBUM, data, {}, [&](velox_mdo_handle answer) {
       velox_mdo_handle found = velox_standin_mdo_child(answer, "velox_ctx_album!", 1);
       ASSERT_NE(found, nullptr);
       velox_mdo_handle match = velox_standin_mdo_child(found, "velox_ctx_track!matching", 1);
@@ -113,12 +100,12 @@ class Recommend : public Catalogue {
     return status == 0 ? told : status == VELOX_STANDIN_ERR_NOT_FOUND ? "nothing" : message();
   }
   static Data seed_of(const Item& track, uint32_t ordinal = 1) {
-    return {{ordinal, k_kind, "TRACK"},
-            {ordinal, k_tui, track.at("velox_val_tui")},
-            {ordinal, k_tag, track.at("velox_val_tui_tag")},
-            {ordinal, k_artist, track.at("_sdkmgr_val_artist_id")},
-            {ordinal, k_genre, track.at("_sdkmgr_val_list_genre_id")},
-            {ordinal, k_mood, track.at("_sdkmgr_val_list_mood_id")}};
+    return {{ordinal, VELOX_LOOKUP_DATA_SEED, "TRACK"},
+            {ordinal, VELOX_LOOKUP_DATA_SEED_TUI, track.at("velox_val_tui")},
+            {ordinal, VELOX_LOOKUP_DATA_SEED_TUI_TAG, track.at("velox_val_tui_tag")},
+            {ordinal, VELOX_LOOKUP_DATA_SEED_ARTIST_ID, track.at("_sdkmgr_val_artist_id")},
+            {ordinal, VELOX_LOOKUP_DATA_SEED_GENRE, track.at("_sdkmgr_val_list_genre_id")},
+            {ordinal, VELOX_LOOKUP_DATA_SEED_MOOD, track.at("_sdkmgr_val_list_mood_id")}};
   }
   Data seed_of(const char* title, uint32_t ordinal = 1) { return seed_of(search(title).at(0), ordinal); }
   /** The number of a genre, mood or era. */
@@ -154,10 +141,14 @@ TEST_F(Recommend, SeedsOfEveryKindGiveRelatedTracksWithReasons) {
   fill();
   const Item song = search("Song 6-0").at(0);
   const std::string ambient = element("Ambient");
-  const Data cases[] = {seed_of(song),
-                        {{1, k_kind, "ARTIST"}, {1, k_artist, song.at("_sdkmgr_val_artist_id")}},
-                        {{1, k_kind, "ATTRIBUTE"}, {1, k_genre, ambient}},
-                        {{1, k_kind, "TRACK"}, {1, k_tui, "?"}, {1, k_tag, "?"}, {1, k_genre, ambient}}};
+  const Data cases[] = {
+      seed_of(song),
+      {{1, VELOX_LOOKUP_DATA_SEED, "ARTIST"}, {1, VELOX_LOOKUP_DATA_SEED_ARTIST_ID, song.at("_sdkmgr_val_artist_id")}},
+      {{1, VELOX_LOOKUP_DATA_SEED, "ATTRIBUTE"}, {1, VELOX_LOOKUP_DATA_SEED_GENRE, ambient}},
+      {{1, VELOX_LOOKUP_DATA_SEED, "TRACK"},
+       {1, VELOX_LOOKUP_DATA_SEED_TUI, "?"},
+       {1, VELOX_LOOKUP_DATA_SEED_TUI_TAG, "?"},
+       {1, VELOX_LOOKUP_DATA_SEED_GENRE, ambient}}};
   for (const Data& each : cases) {
     SCOPED_TRACE(each[0].value);
     const Answer answer = recommend(each, {{"return_count", "10"}});
@@ -177,47 +168,6 @@ TEST_F(Recommend, SeedsOfEveryKindGiveRelatedTracksWithReasons) {
   }
 }
 
-TEST_F(Recommend, SeedsTakeTurnsAndNoArtistFollowsItself) {
-  fill();
-  const Data data = seed_of("Song 0-0", 1) + seed_of("Song 3-0", 2);
-  const Answer answer = recommend(data, {{"rotation", "RADIO"}, {"return_count", "20"}});
-  ASSERT_EQ(answer.tracks.size(), 20u);
-  std::map<std::string, int> of_seed;
-  for (size_t i = 0; i < answer.tracks.size(); ++i) {
-    ++of_seed[answer.tracks[i].at(VELOX_VAL_REASON_SEED)];
-    const std::string before = i > 0 ? answer.tracks[i - 1].artist() : "";
-    EXPECT_NE(answer.tracks[i].artist(), before) << i;
-  }
-  EXPECT_EQ(of_seed["1"], 10);
-  EXPECT_EQ(of_seed["2"], 10);
-  const Answer sorted = recommend(data, {{"rotation", "NONE"}, {"return_count", "20"}});
-  EXPECT_TRUE(std::is_sorted(sorted.tracks.begin(), sorted.tracks.end(), [](const Item& a, const Item& b) {
-    return a.number(VELOX_VAL_SCORE) > b.number(VELOX_VAL_SCORE);
-  }));
-}
-
-TEST_F(Recommend, OptionsChangeTheAnswer) {
-  fill();
-  const Data data = seed_of("Song 6-0");
-  EXPECT_EQ(recommend(data).tracks.size(), 25u);
-  for (const auto& [count, expected] : {std::pair("1", 1u), {"40", 40u}, {"99999", 72u}, {"none", 25u}, {"0", 25u}})
-    EXPECT_EQ(recommend(data, {{"return_count", count}}).tracks.size(), expected) << count;
-  for (const auto& [limit, most] : {std::pair("1", 1), {"2", 2}})
-    EXPECT_EQ(recommend(data, {{"max_tracks_per_artist", limit}, {"return_count", "20"}}).most_of_one_artist(), most)
-        << limit;
-  EXPECT_EQ(recommend(data, {{"max_tracks_per_artist", "0"}, {"return_count", "300"}}).tracks.size(), 239u);
-  const double loved = recommend(data, {{"focus_popularity", "1000"}}).mean(VELOX_VAL_POPULARITY);
-  const double obscure = recommend(data, {{"focus_popularity", "0"}}).mean(VELOX_VAL_POPULARITY);
-  EXPECT_GT(loved, obscure + 200);
-  const auto close = [&](const char* focus) {
-    const Answer answer = recommend(data, {{"focus_similarity", focus}, {"return_count", "12"}});
-    return std::count_if(answer.tracks.begin(), answer.tracks.end(), [](const Item& track) {
-      return track.at(VELOX_VAL_GENRE) == "Ambient" && track.at(VELOX_VAL_ERA) == "1950s";
-    });
-  };
-  EXPECT_GT(close("1000"), close("0"));
-}
-
 TEST_F(Recommend, AFilterNarrowsAndASeedOnlyDrawsNear) {
   fill();
   const Item song = search("Song 0-0").at(0);
@@ -230,21 +180,28 @@ TEST_F(Recommend, AFilterNarrowsAndASeedOnlyDrawsNear) {
   const Data two = seed_of(song, 1) + seed_of("Song 1-0", 2);
   Data filtered = two;
   for (const uint32_t ordinal : {1u, 2u})
-    filtered = filtered + Data{{ordinal, k_kind, "ATTRIBUTE"}, {ordinal, k_mood, dark}, {ordinal, k_era, eighties}};
+    filtered = filtered + Data{{ordinal, VELOX_LOOKUP_DATA_SEED, "ATTRIBUTE"},
+                               {ordinal, VELOX_LOOKUP_DATA_SEED_MOOD, dark},
+                               {ordinal, VELOX_LOOKUP_DATA_SEED_ERA, eighties}};
   const Answer dark_eighties = recommend(filtered);
   EXPECT_FALSE(dark_eighties.tracks.empty());
   EXPECT_TRUE(all(dark_eighties, VELOX_VAL_MOOD, {"Dark"})) << dark_eighties.titles();
   EXPECT_TRUE(all(dark_eighties, VELOX_VAL_ERA, {"1980s"}));
   EXPECT_FALSE(all(recommend(two), VELOX_VAL_MOOD, {"Dark"}));
 
-  const Answer alone = recommend({{1, k_kind, "ATTRIBUTE"}, {1, k_genre, disco}, {1, k_genre, folk}, {1, k_mood, dark}},
+  const Answer alone = recommend({{1, VELOX_LOOKUP_DATA_SEED, "ATTRIBUTE"},
+                                  {1, VELOX_LOOKUP_DATA_SEED_GENRE, disco},
+                                  {1, VELOX_LOOKUP_DATA_SEED_GENRE, folk},
+                                  {1, VELOX_LOOKUP_DATA_SEED_MOOD, dark}},
                                  {{"return_count", "12"}});
   EXPECT_EQ(alone.tracks.size(), 12u);
   EXPECT_TRUE(all(alone, VELOX_VAL_MOOD, {"Dark"}));
-  EXPECT_FALSE(all(recommend(Data{{1, k_kind, "ATTRIBUTE"}, {1, k_genre, disco}} + seed_of(song, 2)), VELOX_VAL_GENRE,
-                   {"Disco", "Country"}))
+  EXPECT_FALSE(all(recommend(Data{{1, VELOX_LOOKUP_DATA_SEED, "ATTRIBUTE"}, {1, VELOX_LOOKUP_DATA_SEED_GENRE, disco}} +
+                             seed_of(song, 2)),
+                   VELOX_VAL_GENRE, {"Disco", "Country"}))
       << "an attribute seed among others is no filter";
-  const Answer none = recommend(seed_of(song) + Data{{1, k_kind, "ATTRIBUTE"}, {1, k_genre, "999"}});
+  const Answer none = recommend(
+      seed_of(song) + Data{{1, VELOX_LOOKUP_DATA_SEED, "ATTRIBUTE"}, {1, VELOX_LOOKUP_DATA_SEED_GENRE, "999"}});
   EXPECT_TRUE(none.tracks.empty());
   EXPECT_EQ(none.fallback, "no track of the catalogue passes the filter");
 }
@@ -283,7 +240,11 @@ TEST_F(Recommend, WhereNothingIsCloseItFallsBackAndSaysSo) {
   EXPECT_EQ(answer.tracks.at(0).at(VELOX_VAL_REASON_KIND), "artist");
   EXPECT_EQ(answer.fallback, "popular tracks");
   EXPECT_EQ(recommend({}).tracks.size(), 4u);
-  EXPECT_EQ(recommend({{1, k_kind, "TRACK"}, {1, k_tui, "x"}, {1, k_tag, "y"}}).fallback, "popular tracks");
+  EXPECT_EQ(recommend({{1, VELOX_LOOKUP_DATA_SEED, "TRACK"},
+                       {1, VELOX_LOOKUP_DATA_SEED_TUI, "x"},
+                       {1, VELOX_LOOKUP_DATA_SEED_TUI_TAG, "y"}})
+                .fallback,
+            "popular tracks");
   EXPECT_EQ(recommend(seed_of("one"), {{"return_count", "1"}}).fallback, "");
 }
 
@@ -355,20 +316,17 @@ TEST_F(Recommend, AlbumLookupsFindWhatTextsDescribe) {
              "Dusk\tSólveig\tNorth\tid-2\t20\n"
              "Dawn\tOther\tNorth\tid-3\t30\n"
              "Alone\tOther\t\tid-4\t40\n"));
-  constexpr const char* track_artist = "velox_lookup_data_track_artist";
-  constexpr const char* track_title = "velox_lookup_data_track_title";
-  constexpr const char* album_artist = "velox_lookup_data_album_artist";
-  constexpr const char* album_title = "velox_lookup_data_album_title";
-  constexpr const char* tui = "velox_lookup_data_tui";
-  constexpr const char* tag = "velox_lookup_data_tui_tag";
   const std::pair<Data, const char*> cases[] = {
-      {{{1, tui, "id-3"}, {1, tag, "x"}}, "North|Dawn|1|Other"},
-      {{{1, track_artist, "solveig"}, {1, track_title, "DAWN"}}, "North|Dawn|2|Sólveig"},
-      {{{1, track_artist, "Other"}, {1, track_title, "alone"}}, "Alone|Alone|1|Other"},
-      {{{1, album_artist, "Sólveig"}, {1, album_title, "north"}}, "North||2|Sólveig"},
-      {{{1, track_artist, "Sólveig"}}, "Sólveig||0|Sólveig"},
-      {{{1, track_artist, "Sólveig"}, {1, track_title, "Noon"}}, "nothing"},
-      {{{1, tui, "id-9"}, {1, tag, "x"}}, "nothing"}};
+      {{{1, VELOX_LOOKUP_DATA_TUI, "id-3"}, {1, VELOX_LOOKUP_DATA_TUI_TAG, "x"}}, "North|Dawn|1|Other"},
+      {{{1, VELOX_LOOKUP_DATA_TRACK_ARTIST, "solveig"}, {1, VELOX_LOOKUP_DATA_TRACK_TITLE, "DAWN"}},
+       "North|Dawn|2|Sólveig"},
+      {{{1, VELOX_LOOKUP_DATA_TRACK_ARTIST, "Other"}, {1, VELOX_LOOKUP_DATA_TRACK_TITLE, "alone"}},
+       "Alone|Alone|1|Other"},
+      {{{1, VELOX_LOOKUP_DATA_ALBUM_ARTIST, "Sólveig"}, {1, VELOX_LOOKUP_DATA_ALBUM_TITLE, "north"}},
+       "North||2|Sólveig"},
+      {{{1, VELOX_LOOKUP_DATA_TRACK_ARTIST, "Sólveig"}}, "Sólveig||0|Sólveig"},
+      {{{1, VELOX_LOOKUP_DATA_TRACK_ARTIST, "Sólveig"}, {1, VELOX_LOOKUP_DATA_TRACK_TITLE, "Noon"}}, "nothing"},
+      {{{1, VELOX_LOOKUP_DATA_TUI, "id-9"}, {1, VELOX_LOOKUP_DATA_TUI_TAG, "x"}}, "nothing"}};
   for (const auto& each : cases) EXPECT_EQ(album(each.first), each.second) << each.first.front().value;
 }
 
