@@ -12,7 +12,7 @@
 namespace standin {
 
 /** The kind stands in the handle: a user's is never taken for a lookup's. */
-enum class handle_kind : uint32_t { client, user, mdo, list_element, lookup };
+enum class handle_kind : uint32_t { client, user, mdo, list_element, lookup, catalog };
 
 // A word's bits from the lowest: 1 (no address of an object is odd), kind, index, generation.
 class handle_table {

@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -12,18 +13,44 @@
 
 #include "api/guard.h"
 #include "choice/objects.h"
+#include "handle_table.h"
 #include "intake/scan.h"
 #include "intake/tags.h"
 #include "model/text.h"
 
 using namespace velox::catalog;
 
-struct velox_catalog {
+namespace {
+
+struct open_catalog {
   std::unique_ptr<store> from;
   bool writable;
+  std::atomic<bool> closed = false; /* and kept only by the operations that are still inside */
 };
 
-namespace {
+constinit standin::typed_table<open_catalog, velox_catalog_handle> s_open{standin::handle_kind::catalog};
+
+/** A catalogue for the time of an operation: closed meanwhile, it goes behind it. */
+class in_use {
+ public:
+  explicit in_use(velox_catalog_handle handle) : handle_(handle), open_(s_open.addref(handle)) {
+    if (open_ && !open_->closed) return;
+    if (open_) s_open.release(handle);
+    throw failure{VELOX_STANDIN_ERR_HANDLE, "the handle names no open catalogue"};
+  }
+  ~in_use() { s_open.release(handle_); }
+  in_use(const in_use&) = delete;
+  in_use& operator=(const in_use&) = delete;
+
+  store& from() const { return *open_->from; }
+  void require_writable() const {
+    if (!open_->writable) throw failure{VELOX_STANDIN_ERR_INVALID_ARG, from().name() + " is open for reading only"};
+  }
+
+ private:
+  const velox_catalog_handle handle_;
+  open_catalog* const open_;
+};
 
 constexpr size_t k_described_at_once = 200; /* finds: who stops at the first doesn't pay for thousands */
 
@@ -59,11 +86,6 @@ std::vector<int64_t> listed(store& from, attribute_kind kind) {
   return ids;
 }
 
-void require_writable(const velox_catalog& catalog) {
-  if (!catalog.writable)
-    throw failure{VELOX_STANDIN_ERR_INVALID_ARG, catalog.from->name() + " is open for reading only"};
-}
-
 [[noreturn]] void refuse_station(const char* id) {
   throw failure{VELOX_STANDIN_ERR_NOT_FOUND, "there is no station \"" + clean(id, 100) + "\" in the catalogue"};
 }
@@ -94,11 +116,18 @@ pask_status velox_catalog_open(const char* url, uint32_t mode, velox_catalog_han
     require(url && *url && catalog && mode <= VELOX_CATALOG_CREATE,
             "a URL, a known mode and an out-parameter are needed");
     const bool fill = mode == VELOX_CATALOG_CREATE;
-    *catalog = new velox_catalog{open_store(url, fill ? role::fill : role::read), fill};
+    auto made = std::unique_ptr<open_catalog>(new open_catalog{open_store(url, fill ? role::fill : role::read), fill});
+    *catalog = s_open.insert(made.get());
+    made.release();
   });
 }
 
-void velox_catalog_close(velox_catalog_handle catalog) { delete catalog; }
+void velox_catalog_close(velox_catalog_handle catalog) {
+  open_catalog* const open = s_open.addref(catalog);
+  if (!open) return;
+  if (!open->closed.exchange(true)) s_open.release(catalog);  // what velox_catalog_open gave
+  s_open.release(catalog);
+}
 
 /** The frame of what fills a catalogue. */
 template <class Work>
@@ -107,9 +136,10 @@ static pask_status filled(const char* operation, velox_catalog_handle catalog, c
   if (report) *report = {};
   return guarded(operation, [&] {
     require(catalog && path && *path && report, "a catalogue, a path and a report are needed");
-    require_writable(*catalog);
+    const in_use open(catalog);
+    open.require_writable();
     const velox_catalog_scan_events nobody = {};
-    scan_run run{*catalog->from, events ? *events : nobody, *report};
+    scan_run run{open.from(), events ? *events : nobody, *report};
     work(run);
   });
 }
@@ -144,13 +174,14 @@ pask_status velox_catalog_search(velox_catalog_handle catalog, const char* text,
                                  velox_catalog_find_fn on_find, void* context) {
   return guarded(__func__, [&] {
     require(catalog && text && on_find, "a catalogue, a text and a function are needed");
-    const view all(*catalog->from);
+    const in_use open(catalog);
+    const view all(open.from());
     for (const uint32_t kind : {VELOX_CATALOG_TRACKS, VELOX_CATALOG_ALBUMS, VELOX_CATALOG_ARTISTS}) {
       if (!(kinds & kind)) continue;
-      const std::vector<int64_t> ids = catalog->from->find(kind, text, limit);
+      const std::vector<int64_t> ids = open.from().find(kind, text, limit);
       for (size_t at = 0; at < ids.size(); at += k_described_at_once) {
         const std::span some = std::span(ids).subspan(at, std::min(k_described_at_once, ids.size() - at));
-        if (!tell_found(*catalog->from, kind, some, on_find, context)) return;
+        if (!tell_found(open.from(), kind, some, on_find, context)) return;
       }
     }
   });
@@ -161,7 +192,8 @@ pask_status velox_catalog_list(velox_catalog_handle catalog, const char* list_ty
   return guarded(__func__, [&] {
     require(catalog && list_type && on_element, "a catalogue, a list type and a function are needed");
     const attribute_kind kind = kind_of_list(list_type);
-    store& from = *catalog->from;
+    const in_use open(catalog);
+    store& from = open.from();
     const view all(from);
     for (const int64_t id : listed(from, kind)) {
       const attribute_info& info = from.attribute(id);
@@ -179,7 +211,8 @@ pask_status velox_catalog_list(velox_catalog_handle catalog, const char* list_ty
 pask_status velox_catalog_count(velox_catalog_handle catalog, velox_catalog_counts* counts) {
   return guarded(__func__, [&] {
     require(catalog && counts, "a catalogue and an out-parameter are needed");
-    store& from = *catalog->from;
+    const in_use open(catalog);
+    store& from = open.from();
     const view all(from);
     const catalogue_counts told = from.count();
     *counts = {told.tracks,
@@ -195,8 +228,9 @@ pask_status velox_catalog_count(velox_catalog_handle catalog, velox_catalog_coun
 pask_status velox_catalog_stations(velox_catalog_handle catalog, velox_catalog_station_fn on_station, void* context) {
   return guarded(__func__, [&] {
     require(catalog && on_station, "a catalogue and a function are needed");
-    const view all(*catalog->from);
-    for (const station_summary& each : catalog->from->stations()) {
+    const in_use open(catalog);
+    const view all(open.from());
+    for (const station_summary& each : open.from().stations()) {
       const velox_catalog_station told = {each.uid.c_str(), each.name.c_str(), each.created, each.used,
                                           each.played,      each.skipped,      each.liked,   each.disliked};
       if (on_station(context, &told) != 0) return;
@@ -208,8 +242,9 @@ pask_status velox_catalog_station_history(velox_catalog_handle catalog, const ch
                                           velox_catalog_station_event_fn on_event, void* context) {
   return guarded(__func__, [&] {
     require(catalog && id && on_event, "a catalogue, a station's identifier and a function are needed");
-    const view all(*catalog->from);
-    const bool found = catalog->from->past_of(id, [&](const past_event& each) {
+    const in_use open(catalog);
+    const view all(open.from());
+    const bool found = open.from().past_of(id, [&](const past_event& each) {
       const velox_catalog_station_event told = {k_event_names[each.kind], each.title.c_str(), each.artist.c_str(),
                                                 each.time};
       return on_event(context, &told) == 0;
@@ -223,9 +258,10 @@ template <class Change>
 static pask_status changed(const char* operation, velox_catalog_handle catalog, const char* id, Change change) {
   return guarded(operation, [&] {
     require(catalog && id, "a catalogue and a station's identifier are needed");
-    require_writable(*catalog);
-    view all(*catalog->from, true);
-    if (!change(*catalog->from)) refuse_station(id);
+    const in_use open(catalog);
+    open.require_writable();
+    view all(open.from(), true);
+    if (!change(open.from())) refuse_station(id);
     all.commit();
   });
 }

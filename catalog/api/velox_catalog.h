@@ -21,7 +21,8 @@ typedef struct velox_catalog* velox_catalog_handle;
 
 /** Opens a catalogue by its service URL. A file that is no catalogue of ours, or of a newer version, is refused untouched. */
 VELOX_API pask_status velox_catalog_open(const char* url, uint32_t mode, velox_catalog_handle* catalog);
-/** Closes it; null is accepted. Objects got from it stay valid. */
+/** Closes it; null is accepted, and so is a handle that was closed before, which every other operation refuses. Objects got from
+ *  it stay valid. */
 VELOX_API void velox_catalog_close(velox_catalog_handle catalog);
 /** The catalogue that lookups without a service URL use. The text is copied; null sets none. */
 VELOX_API pask_status velox_catalog_default_set(const char* url);

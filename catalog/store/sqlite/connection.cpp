@@ -2,9 +2,12 @@
 // is ours. What a connection may write is settled when it is opened, by an authorizer that every statement passes once.
 #include "store/sqlite/connection.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <filesystem>
 
@@ -18,6 +21,22 @@ constexpr int k_steps_between_looks = 2000;
 
 std::string named(const std::string& path) { return "catalogue \"" + path + "\""; }
 
+bool may_write(const std::string& path) { return ::access(path.c_str(), W_OK) == 0; }
+
+std::string folder_of(const std::string& path) {
+  const std::string folder = std::filesystem::path(path).parent_path().string();
+  return folder.empty() ? "." : folder;
+}
+
+/** Which of the files that a catalogue is written by can't be. */
+std::string unwritable_part(const std::string& path) {
+  for (const char* ending : {"", "-wal", "-shm"}) {
+    const std::string part = path + ending;
+    if (::access(part.c_str(), F_OK) == 0 && !may_write(part)) return *ending ? "\"" + part + "\"" : "the file";
+  }
+  return may_write(folder_of(path)) ? "something of it" : "its folder";
+}
+
 /** Tells what SQLite told last, in words for the cases that a person can do something about. */
 [[noreturn]] void fail_with(sqlite3* db, const std::string& path) {
   switch (sqlite3_errcode(db) & 0xff) {
@@ -26,7 +45,8 @@ std::string named(const std::string& path) { return "catalogue \"" + path + "\""
     case SQLITE_FULL:
       refuse(path, "can't grow: the disk is full");
     case SQLITE_READONLY:
-      refuse(path, "can't be written: the file or its folder is read-only");
+    case SQLITE_PERM:
+      refuse(path, "can't be written: " + unwritable_part(path) + " is read-only for this user");
     case SQLITE_CORRUPT:
     case SQLITE_NOTADB:
       refuse(path, std::string("is damaged: ") + sqlite3_errmsg(db));
@@ -73,11 +93,25 @@ found inspect(const std::string& path) {
   return found::ours;
 }
 
-void make_folder_of(const std::string& path) {
+/** A catalogue holds what somebody has listened to: it is its owner's, and so are the files that SQLite makes beside it. */
+void make_file(const std::string& path) {
   std::error_code error;
-  const std::filesystem::path folder = std::filesystem::path(path).parent_path();
-  if (!folder.empty()) std::filesystem::create_directories(folder, error);
+  std::filesystem::create_directories(folder_of(path), error);
   if (error) refuse(path, "can't be made: " + error.message());
+  const int made = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, S_IRUSR | S_IWUSR);
+  if (made < 0) refuse(path, std::string("can't be made: ") + std::strerror(errno));
+  ::close(made);
+}
+
+/** Percent-encoded for a file's URI. */
+std::string uri_of(const std::string& path, const char* options) {
+  std::string uri = "file:";
+  for (const char c : path) {
+    char escaped[4];
+    std::snprintf(escaped, sizeof escaped, "%%%02x", static_cast<unsigned char>(c));
+    uri += c == '?' || c == '#' || c == '%' ? escaped : std::string(1, c);
+  }
+  return uri + options;
 }
 
 /** A reader stays one: the pragma that made it so can't be taken back. */
@@ -134,17 +168,17 @@ connection::connection(std::string path, role as) : path_(std::move(path)) {
   const found state = inspect(path_);
   if (state != found::ours && !fill)
     refuse(path_, state == found::empty ? "is empty" : "doesn't exist: scan some music into it first");
-  if (state == found::nothing) make_folder_of(path_);
+  if (state == found::nothing) make_file(path_);
   try {
-    open(SQLITE_OPEN_READWRITE | (fill ? SQLITE_OPEN_CREATE : 0));
+    if (as == role::read && !(may_write(path_) && may_write(folder_of(path_)))) {
+      open_without_a_trace();
+    } else {
+      open(path_, SQLITE_OPEN_READWRITE);
+    }
     bring_up();
     execute(fill ? "PRAGMA synchronous=NORMAL; PRAGMA cache_size=-131072; PRAGMA temp_store=MEMORY;"
                    "PRAGMA wal_autocheckpoint=8192"
                  : "PRAGMA synchronous=NORMAL; PRAGMA cache_size=-32768");
-#if UINTPTR_MAX > 0xffffffffu
-    // Readers jump about in a large file: mapped, it costs no copies.
-    if (!fill) execute("PRAGMA mmap_size=4294967296");
-#endif
   } catch (...) {
     sqlite3_close_v2(raw_);
     throw;
@@ -158,6 +192,7 @@ connection::connection(std::string path, role as) : path_(std::move(path)) {
   if (::stat(path_.c_str(), &status) == 0) {
     device_ = status.st_dev;
     inode_ = status.st_ino;
+    changed_ = status.st_mtim;
   }
 }
 
@@ -166,8 +201,17 @@ connection::~connection() {
   sqlite3_close_v2(raw_);
 }
 
-void connection::open(int flags) {
-  const int result = sqlite3_open_v2(path_.c_str(), &raw_, flags | SQLITE_OPEN_NOMUTEX, nullptr);
+/** For a reader who mayn't write the catalogue: SQLite would leave files beside it that its owner can't use. Where somebody is
+ *  writing, the owner's are there and are read; else the file alone is whole, and stays so until it changes (see current()). */
+void connection::open_without_a_trace() {
+  const bool in_use = ::access((path_ + "-wal").c_str(), R_OK) == 0 && ::access((path_ + "-shm").c_str(), R_OK) == 0;
+  open(uri_of(path_, in_use ? "?mode=ro&readonly_shm=1" : "?mode=ro&immutable=1"),
+       SQLITE_OPEN_READONLY | SQLITE_OPEN_URI);
+  frozen_ = !in_use;
+}
+
+void connection::open(const std::string& name, int flags) {
+  const int result = sqlite3_open_v2(name.c_str(), &raw_, flags | SQLITE_OPEN_NOMUTEX, nullptr);
   if (raw_ == nullptr) throw failure{VELOX_STANDIN_ERR_NO_MEMORY, "no memory for " + named(path_)};
   if (result != SQLITE_OK) fail();
   sqlite3_extended_result_codes(raw_, 1);
@@ -213,7 +257,9 @@ void connection::execute(const char* sql) {
 
 bool connection::current() const {
   struct stat status = {};
-  return ::stat(path_.c_str(), &status) == 0 && status.st_dev == device_ && status.st_ino == inode_;
+  if (::stat(path_.c_str(), &status) != 0 || status.st_dev != device_ || status.st_ino != inode_) return false;
+  return !frozen_ || (status.st_mtim.tv_sec == changed_.tv_sec && status.st_mtim.tv_nsec == changed_.tv_nsec &&
+                      ::access((path_ + "-wal").c_str(), F_OK) != 0);
 }
 
 void connection::watch(std::function<bool()> go_on) {

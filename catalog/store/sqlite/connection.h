@@ -4,6 +4,7 @@
 #define VELOX_CATALOG_SQLITE_CONNECTION_H
 
 #include <sqlite3.h>
+#include <time.h>
 
 #include <functional>
 #include <memory>
@@ -82,19 +83,22 @@ class connection {
   void execute(const char* sql);
   int64_t last_row() const { return sqlite3_last_insert_rowid(raw_); }
   const std::string& path() const { return path_; }
-  /** Whether the file under the path is still the one that is open. */
+  /** Whether the file under the path is still the one that is open, and may be read through this connection. */
   bool current() const;
   /** Asked now and then while a statement runs; false ends it. */
   void watch(std::function<bool()> go_on);
   void roll_back() noexcept { sqlite3_exec(raw_, "ROLLBACK", nullptr, nullptr, nullptr); }
 
  private:
-  void open(int flags);
+  void open(const std::string& name, int flags);
+  void open_without_a_trace();
   void bring_up();
   [[noreturn]] void fail() const;
   std::string path_;
   sqlite3* raw_ = nullptr;
   uint64_t device_ = 0, inode_ = 0;
+  timespec changed_ = {};
+  bool frozen_ = false; /* read as if nobody ever wrote it */
   std::unordered_map<const char*, sqlite3_stmt*> statements_;
   std::function<bool()> go_on_;
 };

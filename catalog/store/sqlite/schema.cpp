@@ -22,8 +22,9 @@ CREATE TABLE album(id INTEGER PRIMARY KEY, artist_id INTEGER NOT NULL, title TEX
                    tracks INTEGER NOT NULL);
 CREATE UNIQUE INDEX album_title ON album(title_key, artist_id);
 CREATE INDEX album_artist ON album(artist_id);
-CREATE TABLE track(id INTEGER PRIMARY KEY, artist_id INTEGER NOT NULL, album_id INTEGER, popularity INTEGER NOT NULL,
-                   year INTEGER NOT NULL, attrs TEXT NOT NULL, title_key INTEGER NOT NULL, source INTEGER NOT NULL,
+CREATE TABLE track(id INTEGER PRIMARY KEY, artist_id INTEGER NOT NULL, album_id INTEGER,
+                   popularity INTEGER NOT NULL CHECK(popularity BETWEEN 0 AND 1000),
+                   year INTEGER NOT NULL CHECK(year BETWEEN 0 AND 9999), attrs TEXT NOT NULL, title_key INTEGER NOT NULL, source INTEGER NOT NULL,
                    size INTEGER NOT NULL, stamp INTEGER NOT NULL, number INTEGER NOT NULL, duration INTEGER NOT NULL,
                    tag INTEGER NOT NULL, tui TEXT NOT NULL, title TEXT NOT NULL, credit TEXT, path TEXT);
 CREATE INDEX track_tui ON track(tui);
@@ -32,10 +33,10 @@ CREATE INDEX track_artist ON track(artist_id, popularity);
 CREATE INDEX track_album ON track(album_id, number) WHERE album_id IS NOT NULL;
 CREATE INDEX track_path ON track(path) WHERE path IS NOT NULL;
 CREATE INDEX track_source ON track(source) WHERE source <> 0;
-CREATE TABLE attribute(id INTEGER PRIMARY KEY AUTOINCREMENT, kind INTEGER NOT NULL, name_key INTEGER NOT NULL,
-                       name TEXT NOT NULL, UNIQUE(kind, name_key));
-CREATE TABLE attribute_level(attribute INTEGER, level INTEGER, tracks INTEGER NOT NULL, PRIMARY KEY(attribute, level))
-    WITHOUT ROWID;
+CREATE TABLE attribute(id INTEGER PRIMARY KEY AUTOINCREMENT, kind INTEGER NOT NULL CHECK(kind BETWEEN 1 AND 3),
+                       name_key INTEGER NOT NULL, name TEXT NOT NULL, UNIQUE(kind, name_key));
+CREATE TABLE attribute_level(attribute INTEGER, level INTEGER CHECK(level BETWEEN 0 AND 4),
+                             tracks INTEGER NOT NULL, PRIMARY KEY(attribute, level)) WITHOUT ROWID;
 CREATE TABLE track_attribute(attribute INTEGER, level INTEGER, track INTEGER, PRIMARY KEY(attribute, level, track))
     WITHOUT ROWID;
 CREATE TABLE artist_attribute(artist INTEGER, attribute INTEGER, tracks INTEGER NOT NULL, PRIMARY KEY(artist, attribute))
@@ -66,7 +67,7 @@ CREATE TABLE station_datum(station INTEGER, place INTEGER, key TEXT NOT NULL, va
                            ordinal INTEGER NOT NULL, PRIMARY KEY(station, place)) WITHOUT ROWID;
 CREATE TABLE station_setting(station INTEGER, key TEXT, value TEXT NOT NULL, PRIMARY KEY(station, key)) WITHOUT ROWID;
 CREATE TABLE station_event(id INTEGER PRIMARY KEY AUTOINCREMENT, station INTEGER NOT NULL, time INTEGER NOT NULL,
-                           kind INTEGER NOT NULL, subject TEXT NOT NULL, tag TEXT NOT NULL, title TEXT NOT NULL,
+                           kind INTEGER NOT NULL CHECK(kind BETWEEN 1 AND 6), subject TEXT NOT NULL, tag TEXT NOT NULL, title TEXT NOT NULL,
                            artist TEXT NOT NULL, artist_key INTEGER NOT NULL, album_key INTEGER NOT NULL);
 CREATE INDEX station_event_order ON station_event(station, id);
 CREATE INDEX station_heard ON station_event(station, id, time, artist_key, album_key) WHERE kind<=2;
