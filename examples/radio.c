@@ -6,22 +6,30 @@
 #include <velox/velox_cadenz.h>
 #include <velox/velox_catalog.h>
 
-static int add_seed(void* query, velox_mdo_handle found) {
-  return (int)velox_cadenz_query_set_mdo((velox_cadenz_query_handle)query, found);
+struct seeding {
+  velox_cadenz_query_handle query;
+  pask_status status; /* not found, until something is */
+};
+
+static int add_seed(void* context, velox_mdo_handle found) {
+  struct seeding* seeds = context;
+  seeds->status = velox_cadenz_query_set_mdo(seeds->query, found);
+  return seeds->status != 0;
 }
 
 /* A new station: the query serves for making it only. */
 static pask_status make(const char* url, const char* text, velox_user_handle user,
                         velox_cadenz_station_handle* station) {
   velox_catalog_handle catalog = NULL;
-  velox_cadenz_query_handle query = NULL;
-  pask_status status = velox_cadenz_query_create(user, NULL, NULL, &query);
-  if (!status) status = velox_cadenz_query_option_set(query, VELOX_CADENZ_OPTION_STATION_DMCA, "true");
+  struct seeding seeds = {NULL, VELOX_STANDIN_ERR_NOT_FOUND};
+  pask_status status = velox_cadenz_query_create(user, NULL, NULL, &seeds.query);
+  if (!status) status = velox_cadenz_query_option_set(seeds.query, VELOX_CADENZ_OPTION_STATION_DMCA, "true");
   if (!status) status = velox_catalog_open(url, VELOX_CATALOG_READ, &catalog);
-  if (!status) status = velox_catalog_search(catalog, text, VELOX_CATALOG_ARTISTS, 1, add_seed, query);
-  if (!status) status = velox_cadenz_query_generate_station(query, NULL, NULL, NULL, station);
+  if (!status) status = velox_catalog_search(catalog, text, VELOX_CATALOG_ARTISTS, 1, add_seed, &seeds);
+  if (!status) status = seeds.status;
+  if (!status) status = velox_cadenz_query_generate_station(seeds.query, NULL, NULL, NULL, station);
   velox_catalog_close(catalog);
-  velox_cadenz_query_release(query);
+  velox_cadenz_query_release(seeds.query);
   return status;
 }
 

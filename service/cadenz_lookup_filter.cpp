@@ -31,6 +31,7 @@ static uint32_t _cadenz_query_lookup_add_filter_to_seed(uint32_t ordinal, pask_s
 
 uint32_t _cadenz_query_lookup_add_filter(cadenz_query* query, velox_lookup_handle lookup, const cadenz_filter* filter) {
   if (!query || !lookup || !filter) return cadenz_report(CADENZ_ERR_BAD_RECORD);
+  PASK_ASSERT(cadenz_sound(filter));  // one that was released is used against its promise
   uint32_t values = 0;
   if (const uint32_t status = pask_stringmap_count(filter->values, &values)) return cadenz_report(status);
   if (values == 0) return cadenz_report(CADENZ_ERR_NO_SEEDS);

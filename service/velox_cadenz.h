@@ -113,7 +113,8 @@ VELOX_API pask_status velox_cadenz_query_set_mdo(velox_cadenz_query_handle query
 /** Asks for recommendations and blocks until they are there.
  *  Seeds that carry only names are first resolved in one lookup of their own, and the resolved objects then take their
  *  places in the query, behind the others. A filter goes with every seed, or stands alone where the query has none.
- *  filter  may be null; it must be a live filter until the operation returns
+ *  filter  may be null; it must be a live filter until the operation returns: filters have no registry to find a released one by,
+ *          and only debug builds look
  *  result  out: an object whose reference is the caller's, to be released through the manager
  *  Returns 0; 0x90b50001 for a null out-parameter, without error information; 0x90b50600 with neither seed nor filter;
  *  0x90b50790 for a seed that offers neither identifier nor name; otherwise what the lookup gave, also after an abort. On

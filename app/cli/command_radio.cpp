@@ -33,11 +33,12 @@ int radio(const std::string& path, const radio_request& request) {
     return radio_loop(on, setup_of(path, request)).run(name, from) ? exit_fine : exit_failed;
   };
   if (!request.station.empty())
-    return run(station(running, find_station(catalog.get(), request.station).id, request.start.options), {});
+    return run(station(catalog.get(), running, find_station(catalog.get(), request.station).id, request.start.options),
+               {});
 
   request_progress progress(request.start.timeout_seconds);
   start_point start(running, catalog.get(), path, request.start, progress.watch(), tell);
-  station made(start);
+  station made(catalog.get(), start);
   progress.clear();
   return run(std::move(made), start.from);
 }

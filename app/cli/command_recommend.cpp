@@ -37,10 +37,8 @@ std::string rendered(const recommendation& result, const recommend_request& requ
   return heading_of(result.from, where) + '\n' + table_of_tracks(result.tracks, request.explain, where);
 }
 
-void deliver(const std::string& text, const std::string& file) {
-  if (file.empty()) return write_result(text);
-  const file_layer files;
-  write_file(file, text);
+void deliver(const std::string& text, const std::string& file, const std::string& catalog) {
+  return file.empty() ? write_result(text) : write_file(file, text, catalog);
 }
 
 }  // namespace
@@ -62,7 +60,7 @@ int recommend(const std::string& path, const recommend_request& request) {
   read_answer(answer.get(), result);
 
   const bool found = !result.tracks.empty();
-  if (found || request.output != form::table) deliver(rendered(result, request), request.file);
+  if (found || request.output != form::table) deliver(rendered(result, request), request.file, path);
   if (!found)
     throw failure(result.fallback.empty() ? "nothing in the catalogue fits" : result.fallback,
                   "give fewer filters, or another --from");

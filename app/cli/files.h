@@ -1,4 +1,4 @@
-/* Files, through the library's own layer: texts read as streams, what a file holds told by a digest, results written. */
+/* Files: texts read as streams and digests of what a file holds, through the library's own layer; results written. */
 #ifndef CADENZ_APP_FILES_H
 #define CADENZ_APP_FILES_H
 
@@ -32,8 +32,9 @@ pask_status read_text(void* stream, void* buffer, uint32_t size, uint32_t* got);
  *  is known again. Reading the whole of a collection for it would take as long as listening to some of it. */
 int digest_of(void* context, const char* path, uint8_t digest[16]) noexcept;
 
-/** Writes a file as a whole: it is there complete, or as it was before. A device or a pipe is written as it is. */
-void write_file(const std::string& path, std::string_view text);
+/** Writes a file as a whole: it is there complete, or as it was before, with the permissions that it had; a link stays, and what it
+ *  leads to is written. A device or a pipe is written as it is. The catalogue isn't written over. */
+void write_file(const std::string& path, std::string_view text, const std::string& catalog);
 
 }  // namespace app
 

@@ -75,7 +75,7 @@ void radio_session::end(const char* why) {
 void radio_session::finish() {
   told_({.what = happening::silence});
   try {
-    if (!station_.in_step()) station_.draw();
+    if (reportable_ && !station_.in_step()) station_.draw();
   } catch (const failure& failed) {
     tell_trouble(failed.what());
   }
@@ -95,6 +95,9 @@ void radio_session::finish() {
 bool radio_session::draw() {
   try {
     return coming_.draw(current_ ? &current_->shown : nullptr);
+  } catch (const station_gone&) {
+    reportable_ = false;
+    throw;
   } catch (const failure& failed) {
     tell_trouble(failed.what(), "it is tried again with the next track");
     return false;

@@ -82,6 +82,7 @@ class radio_session {
   std::optional<playlist_track> current_;
   uint64_t counts_[VELOX_CADENZ_EVENT_ARTIST_DISLIKE + 1] = {};
   bool paused_ = false, well_ = true;
+  bool reportable_ = true;  // the station is there
   const char* end_ = nullptr;
 };
 

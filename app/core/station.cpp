@@ -85,11 +85,12 @@ station_row find_station(velox_catalog_handle catalog, const std::string& id) {
   throw failure("several stations begin with \"" + id + '"', "see: cadenz stations");
 }
 
-station::station(start_point& start) : handle_(made(start)), id_(id_of(handle_.get())), reopened_(false) {}
+station::station(velox_catalog_handle catalog, start_point& start)
+    : catalog_(catalog), handle_(made(start)), id_(id_of(handle_.get())), reopened_(false) {}
 
-station::station(const session& running, const std::string& id,
+station::station(velox_catalog_handle catalog, const session& running, const std::string& id,
                  const std::vector<std::pair<const char*, std::string>>& options)
-    : handle_(found(running, id)), id_(id_of(handle_.get())), reopened_(true) {
+    : catalog_(catalog), handle_(found(running, id)), id_(id_of(handle_.get())), reopened_(true) {
   for (const auto& [option, value] : options) set(option, value);
 }
 
@@ -127,7 +128,15 @@ void station::exchange() {
     record_again();
     throw failed;
   }
+  // The service answers for a station that isn't there as for one without anything new.
+  if (!pending_.empty() && !is_there())
+    throw station_gone("the station has been removed", "start another one with: cadenz radio");
   pending_.clear();
+}
+
+bool station::is_there() const {
+  const std::vector<station_row> rows = read_stations(catalog_);
+  return std::ranges::find(rows, id_, &station_row::id) != rows.end();
 }
 
 void station::record_again() {

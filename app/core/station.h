@@ -43,12 +43,18 @@ std::vector<history_row> read_history(velox_catalog_handle catalog, const std::s
 /** The station that a person means by an identifier or its beginning. */
 station_row find_station(velox_catalog_handle catalog, const std::string& id);
 
+/** Somebody has removed the station: nothing can be reported to it any more. */
+struct station_gone : failure {
+  using failure::failure;
+};
+
+/** Of a catalogue, which is to outlive it. */
 class station {
  public:
   /** Makes a new one. */
-  explicit station(start_point& start);
+  station(velox_catalog_handle catalog, start_point& start);
   /** Goes on with one; `options` are set on it. */
-  station(const session& running, const std::string& id,
+  station(velox_catalog_handle catalog, const session& running, const std::string& id,
           const std::vector<std::pair<const char*, std::string>>& options);
 
   const std::string& id() const { return id_; }
@@ -65,7 +71,7 @@ class station {
   void set(const char* option, const std::string& value);
 
   /** Reports what is recorded and takes over the service's playlist; true when it is another one. A failure keeps what
-   *  wasn't reported for the next time, three times at most. */
+   *  wasn't reported for the next time, three times at most; one that has been removed is told by station_gone. */
   bool draw();
   /** The playlist's tracks, in order. */
   std::vector<playlist_track> tracks() const;
@@ -79,8 +85,10 @@ class station {
   };
 
   void exchange();
+  bool is_there() const;
   void record_again();
 
+  velox_catalog_handle catalog_;
   station_owner handle_;
   std::string id_;
   bool reopened_;

@@ -1,5 +1,6 @@
 /* Programs that the radio runs beside itself: a player, an event program. They run without a shell, in a process group of their
- * own, so that Ctrl-C in the terminal stays with the radio and a stop reaches what they started too. */
+ * own, so that Ctrl-C in the terminal stays with the radio and a stop reaches what they started too. A watcher, a process of ours,
+ * stands by each: the whole group ends with the program, and also when the radio is killed. */
 #ifndef CADENZ_APP_CHILD_H
 #define CADENZ_APP_CHILD_H
 
@@ -31,16 +32,21 @@ class child {
   /** Starts a program, found by $PATH; nothing may run yet. Standard input is empty, standard output goes to standard error.
    *  `variables` come before those of the own environment. Returns 0 or an errno. */
   int start(const std::vector<std::string>& words, const std::vector<std::string>& variables = {});
-  bool running() const { return process_ > 0; }
+  bool running() const { return watcher_ > 0; }
   /** How it ended, once, when it did; doesn't wait. */
   std::optional<child_end> ended();
-  /** Asks it to end, and makes it after a second. */
+  /** Asks it and what it started to end, and makes them after a second. */
   void stop();
   void pause();
   void resume();
 
  private:
-  pid_t process_ = 0;
+  bool read_report(void* to) const;
+  void let_go();
+
+  pid_t watcher_ = 0, group_ = 0;
+  int life_ = -1;    // the watcher reads its end: the radio lives, and wants the program
+  int report_ = -1;  // and writes here: that it has started, how it ended
 };
 
 }  // namespace app

@@ -16,7 +16,7 @@ extern "C" void on_interrupt(int) { s_interrupted = 1; }
 void watch_interrupts() {
   struct sigaction action = {};
   action.sa_handler = on_interrupt;
-  action.sa_flags = static_cast<int>(SA_RESETHAND | SA_RESTART);
+  action.sa_flags = static_cast<int>(SA_RESETHAND);
   sigemptyset(&action.sa_mask);
   sigaction(SIGINT, &action, nullptr);
   sigaction(SIGTERM, &action, nullptr);

@@ -4,7 +4,7 @@
 
 namespace app {
 
-/** Asks to be told of Ctrl-C and of SIGTERM instead of being ended by the first of them. */
+/** Asks to be told of Ctrl-C and of SIGTERM instead of being ended by the first of them. Whatever waits then fails with EINTR. */
 void watch_interrupts();
 bool interrupted();
 

@@ -135,6 +135,8 @@ void radio_input::take_key(char key, std::deque<order>& orders) {
     keys_ = escaped;
   } else if (key == 4) {  // Ctrl-D
     orders.push_back({action::quit});
+  } else if ((key & 0xc0) == 0x80) {  // goes on with a character that no key stands for
+    if (!orders.empty() && orders.back().what == action::unknown) orders.back().text += key;
   } else if (key != '\n' && key != '\r') {
     orders.push_back(order_of_key(key));
   }

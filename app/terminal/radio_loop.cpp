@@ -17,6 +17,15 @@ namespace app {
 
 namespace {
 
+constexpr std::chrono::milliseconds shortest_play{1000};
+constexpr int most_too_short = 3;
+
+/** A track that ended sooner wasn't played: a launcher returns at once, whatever it has launched. */
+std::chrono::milliseconds shortest_play_of(const item& track) {
+  const std::chrono::seconds length{track.duration_seconds.value_or(60)};
+  return std::min(shortest_play, std::chrono::milliseconds(length) / 2);
+}
+
 int milliseconds_until(event_hook::clock::time_point due) {
   if (due == event_hook::clock::time_point::max()) return -1;
   const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(due - event_hook::clock::now()).count() + 1;
@@ -61,6 +70,7 @@ bool radio_loop::run(const std::string& name, const origin& from) {
 /** Waits for something to do; with orders left it only looks. */
 void radio_loop::wait() {
   if (orders_.empty() && input_over_) return radio_.end("input");
+  if (arrived_.any()) return take_signals();
   pollfd sources[] = {{signals_.descriptor(), POLLIN, 0}, {input_.descriptor(), POLLIN, 0}};
   const bool idle = orders_.empty();
   const int ready = poll(sources, idle ? 2 : 1, idle ? milliseconds_until(hook_.due()) : 0);
@@ -72,7 +82,8 @@ void radio_loop::wait() {
 }
 
 void radio_loop::take_signals() {
-  const signal_watch::arrived arrived = signals_.take();
+  arrived_ |= signals_.take();
+  const signal_watch::arrived arrived = std::exchange(arrived_, {});
   if (arrived.end) return radio_.end("signal");
   if (arrived.suspend) {
     input_.suspend();
@@ -81,9 +92,21 @@ void radio_loop::take_signals() {
     if (!radio_.paused()) player_.resume();
     input_.resume();
   }
-  if (const std::optional<child_end> how = player_.ended())
-    orders_.push_front(how->fine ? order{action::ended}
-                                 : order{action::unplayable, "the player ended with " + how->how});
+  if (arrived.child) look_at_player();
+}
+
+void radio_loop::look_at_player() {
+  const std::optional<child_end> how = player_.ended();
+  if (!how) return;
+  if (!how->fine) return orders_.push_front({action::unplayable, "the player ended with " + how->how});
+  const bool played = std::chrono::steady_clock::now() - began_ >= shortest_;
+  too_short_ = played ? 0 : too_short_ + 1;
+  if (played) return orders_.push_front({action::ended});
+  if (too_short_ < most_too_short) return orders_.push_front({action::unplayable, "the player ended at once"});
+  tell("the player " + setup_.player.front() + " ends at once, three times in a row",
+       "give one that stays until the track is over");
+  failed_ = true;
+  radio_.end("player");
 }
 
 void radio_loop::give(const order& given) {
@@ -118,15 +141,27 @@ void radio_loop::play(const item& track) {
     return orders_.push_front({action::unplayable, std::move(trouble)});
   std::vector<std::string> words = setup_.player;
   words.push_back(track.location.front() == '-' ? "./" + track.location : track.location);
+  began_ = std::chrono::steady_clock::now();
+  shortest_ = shortest_play_of(track);
   if (const int error = player_.start(words); error != 0) {
     tell("the player " + words.front() + " can't be started: " + std::strerror(error), "going on without it");
     orders_.push_front({action::by_hand});
   }
 }
 
-/** A reader that went away ends the session. */
+/** A reader that went away ends the session; while one is slow, signals are heard. */
 void radio_loop::write(const std::string& text) {
-  if (!output_there_ || text.empty() || write_output(text)) return;
+  if (!output_there_) return;
+  for (std::string_view rest = text; !write_output(rest, signals_.descriptor());) {
+    if (errno != EINTR) return give_up_output();
+    arrived_ |= signals_.take();
+    if (!arrived_.end) continue;
+    output_there_ = false;
+    return radio_.end("signal");
+  }
+}
+
+void radio_loop::give_up_output() {
   output_there_ = false;
   if (errno != EPIPE && errno != EIO) {
     tell(std::string("the output can't be written: ") + std::strerror(errno));

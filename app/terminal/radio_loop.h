@@ -30,11 +30,13 @@ class radio_loop {
  private:
   void wait();
   void take_signals();
+  void look_at_player();
   void give(const order& given);
   void take(const radio_event& event);
   void tell_of(const radio_event& event);
   void play(const item& track);
   void write(const std::string& text);
+  void give_up_output();
 
   const radio_setup setup_;
   signal_watch signals_;
@@ -42,6 +44,10 @@ class radio_loop {
   std::deque<order> orders_;
   bool input_over_ = false;
   child player_;
+  std::chrono::steady_clock::time_point began_;  // the track, as the player has it
+  std::chrono::milliseconds shortest_{};         // it counts as played after so much of it
+  int too_short_ = 0;                            // tracks in a row that ended at once
+  signal_watch::arrived arrived_;
   event_hook hook_;
   radio_session radio_;
   bool output_there_ = true;

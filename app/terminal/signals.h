@@ -16,6 +16,12 @@ class signal_watch {
     bool end = false;      // Ctrl-C, Ctrl-\, SIGTERM, a closed terminal
     bool child = false;    // a child ended
     bool suspend = false;  // Ctrl-Z
+
+    bool any() const { return end || child || suspend; }
+    arrived& operator|=(const arrived& more) {
+      end |= more.end, child |= more.child, suspend |= more.suspend;
+      return *this;
+    }
   };
 
   /** Readable when take() has something. */

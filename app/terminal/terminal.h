@@ -22,8 +22,9 @@ terminal terminal_of(int descriptor);
  *  quietly; any other trouble is a failure. */
 void write_result(std::string_view text);
 
-/** The same, but false, with errno, for any trouble. */
-bool write_output(std::string_view text);
+/** Writes to standard output and takes off the text what was written; false, with errno, for any trouble. It waits for a slow
+ *  reader until `stop` becomes readable, where that is a descriptor, or a signal comes: EINTR. */
+bool write_output(std::string_view& text, int stop = -1);
 
 /** Tells something on standard error, as "cadenz: ..."; the text is made safe. The hint, if any, follows in a line of its
  *  own. */

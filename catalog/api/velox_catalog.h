@@ -43,7 +43,8 @@ typedef struct velox_catalog_scan_report {
 
 typedef struct velox_catalog_scan_events {
   void* context;
-  /** Something that couldn't be taken in, with the path or "file:line" and a sentence; the scan goes on. May be null. */
+  /** Something that couldn't be taken in, or that is left out without being a failure (a link to a folder), with the path or
+   *  "file:line" and a sentence; the scan goes on. May be null. */
   void (*on_problem)(void* context, const char* where, const char* message);
   /** After each file or some lines; may be null. A result other than 0 ends the scan after the running transaction. */
   int (*on_progress)(void* context, const velox_catalog_scan_report* so_far, const char* where);

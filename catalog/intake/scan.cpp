@@ -91,7 +91,14 @@ class walk {
     const bool there = ::lstat(path.c_str(), &status) == 0;
     if (there && S_ISDIR(status.st_mode)) return folder(path);
     if (is_audio(path)) return file(path);
+    if (there && S_ISLNK(status.st_mode) && leads_to_folder(path))
+      return run_.note(path, "is a link to a folder, which isn't followed");
     if (!there && errno != ENOENT) hide(path, "can't be looked at: ");
+  }
+
+  static bool leads_to_folder(const std::string& path) {
+    struct stat status = {};
+    return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
   }
 
   /** What can't be looked at keeps its tracks, and those below it: it may be a folder, whatever its name. */
@@ -167,6 +174,10 @@ class walk {
 
 void scan_run::problem(const std::string& where, const std::string& message) {
   ++report.failed;
+  note(where, message);
+}
+
+void scan_run::note(const std::string& where, const std::string& message) {
   if (events.on_problem) events.on_problem(events.context, clean(where, 4096).c_str(), message.c_str());
 }
 

@@ -14,6 +14,8 @@ struct scan_run {
   batch changes{into, report};
 
   void problem(const std::string& where, const std::string& message);
+  /** Tells of something that is left out, which is no failure. */
+  void note(const std::string& where, const std::string& message);
   /** Between two items: tells, and throws a failure with VELOX_STANDIN_ERR_ABORTED when the scan is to end. What is to be kept has
    *  been flushed then. */
   void step(const std::string& where);

@@ -252,6 +252,7 @@ void take_line(scan_run& run, table& columns, earlier& before, std::string_view 
 void import_tsv(scan_run& run, const std::string& path, velox_catalog_read_fn read, void* context) {
   line_reader lines(path, read, context, [&] {
     if (run.changes.due()) run.changes.flush();  // the next bytes may be long in coming
+    run.step(path);                              // or never end a line
   });
   std::string_view line;
   bool invented = false, more = lines.next(line);

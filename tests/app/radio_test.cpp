@@ -7,6 +7,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <fstream>
+#include <functional>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <set>
@@ -17,6 +19,13 @@
 namespace {
 
 using nlohmann::json;
+
+/** False too for one that has ended and isn't waited for yet. */
+bool is_running(pid_t process) {
+  std::ifstream status("/proc/" + std::to_string(process) + "/stat");
+  std::string line;
+  return std::getline(status, line) && line.find(") Z") == std::string::npos;
+}
 
 bool holds(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 
@@ -173,18 +182,18 @@ TEST_F(Radio, KeepsTheRuleOfInternetRadioOverTenPlaylists) {
 TEST_F(Radio, PlaysThroughAPlayer) {
   environment.push_back("CADENZ_CATALOG=" + path("played.db"));
   std::erase(environment, "CADENZ_CATALOG=" + path("catalog.db"));
-  std::string table = "title\tartist\tgenre\tpath\nnowhere\tNobody\tPolka\t\n";
+  std::string table = "title\tartist\tgenre\tpath\tduration\nnowhere\tNobody\tPolka\t\t\n";
   std::set<std::string> good;
   for (const std::string name : {"good 1", "good 2", "good 3", "good 4", "bad", "missing", "long 1", "long 2"}) {
-    table += name + "\tBy " + name + "\tPolka\t" + path(name) + '\n';
+    table += name + "\tBy " + name + "\tPolka\t" + path(name) + "\t1\n";
     if (name != "missing") write(name, "");
     if (name.starts_with("good")) good.insert("By " + name + " - " + name);
   }
   write("played.tsv", table);
   ASSERT_EQ(run({"scan", path("played.tsv")}).status, 0);
-  write_program("player", "trap 'echo stopped >> " + path("log") + "; exit' TERM\necho \"$#:$1:$2:$3\" >> " +
-                              path("log") +
-                              "\ncase $3 in *bad) exit 3;; *long*) while :; do sleep 0.05; done;; esac\n");
+  write_program("player",
+                "trap 'echo stopped >> " + path("log") + "; exit' TERM\necho \"$#:$1:$2:$3\" >> " + path("log") +
+                    "\ncase $3 in *bad) exit 3;; *good*) sleep 0.6;; *long*) while :; do sleep 0.05; done;; esac\n");
 
   const auto session = radio({"--genre", "Polka", "--player", path("player") + " 'two words' \\$HOME"});
   std::set<std::string> played, unplayable;
@@ -219,6 +228,70 @@ TEST_F(Radio, PlaysThroughAPlayer) {
   EXPECT_EQ(tracks(without->heard, "played").size(), 1u);
 }
 
+TEST_F(Radio, APlayerThatReturnsAtOncePlaysNothing) {
+  for (int i = 0; i < 10; ++i) write("file " + std::to_string(i), "");
+  std::string table = "title\tartist\tgenre\tpath\n";
+  for (int i = 0; i < 10; ++i)
+    table += "Tune\tBand " + std::to_string(i) + "\tPolka\t" + path("file " + std::to_string(i)) + '\n';
+  write("files.tsv", table);
+  ASSERT_EQ(run({"scan", path("files.tsv")}).status, 0);
+  const auto session = radio({"--genre", "Polka", "--player", "true"});
+  EXPECT_TRUE(session->hear("\"end\""));
+  EXPECT_EQ(session->end(), 1);
+  const std::vector<json> told = events(session->heard);
+  EXPECT_EQ(told.back()["why"], "player");
+  EXPECT_EQ(tracks(session->heard, "track").size(), 3u);
+  EXPECT_TRUE(holds(read("stderr"), "ends at once")) << read("stderr");
+  EXPECT_TRUE(history(told[0]["station"]).empty());
+}
+
+TEST_F(Radio, WhatAPlayerStartedEndsWithIt) {
+  write("file", "");
+  write("file.tsv", "title\tartist\tgenre\tpath\tduration\nTune\tBand\tPolka\t" + path("file") + "\t1\n");
+  ASSERT_EQ(run({"scan", path("file.tsv")}).status, 0);
+  const struct {
+    const char *what, *player;
+    std::function<void(conversation&)> end;
+  } rows[] = {
+      {"the radio is killed", "sleep 1000", [](conversation& on) { on.signal(SIGKILL); }},
+      {"the radio is ended", "trap '' TERM; sleep 1000 & sleep 1000", [](conversation& on) { on.signal(SIGTERM); }},
+      {"its own leader has gone", "sleep 0.6", [](conversation&) {}},
+  };
+  for (const auto& row : rows) {
+    write("log", "");
+    write_program("player", "sleep 1000 &\necho $! >> " + path("log") + '\n' + row.player + '\n');
+    const auto session = radio({"--genre", "Polka", "--player", path("player")});
+    while (!holds(read("log"), "\n")) usleep(1000);
+    const pid_t started = std::stoi(read("log"));
+    EXPECT_TRUE(is_running(started)) << row.what;
+    row.end(*session);
+    for (int i = 0; is_running(started) && i < 5000; ++i) usleep(1000);
+    EXPECT_FALSE(is_running(started)) << row.what;
+  }
+}
+
+TEST_F(Radio, ARemovedStationEndsTheSession) {
+  const auto session = radio({"--artist", "Artist A"});
+  ASSERT_TRUE(session->hear("\"event\":\"track\""));
+  ASSERT_EQ(run({"stations", "remove", events(session->heard)[0]["station"]}).status, 0);
+  session->say("love\n");
+  EXPECT_EQ(session->end(), 1);
+  EXPECT_TRUE(tracks(session->heard, "liked").empty()) << session->heard;
+  EXPECT_TRUE(holds(read("stderr"), "has been removed")) << read("stderr");
+}
+
+TEST_F(Radio, AReaderThatStoppedReadingHoldsNobody) {
+  const auto session = radio({"--genre", "Jazz"});
+  session->say("next\n");
+  ASSERT_TRUE(session->hear("\"played\""));
+  const std::string id = events(session->heard)[0]["station"];
+  for (int i = 0; i < 200; ++i) session->say("upcoming\n");  // megabytes, which nobody reads
+  usleep(200'000);
+  session->signal(SIGTERM);
+  for (int i = 0; i < 100 && history(id).empty(); ++i) usleep(50'000);
+  EXPECT_EQ(history(id).size(), 1u) << "the session has ended, with what was pending";
+}
+
 TEST_F(Radio, RunsAnEventProgramInOrder) {
   write_program("hook",
                 "echo $1 $CADENZ_EVENT $CADENZ_STATION $CADENZ_ARTIST - $CADENZ_TITLE \"$CADENZ_LOCATION\" >> " +
@@ -250,7 +323,7 @@ TEST_F(Radio, GivesTheTerminalBack) {
   const auto session = start({"radio", "--artist", "Artist A"}, true);
   const int terminal = dup(session->terminal());
   ASSERT_TRUE(session->hear("Coming:") && session->hear("> \"") && !cooked(*session));
-  session->say("\x1b[A\x1b[B?");  // arrow keys ban nobody
+  session->say("\x1b[A\x1b[B\xc3\xa9?");  // arrow keys ban nobody
   ASSERT_TRUE(session->hear("ban artist"));
   session->say("+s");
   ASSERT_TRUE(session->hear("liked: ") && session->hear("Enter") && session->hear(": "));
@@ -259,6 +332,7 @@ TEST_F(Radio, GivesTheTerminalBack) {
   session->say("\x03");
   ASSERT_TRUE(session->hear("1 liked, 1 banned. Go on with: cadenz radio --station "));
   EXPECT_FALSE(holds(session->heard, "artist banned: ")) << session->heard;
+  EXPECT_EQ(session->heard.find("not understood"), session->heard.rfind("not understood")) << "a character is one key";
   EXPECT_EQ(session->end(), 0);
   conversation after(0, -1, terminal);
   EXPECT_TRUE(cooked(after));

@@ -1,4 +1,8 @@
 /* Recommendations: seeds, filters, options and the forms of the answer, on a catalogue of sixty tracks. */
+#include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <map>
 #include <nlohmann/json.hpp>
 
@@ -128,17 +132,48 @@ TEST_F(Recommend, WritesM3u) {
   command.push_back(path("list.m3u"));
   EXPECT_EQ(run(command).out, "");
   EXPECT_EQ(read("list.m3u"), list.out) << "a file's name tells its form";
+}
+
+TEST_F(Recommend, WritesAFileAsAWholeOrNotAtAll) {
+  const auto written = [&](const std::string& name) {
+    return run({"recommend", "--artist", "Artist A", "--m3u", "-o", name});
+  };
+  const std::string list = run({"recommend", "--artist", "Artist A", "--m3u"}).out;
+  const std::string dear = "dear to somebody";
+  write("list.m3u", "before");
+  fs::permissions(path("list.m3u"), fs::perms(0640));
+  write("list.m3u.part", dear);
   fs::create_symlink(path("list.m3u"), path("link.m3u"));
+  EXPECT_EQ(written(path("link.m3u")).status, 0);
+  EXPECT_TRUE(fs::is_symlink(path("link.m3u")) && read("list.m3u") == list && read("list.m3u.part") == dear);
+  EXPECT_EQ(fs::status(path("list.m3u")).permissions(), fs::perms(0640));
+
   fs::create_symlink("/dev/full", path("full.m3u"));
-  command.back() = path("link.m3u");
-  EXPECT_EQ(run(command).status, 0);
-  EXPECT_TRUE(fs::is_symlink(path("link.m3u")) && read("list.m3u") == list.out);
-  for (const char* name : {"no folder/list.m3u", "full.m3u"}) {
-    command.back() = path(name);
-    const outcome refused = run(command);
-    EXPECT_TRUE(refused.status == 1 && holds(refused.error, "can't be written")) << refused.error;
+  fs::create_symlink(path("loop"), path("loop"));
+  fs::create_directory(path("folder"));
+  const std::pair<std::string, const char*> refused[] = {{path("no folder/list.m3u"), "No such file"},
+                                                         {path("full.m3u"), "No space left"},
+                                                         {path("loop"), "symbolic links"},
+                                                         {path("folder"), "is a folder"},
+                                                         {path("catalog.db"), "the catalogue itself"},
+                                                         {path(std::string(256, 'x')), "too long"}};
+  for (const auto& [name, why] : refused) {
+    const outcome result = written(name);
+    EXPECT_TRUE(result.status == 1 && holds(result.error, why) && holds(result.error, name)) << result.error;
   }
-  EXPECT_TRUE(fs::is_symlink(path("full.m3u")) && !fs::exists(path("full.m3u.part")));
+  EXPECT_TRUE(fs::is_symlink(path("full.m3u")) && run({"search", "Song"}).status == 0);
+  for (const auto& entry : fs::directory_iterator(home))
+    EXPECT_FALSE(holds(entry.path().string(), ".cadenz-")) << entry;
+
+  const auto to_pipe = start({"recommend", "--artist", "Artist A", "--m3u", "-o", "/dev/stdout"});
+  EXPECT_EQ(to_pipe->end(), 0) << read("stderr");
+  EXPECT_EQ(to_pipe->heard, list);
+  ASSERT_EQ(mkfifo(path("fifo").c_str(), 0600), 0);
+  const auto unread = start({"recommend", "--artist", "Artist A", "--m3u", "-o", path("fifo")});
+  usleep(300'000);
+  unread->signal(SIGINT);
+  EXPECT_EQ(unread->end(), 1) << "nobody opens the other end";
+  EXPECT_TRUE(holds(read("stderr"), "interrupted")) << read("stderr");
 }
 
 /** Empty when a text is well-formed XML of elements, attributes and the five entities; otherwise what is wrong. */

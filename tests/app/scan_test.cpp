@@ -104,6 +104,7 @@ TEST_F(ScanAudio, ToldOfBrokenFilesAndGoesOn) {
   write("music/not audio.mp3", std::string(5000, 'z'));
   write("music/empty.m4a", "");
   write("music/readme.txt", "not music, and not looked at");
+  fs::create_directory_symlink(path("music"), path("music/linked"));
   make("closed.flac", {"title=Closed", "artist=Solist"});
   fs::permissions(path("music/closed.flac"), fs::perms::none);
   const bool may_read_all = access(path("music/closed.flac").c_str(), R_OK) == 0;
@@ -114,6 +115,7 @@ TEST_F(ScanAudio, ToldOfBrokenFilesAndGoesOn) {
     EXPECT_TRUE(holds(scanned.error, name)) << name << " isn't told of in: " << scanned.error;
   EXPECT_EQ(holds(scanned.error, "closed.flac"), !may_read_all) << scanned.error;
   EXPECT_FALSE(holds(scanned.error, "readme.txt")) << scanned.error;
+  EXPECT_TRUE(holds(scanned.error, "linked: is a link to a folder")) << scanned.error;
   EXPECT_TRUE(holds(scanned.out, may_read_all ? "5 new" : "4 new")) << scanned.out;
 
   for (const char* word : {"Whole", "Odd", "raw", "bare"}) {
@@ -124,6 +126,18 @@ TEST_F(ScanAudio, ToldOfBrokenFilesAndGoesOn) {
   const outcome shown = run_on_terminal({"search", "Odd"}, 80);
   EXPECT_FALSE(holds(shown.out, "\x1b[31m") || holds(shown.out, "\x07")) << shown.out;
   EXPECT_EQ(run({"recommend", "--track", "raw"}).status, 0);
+}
+
+TEST_F(Scan, AnInterruptEndsEachWait) {
+  for (const std::string& text : {std::string(), std::string("title\tartist\n"), std::string(1 << 20, 'x')}) {
+    const auto waiting = start({"scan", "-"});
+    waiting->say(text);
+    usleep(300'000);
+    waiting->signal(SIGINT);
+    EXPECT_FALSE(waiting->hear("there is no more"));  // until it has gone; its input is still open
+    EXPECT_EQ(waiting->end(), 1);
+    EXPECT_TRUE(holds(read("stderr"), "interrupted")) << read("stderr");
+  }
 }
 
 TEST_F(ScanAudio, StopsSoundlyOnCtrlCAndGoesOnNextTime) {
