@@ -39,8 +39,10 @@ struct alignas(64) shard {
 };
 
 constexpr uint32_t SHARDS = 16;
-// Never destroyed: a client may release objects while the process is ending.
-std::array<shard, SHARDS>& s_shards = *new std::array<shard, SHARDS>;
+// Never destroyed: a client may release objects while the process is ending. It lies in the library, not on the heap, so that a
+// library that is unloaded leaves nothing.
+alignas(shard) std::byte s_room[SHARDS * sizeof(shard)];
+std::array<shard, SHARDS>& s_shards = *new (s_room) std::array<shard, SHARDS>;
 std::atomic<uint64_t> s_next_age{1};
 
 shard& shard_of(const void* object) {
