@@ -17,6 +17,14 @@ namespace velox::catalog::sqlite {
 namespace {
 
 constexpr int k_busy_ms = 5000;
+
+// Readers jump about in a file that may be large. It isn't mapped: a file that is cut short, or on a failing disk, would then end
+// the program. What is kept of it instead is what was read, up to the size of a catalogue of a million tracks.
+#if UINTPTR_MAX > 0xffffffffu
+constexpr char k_cache_of_readers[] = "PRAGMA cache_size=-262144";
+#else
+constexpr char k_cache_of_readers[] = "PRAGMA cache_size=-32768";
+#endif
 constexpr int k_steps_between_looks = 2000;
 
 std::string named(const std::string& path) { return "catalogue \"" + path + "\""; }
@@ -178,7 +186,8 @@ connection::connection(std::string path, role as) : path_(std::move(path)) {
     bring_up();
     execute(fill ? "PRAGMA synchronous=NORMAL; PRAGMA cache_size=-131072; PRAGMA temp_store=MEMORY;"
                    "PRAGMA wal_autocheckpoint=8192"
-                 : "PRAGMA synchronous=NORMAL; PRAGMA cache_size=-32768");
+                 : "PRAGMA synchronous=NORMAL");
+    if (!fill) execute(k_cache_of_readers);
   } catch (...) {
     sqlite3_close_v2(raw_);
     throw;
