@@ -9,8 +9,11 @@
 #include "core/nearest.h"
 #include "core/session.h"
 #include "terminal/terminal.h"
+#include "terminal/text_safe.h"
 
 namespace app {
+
+constexpr size_t longest_told = 200;  // columns of a text that names nothing
 
 int search(const std::string& path, const search_request& request) {
   const session running;
@@ -34,7 +37,7 @@ int search(const std::string& path, const search_request& request) {
     std::vector<std::string> names;
     for (const auto& [kind, wanted] : kinds)
       if (wanted || all) std::ranges::copy(nearest_items(catalog.get(), kind, request.text), std::back_inserter(names));
-    throw failure("nothing is called \"" + request.text + "\"",
+    throw failure("nothing is called \"" + fit(safe(request.text), longest_told) + "\"",
                   suggestion(nearest(request.text, names), "try fewer words"));
   }
   if (!request.json) write_result(table_of(found, terminal_of(STDOUT_FILENO)));

@@ -14,6 +14,7 @@ namespace {
 
 constexpr size_t longest_compared = 80;
 constexpr size_t most_names = 3;
+constexpr int most_words = 8;  // of a text: names that are meant have few
 constexpr uint32_t candidates_per_word = 200;
 
 size_t edit_distance(const std::string& from, const std::string& to) {
@@ -62,7 +63,8 @@ std::vector<std::string> nearest_items(velox_catalog_handle catalog, item_kind k
   for (const int code_points : {4, 3, 2}) {
     std::vector<std::string> names;
     std::istringstream words(text);
-    for (std::string word; words >> word;)
+    std::string word;
+    for (int i = 0; i < most_words && words >> word; ++i)
       for (const found_object& object : find(catalog, beginning(word, code_points), kind, candidates_per_word))
         names.push_back(kind == item_kind::artist ? object.shown.artist : object.shown.title);
     std::vector<std::string> near = nearest(text, names);

@@ -2,6 +2,7 @@
 #include "intake/tags.h"
 
 #include <taglib/fileref.h>
+#include <taglib/tfilestream.h>
 #include <taglib/tpropertymap.h>
 
 #include <fcntl.h>
@@ -64,6 +65,22 @@ int popularity_of(const TagLib::PropertyMap& tags) {
   return k_unrated;
 }
 
+/** A file of which a bounded part is read: TagLib looks for the beginning of the sound as far as the file goes, which in an
+ *  unfinished download may be all of it. */
+class bounded_stream : public TagLib::FileStream {
+ public:
+  using FileStream::FileStream;
+  TagLib::ByteVector readBlock(unsigned long length) override {
+    if (read_ > k_most) return {};
+    read_ += length;
+    return FileStream::readBlock(length);
+  }
+
+ private:
+  static constexpr uint64_t k_most = 32 << 20;
+  uint64_t read_ = 0;
+};
+
 std::string stem_of(const std::string& path) {
   const size_t from = path.rfind('/') + 1;
   return clean(path.substr(from, path.rfind('.') - from));
@@ -99,7 +116,8 @@ std::string read_tags(song& track) {
   ::close(file);
   if (size < 0) return std::string("can't be read: ") + std::strerror(error);
   if (size == 0) return "is empty";
-  const TagLib::FileRef read(track.path.c_str(), true, TagLib::AudioProperties::Fast);
+  bounded_stream stream(track.path.c_str(), true);
+  const TagLib::FileRef read(&stream, true, TagLib::AudioProperties::Fast);
   if (read.isNull() || !read.file()->isValid()) return "holds no sound that its name promises, or is damaged";
   const TagLib::PropertyMap tags = read.file()->properties();
   const TagLib::AudioProperties* audio = read.audioProperties();

@@ -171,6 +171,13 @@ TEST_F(Audio, WhatCantBeLookedAtKeepsItsTracks) {
   EXPECT_TRUE(search("alpha").empty()) << "gone is gone";
 }
 
+TEST_F(Audio, AnUnfinishedDownloadIsntReadToItsEnd) {
+  write("music/large.mp3", "");
+  fs::resize_file(path("music/large.mp3"),
+                  uint64_t{1} << 36);  // all zeros, and no room taken: hours of looking for a beginning
+  EXPECT_EQ(scan_music(), "1 0 0 0 0 1");
+}
+
 TEST_F(Audio, TwoScansOfOneNewFolderAtOnceMakeNoTwins) {
   for (const char* name : {"a.flac", "b.flac", "c.flac"}) make(name, {std::string("title=") + name, "artist=A"});
   velox_catalog_handle second = nullptr;
