@@ -77,7 +77,7 @@ class bounded_stream : public TagLib::FileStream {
   }
 
  private:
-  static constexpr uint64_t k_most = 32 << 20;
+  static constexpr uint64_t k_most = 16 << 20;
   uint64_t read_ = 0;
 };
 
