@@ -19,107 +19,79 @@ choices chosen(hand_made_store& store, const request& asked, listener* history =
 
 // ---- Choosing -------------------------------------------------------------------------------------------------------------------
 
+/** The artists of the tracks, sorted: "AAB". */
+std::string artists(const hand_made_store& store, const std::vector<choice>& tracks) {
+  std::string told;
+  for (const choice& each : tracks) told += store.at(each.track.id).artist;
+  std::sort(told.begin(), told.end());
+  return told;
+}
+
 TEST(Choosing, LimitsArtistsSongsAndSeeds) {
-  std::vector<hand_made_track> tracks = {{.id = 1, .artist = "A", .genres = {"X"}, .year = 1990}};
-  for (int i = 2; i < 8; ++i) tracks.push_back({.id = i, .artist = "A", .genres = {"X"}, .year = 1990});
-  for (int i = 10; i < 16; ++i) tracks.push_back({.id = i, .artist = "B", .genres = {"X"}, .year = 1990});
-  tracks.push_back({.id = 20, .artist = "C", .genres = {"X"}, .year = 1990, .title = "Song 1"});
-  tracks.push_back({.id = 21, .artist = "A", .genres = {"X"}, .year = 1990, .title = "Song 1"});
+  std::vector<hand_made_track> tracks = {{.id = 20, .artist = "C", .genres = {"X"}, .title = "Song 1"},
+                                         {.id = 21, .artist = "A", .genres = {"X"}, .title = "Song 1"}};
+  for (int i = 1; i <= 5; ++i) tracks.push_back({.id = i, .artist = "A", .genres = {"X"}, .popularity = 1000});
+  for (int i = 6; i <= 9; ++i) tracks.push_back({.id = i, .artist = "B", .genres = {"X"}});
+  for (int i = 10; i <= 12; ++i) tracks.push_back({.id = i, .artist = "D", .genres = {"Y"}, .popularity = 0});
   hand_made_store store(tracks);
-  const auto of_artist = [](const choices& made, const std::string& artist) {
-    return std::count_if(made.tracks.begin(), made.tracks.end(),
-                         [&](const choice& each) { return each.track.artist == key(artist); });
-  };
-  struct {
+  const struct {
+    const char* what;
+    std::initializer_list<int64_t> seeds;
     uint32_t per_artist, count;
-    long of_a, of_b;
-  } const rows[] = {{3, 7, 3, 3}, {1, 3, 1, 1}, {0, 9, 3, 5}, {5, 8, 3, 4}};
+    bool filtered, radio;
+    const char* artists;
+  } rows[] = {
+      {"three of an artist", {1}, 3, 7, false, false, "AAABBBC"},
+      {"one of an artist", {1}, 1, 3, false, false, "ABC"},
+      {"three of the seed's own, while others are near", {1}, 0, 8, false, false, "AAABBBBC"},
+      {"the same below a higher limit", {1}, 5, 8, false, false, "AAABBBBC"},
+      {"not the seed, nor its song again", {1}, 0, 100, false, false, "AAAABBBBCDDD"},
+      {"a station may play the seed, and one of a song's tracks", {1}, 0, 100, false, true, "AAAAABBBBCDDD"},
+      {"the filter asks for the seed's own artist", {1}, 0, 4, true, false, "AAAA"},
+      {"each seed in its turn", {1, 10}, 0, 4, false, false, "AADD"},
+  };
   for (const auto& row : rows) {
-    request asked = from_tracks(store, {1}, row.count);
+    request asked = from_tracks(store, row.seeds, row.count);
     asked.per_artist = row.per_artist;
+    asked.radio = row.radio;
+    asked.filter.placed = row.filtered;
+    asked.filter.artist = row.filtered ? key("A") : 0;
     const choices made = chosen(store, asked);
-    EXPECT_EQ(made.tracks.size(), row.count) << row.per_artist;
-    EXPECT_LE(of_artist(made, "A"), row.of_a) << "a seed's own artist has three at most while others are near";
-    EXPECT_GE(of_artist(made, "B"), row.of_b) << row.per_artist;
-    EXPECT_EQ(order(made.tracks).find("21"), std::string::npos) << "the seed's song again";
-  }
-  request all = from_tracks(store, {1}, 100);
-  all.per_artist = 0;
-  EXPECT_EQ(chosen(store, all).tracks.size(), 13u) << "not the seed, not its song again";
-  all.radio = true;
-  EXPECT_EQ(chosen(store, all).tracks.size(), 14u) << "a station may play the seed, and one of a song's tracks";
-}
-
-TEST(Choosing, AFilterOfOneArtistGivesAllOfIt) {
-  hand_made_store store({{.id = 1, .artist = "A", .genres = {"X"}},
-                         {.id = 2, .artist = "A", .genres = {"X"}},
-                         {.id = 3, .artist = "A", .genres = {"X"}},
-                         {.id = 4, .artist = "A", .genres = {"X"}},
-                         {.id = 5, .artist = "A", .genres = {"X"}},
-                         {.id = 6, .artist = "B", .genres = {"X"}}});
-  request asked = from_tracks(store, {1}, 4);
-  asked.filter.placed = true;
-  asked.filter.artist = key("A");
-  asked.per_artist = 0;
-  const choices made = chosen(store, asked);
-  EXPECT_EQ(made.tracks.size(), 4u);
-  EXPECT_EQ(made.fallback, "") << "all of them are near";
-}
-
-TEST(Choosing, SeedsTakeTurnsAndNoArtistFollowsItself) {
-  std::vector<hand_made_track> tracks = {{.id = 1, .artist = "S", .genres = {"X"}},
-                                         {.id = 2, .artist = "T", .genres = {"Y"}}};
-  for (int i = 0; i < 4; ++i) {
-    tracks.push_back({.id = 10 + i, .artist = "A", .genres = {"X"}, .popularity = 900});
-    tracks.push_back({.id = 20 + i, .artist = "B" + std::to_string(i), .genres = {"Y"}, .popularity = 100});
-  }
-  hand_made_store store(tracks);
-  request asked = from_tracks(store, {1, 2}, 8);
-  asked.per_artist = 0;
-  const choices made = chosen(store, asked);
-  ASSERT_EQ(made.tracks.size(), 8u);
-  for (size_t i = 0; i < 8; ++i) {
-    EXPECT_EQ(made.tracks[i].seed, i % 2) << "in turns: " << order(made.tracks);
-    const int64_t before = i > 0 ? made.tracks[i - 1].track.artist : 0;
-    EXPECT_NE(made.tracks[i].track.artist, before) << order(made.tracks);
+    EXPECT_EQ(artists(store, made.tracks), row.artists) << row.what;
+    EXPECT_EQ(made.fallback, row.count < 100 ? "" : "popular tracks") << row.what;
   }
 }
 
 TEST(Choosing, GoesWiderStepByStepAndTellsTheStep) {
-  hand_made_store store(
-      {{.id = 1, .artist = "A", .genres = {"X"}, .year = 1990},
-       {.id = 2, .artist = "A", .genres = {"Z"}, .year = 1920},
-       {.id = 3, .artist = "A", .genres = {"Z"}, .year = 1920},
-       {.id = 4, .artist = "A", .genres = {"Z"}, .year = 1920},
-       {.id = 5, .artist = "A", .genres = {"Z"}, .year = 1920},
-       {.id = 6, .artist = "B", .genres = {"Y"}, .year = 1995},
-       {.id = 7, .artist = "C", .genres = {"Y"}, .year = 1930},
-       {.id = 8,
-        .artist = "H",
-        .genres = {"X",  "1",  "2",  "3",  "4",  "5",  "6",  "7",  "8",  "9",  "10", "11", "12", "13", "14", "15",
-                   "16", "17", "18", "19", "20", "21", "22", "23", "24", "25", "26", "27", "28", "29", "30"},
-        .popularity = 1000}});
-  struct {
+  std::vector<hand_made_track> tracks = {
+      {.id = 1, .artist = "A", .genres = {"X"}, .year = 1990},
+      {.id = 5, .artist = "B", .genres = {"Y"}, .year = 1995},
+      {.id = 6, .artist = "C", .genres = {"Y"}, .year = 1930},
+      {.id = 7, .artist = "D", .genres = {"X"}, .popularity = 1000},  // popular, but less near: it has many more genres
+  };
+  for (int i = 0; i < 30; ++i) tracks.back().genres.push_back(std::to_string(i));
+  for (int i = 2; i <= 4; ++i) tracks.push_back({.id = i, .artist = "A", .genres = {"Z"}, .year = 1920});
+  hand_made_store store(tracks);
+  const struct {
     uint32_t count;
-    const char *tracks, *fallback;
-  } const rows[] = {{3, "2 3 4", "more tracks of the seeds' artists"},  // a popular one that is less near waits
-                    {4, "2 3 4 8", "other tracks of the same genres and moods"},
-                    {5, "2 3 4 6 8", "other tracks of the same era"},
-                    {6, "2 3 4 6 7 8", "popular tracks"}};
+    const char *artists, *fallback;
+  } rows[] = {{3, "AAA", "more tracks of the seeds' artists"},
+              {4, "AAAD", "other tracks of the same genres and moods"},
+              {5, "AAABD", "other tracks of the same era"},
+              {6, "AAABCD", "popular tracks"},
+              {7, "AAABCD", "popular tracks"}};
   for (const auto& row : rows) {
-    request asked = from_tracks(store, {1}, row.count);
-    asked.rotate = false;
     store.questions = 0;
-    choices made = chosen(store, asked);
-    std::sort(made.tracks.begin(), made.tracks.end(),
-              [](const choice& a, const choice& b) { return a.track.id < b.track.id; });
-    EXPECT_EQ(made.tracks.size(), row.count);
-    EXPECT_EQ(made.fallback, row.fallback);
+    const choices made = chosen(store, from_tracks(store, {1}, row.count));
+    EXPECT_EQ(artists(store, made.tracks), row.artists);
+    EXPECT_EQ(made.fallback, row.fallback) << row.count;
     EXPECT_EQ(store.questions, 2);
   }
   request nothing = from_tracks(store, {1});
   nothing.filter.set[k_genre] = true;
   EXPECT_EQ(chosen(store, nothing).fallback, "no track of the catalogue passes the filter");
+  hand_made_store alone({{.id = 1, .artist = "A"}});
+  EXPECT_EQ(chosen(alone, from_tracks(alone, {1})).fallback, "no other track is in the catalogue");
 }
 
 // ---- A station's history -----------------------------------------------------------------------------------------------------------
@@ -130,17 +102,14 @@ struct listening {
   int64_t now = 100000;
 };
 
-std::vector<choice> next_of(hand_made_store& store, const listening& how, uint32_t count = 25) {
+/** What a station of the first track gives next, sorted by number. */
+std::vector<choice> next_of(hand_made_store& store, const listening& how, uint32_t count) {
   request asked = from_tracks(store, {1}, count);
   asked.radio = true;
   station_history history(how.of, how.heard, asked, how.now);
   std::vector<choice> tracks = chosen(store, asked, &history).tracks;
-  history.keep_apart(tracks);
+  std::sort(tracks.begin(), tracks.end(), [](const choice& a, const choice& b) { return a.track.id < b.track.id; });
   return tracks;
-}
-
-bool has(const std::vector<choice>& tracks, int64_t id) {
-  return std::any_of(tracks.begin(), tracks.end(), [&](const choice& each) { return each.track.id == id; });
 }
 
 std::vector<hand_made_track> of_many_artists(int count) {
@@ -151,74 +120,62 @@ std::vector<hand_made_track> of_many_artists(int count) {
 }
 
 TEST(History, KeepsAwayWhatWasBannedHeardAndSkipped) {
-  hand_made_store store(of_many_artists(40));
+  hand_made_store store(of_many_artists(8));
   store.told[2].banned = true;
-  store.told[3].last = 1001 - 299;                           // heard within the last 300
-  store.told[4].last = 1001 - 300;                           // just not any more
+  store.told[3].last = 1001 - 299;  // heard within the last 300
+  store.told[4].last = 1001 - 300;
   store.told[5].last = 1001 - 899, store.told[5].skips = 1;  // once skipped: away three times as long
   store.told[6].last = 1001 - 900, store.told[6].skips = 1;
   listening how;
-  how.of.id = 1;
   how.of.heard = 1001;
   store.questions = 0;
-  const std::vector<choice> tracks = next_of(store, how, 36);
-  const std::pair<int64_t, bool> rows[] = {{2, false}, {3, false}, {4, true}, {5, false}, {6, true}, {7, true}};
-  for (const auto& [id, there] : rows) EXPECT_EQ(has(tracks, id), there) << id;
+  EXPECT_EQ(order(next_of(store, how, 5)), "1 4 6 7 8");
   EXPECT_LE(store.questions, 4);
-  const std::vector<choice> all = next_of(store, how, 100);
-  EXPECT_FALSE(has(all, 2)) << "never, however little is left";
-  EXPECT_TRUE(has(all, 3) && has(all, 5)) << "rather again than silence";
+  EXPECT_EQ(order(next_of(store, how, 100)), "1 3 4 5 6 7 8") << "again rather than silence, but never what is banned";
 }
 
 TEST(History, TheRuleOfRadioCountsThreeHours) {
-  std::vector<hand_made_track> tracks;
-  for (int i = 1; i <= 30; ++i)
-    tracks.push_back({.id = i,
-                      .artist = "Artist " + std::to_string(i % 3),
-                      .genres = {"X"},
-                      .album = "Album " + std::to_string(i % 6)});
-  hand_made_store store(tracks);
-  listening how;
-  how.of.id = 1;
-  how.of.settings[VELOX_LOOKUP_OPTION_DMCA] = "yes";
-  const auto most = [](const std::vector<choice>& of, auto part) {
-    std::map<int64_t, int> counts;
-    int found = 0;
-    for (const choice& each : of) found = std::max(found, ++counts[part(each.track)]);
-    return found;
+  const int64_t hours = k_radio_rule_seconds;
+  const struct {
+    const char* what;
+    bool rule, one_album;
+    std::vector<int64_t> heard;  // tracks of the artist's first album: seconds ago
+    size_t tracks;               // of six of the artist
+  } rows[] = {
+      {"four of an artist", true, false, {}, 4},
+      {"three of an album", true, true, {}, 3},
+      {"what was heard in the time counts", true, false, {hours, hours, hours + 1}, 2},
+      {"for its album too", true, true, {hours, hours, hours + 1}, 1},
+      {"without the rule", false, true, {0, 0, 0, 0}, 6},
   };
-  const auto artist_of = [](const candidate& each) { return each.artist; };
-  const auto album_of = [](const candidate& each) { return each.album; };
-  std::vector<choice> next = next_of(store, how);
-  EXPECT_EQ(next.size(), 12u) << "three artists with four tracks each";
-  EXPECT_EQ(most(next, artist_of), 4);
-  EXPECT_LE(most(next, album_of), 3);
-  for (size_t i = 3; i < next.size(); ++i)
-    EXPECT_FALSE(next[i].track.artist == next[i - 1].track.artist && next[i].track.artist == next[i - 2].track.artist &&
-                 next[i].track.artist == next[i - 3].track.artist);
-  const int64_t artist = identity_of_artist("Artist 0");
-  how.of.heard = 2;
-  how.heard = {{artist, 0, how.now - k_radio_rule_seconds}, {artist, 0, how.now - k_radio_rule_seconds - 1}};
-  EXPECT_EQ(next_of(store, how).size(), 11u) << "one was heard within three hours, the other before";
-  how.of.settings.clear();
-  EXPECT_GT(next_of(store, how).size(), 12u) << "without the rule";
+  for (const auto& row : rows) {
+    std::vector<hand_made_track> tracks;
+    for (int i = 1; i <= 6; ++i)
+      tracks.push_back({.id = i, .artist = "A", .genres = {"X"}, .album = row.one_album ? "1" : std::to_string(i)});
+    hand_made_store store(tracks);
+    const identity who = store.remember(0, std::initializer_list<int64_t>{1}).at(1).who;
+    listening how;
+    if (row.rule) how.of.settings[VELOX_LOOKUP_OPTION_DMCA] = "yes";
+    for (const int64_t ago : row.heard) how.heard.push_back({who.artist, who.album, how.now - ago});
+    EXPECT_EQ(next_of(store, how, 25).size(), row.tracks) << row.what;
+  }
 }
 
-TEST(History, NoArtistFloodsOrFollowsTheLastOneHeard) {
-  std::vector<hand_made_track> tracks;
-  for (int i = 1; i <= 24; ++i)
-    tracks.push_back({.id = i, .artist = i <= 12 ? "A" : "B" + std::to_string(i), .genres = {"X"}});
+TEST(History, NoArtistFloods) {
+  std::vector<hand_made_track> tracks = of_many_artists(6);
+  for (int i = 7; i <= 12; ++i)
+    tracks.push_back({.id = i, .artist = "A", .genres = {"X"}, .popularity = 1000, .album = "Album"});
   hand_made_store store(tracks);
+  const int64_t artist = identity_of_artist("A");
   listening how;
-  how.of.id = 1;
-  how.of.heard = 3;
-  how.heard = {{identity_of_artist("A"), 0, 0}, {identity_of_artist("A"), 0, 0}, {identity_of_artist("B20"), 0, 0}};
-  const std::vector<choice> next = next_of(store, how, 6);
-  ASSERT_EQ(next.size(), 6u);
-  EXPECT_NE(next[0].track.artist, key("A")) << "it was heard last";
-  EXPECT_LE(std::count_if(next.begin(), next.end(), [](const choice& each) { return each.track.artist == key("A"); }),
-            1)
-      << "two of the last twelve were of it";
+  how.heard.assign(k_heard_lately + 1, {.artist = identity_of_artist("other"), .album = 0, .time = 0});
+  how.heard.front().artist = how.heard[k_heard_lately - 1].artist = how.heard[k_heard_lately].artist = artist;
+  const auto of_it = [&](uint32_t count) {
+    const std::vector<choice> next = next_of(store, how, count);
+    return std::count_if(next.begin(), next.end(), [](const choice& each) { return each.track.artist == key("A"); });
+  };
+  EXPECT_EQ(of_it(6), 1) << "two of the last twelve were of it";
+  EXPECT_EQ(of_it(12), 6) << "where nothing else is left";
 }
 
 TEST(History, ArtistsAndAlbumsAreKeptApart) {
@@ -259,16 +216,16 @@ TEST(History, ArtistsAndAlbumsAreKeptApart) {
 
 TEST(History, WhatComesBackWasHeardLongestAgoByHalfOfWhatCanBePlayed) {
   hand_made_store store(of_many_artists(20));
-  for (int i = 2; i <= 11; ++i) store.told[i].banned = true;
-  for (int i = 12; i <= 20; ++i) store.told[i].last = 100 - (i - 11);
   listening how;
-  how.of.id = 1;
   how.of.heard = 100;
   store.told[1].last = 99;
-  const std::vector<choice> next = next_of(store, how, 2);  // of ten, those that weren't among the last five
-  ASSERT_EQ(next.size(), 2u);
-  EXPECT_TRUE(has(next, 20) && has(next, 19)) << order(next);
-  EXPECT_EQ(next_of(store, how, 25).size(), 5u);
+  for (int i = 2; i <= 11; ++i) store.told[i].banned = true;
+  for (int i = 12; i <= 20; ++i) store.told[i].last = 100 - (i - 11);  // the highest number longest ago
+  EXPECT_EQ(order(next_of(store, how, 2)), "19 20");
+  EXPECT_EQ(order(next_of(store, how, 25)), "16 17 18 19 20") << "of ten, those that weren't among the last five";
+  store.told[20].skips = 1;
+  EXPECT_EQ(order(next_of(store, how, 2)), "18 19") << "what was skipped stays away twice as long";
+  EXPECT_EQ(order(next_of(store, how, 25)), "16 17 18 19 20");
 }
 
 // ---- Questions to a real store -----------------------------------------------------------------------------------------------------

