@@ -7,6 +7,7 @@ set(VELOX_HEADERS
     contract/velox_options.h
     standin/velox_standin.h
     catalog/model/velox_text.h
+    catalog/model/velox_sound.h
     catalog/api/velox_catalog.h
     runtime/pask_modules.h
     runtime/pask_atomic.h

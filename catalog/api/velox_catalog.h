@@ -10,6 +10,7 @@
 #ifndef VELOX_CATALOG_H
 #define VELOX_CATALOG_H
 
+#include "velox_sound.h"
 #include "velox_standin.h"
 
 VELOX_BEGIN_DECLS
@@ -77,6 +78,63 @@ typedef pask_status (*velox_catalog_read_fn)(void* context, void* buffer, uint32
 VELOX_API pask_status velox_catalog_import(velox_catalog_handle catalog, const char* name, velox_catalog_read_fn read,
                                            void* context, const velox_catalog_scan_events* events,
                                            velox_catalog_scan_report* report);
+
+/* ---- Sound --------------------------------------------------------------------------------------------------------- */
+/* What the tracks of audio files sound like. The catalogue doesn't listen itself: whoever fills it asks for what nobody has listened
+ * to, has it analysed wherever it likes, and puts the records in. They stay with a file that moves, and go with a changed one. */
+
+/** A track whose sound isn't known. The path is borrowed for the call. */
+typedef struct velox_catalog_unheard_track {
+  uint64_t track;   /* number in this catalogue, for velox_catalog_sound_put() */
+  uint64_t content; /* tells what the file held; the same */
+  const char* path;
+} velox_catalog_unheard_track;
+
+/** A result other than 0 ends the listing. */
+typedef int (*velox_catalog_unheard_fn)(void* context, const velox_catalog_unheard_track* track);
+
+/** Lists up to `limit` tracks of audio files, by number from behind `after` on, that nobody has listened to by VELOX_SOUND_METHOD
+ *  or a later one; those that can't be listened to are left out until they change. */
+VELOX_API pask_status velox_catalog_unheard(velox_catalog_handle catalog, uint64_t after, uint32_t limit,
+                                            velox_catalog_unheard_fn on_track, void* context);
+/** Keeps what a track sounds like; with a null `sound` that it can't be listened to, and `why`. Each call is kept when it returns.
+ *  A track that has gone or changed meanwhile is passed over. A record with a value that can't be is refused with
+ *  VELOX_STANDIN_ERR_INVALID_ARG. */
+VELOX_API pask_status velox_catalog_sound_put(velox_catalog_handle catalog, uint64_t track, uint64_t content,
+                                              const velox_sound* sound, const char* why);
+
+/** `done` of `all`; a result other than 0 ends what goes on, with what is done kept. */
+typedef int (*velox_catalog_settle_fn)(void* context, uint64_t done, uint64_t all);
+
+/** Finds for all tracks whose sound has become known, or has gone, which others sound most alike: to be called now and then while
+ *  a catalogue is filled and at the end. What it costs depends on how many are new. `on_progress` may be null;
+ *  VELOX_STANDIN_ERR_ABORTED when it ended the work, which the next call goes on with. */
+VELOX_API pask_status velox_catalog_sound_settle(velox_catalog_handle catalog, velox_catalog_settle_fn on_progress,
+                                                 void* context);
+
+typedef struct velox_catalog_sound_counts {
+  uint64_t heard;   /* tracks whose sound is known, by any method */
+  uint64_t unheard; /* whose sound velox_catalog_unheard() would list */
+  uint64_t failed;  /* that can't be listened to */
+  uint64_t brief;   /* shorter than velox_catalog_shortest_set() says: never recommended */
+} velox_catalog_sound_counts;
+
+/** What is known of the catalogue's sounds; it looks through all tracks. */
+VELOX_API pask_status velox_catalog_sound_count(velox_catalog_handle catalog, velox_catalog_sound_counts* counts);
+
+/** Tracks of audio files shorter than so many seconds aren't recommended unless they are a seed; 30 unless set, 0 for none. Kept in
+ *  the catalogue. Files of unknown length count as music. */
+VELOX_API pask_status velox_catalog_shortest_set(velox_catalog_handle catalog, uint32_t seconds);
+
+/** A track that sounds like another: its object, borrowed for the call, and how far it is: 0 for the same sound; 1.4 for one as far
+ *  as most others are. */
+typedef int (*velox_catalog_alike_fn)(void* context, velox_mdo_handle track, float distance);
+
+/** Tells what a track sounds like, by its identifier and tag (null for any), and calls `on_alike` with the nearest others, nearest
+ *  first; it may be null. VELOX_STANDIN_ERR_NOT_FOUND for an unknown track, or one whose sound isn't known. */
+VELOX_API pask_status velox_catalog_sound(velox_catalog_handle catalog, const char* tui, const char* tag,
+                                          velox_sound* sound, uint32_t limit, velox_catalog_alike_fn on_alike,
+                                          void* context);
 
 /* ---- Finding ------------------------------------------------------------------------------------------------------- */
 
