@@ -57,7 +57,7 @@ bool write_output(std::string_view& text, int stop) {
       if (errno != EINTR || interrupted()) return false;
       continue;
     }
-    if (places[1].revents != 0) {
+    if (places[0].revents == 0) {  // who reads on is told all
       errno = EINTR;
       return false;
     }
