@@ -34,7 +34,7 @@ std::string rendered(const recommendation& result, const recommend_request& requ
     case form::table:
       break;
   }
-  return heading_of(result.from, where) + '\n' + table_of_tracks(result.tracks, request.explain, where);
+  return heading_of(result.from, where) + '\n' + table_of_tracks(result.tracks, request.explain, where, request.sonic);
 }
 
 void deliver(const std::string& text, const std::string& file, const std::string& catalog) {

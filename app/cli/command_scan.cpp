@@ -1,9 +1,10 @@
-/* cadenz scan: fills the catalogue. What can't be read is told and skipped; Ctrl-C ends the scan after the running
+/* cadenz scan: fills the catalogue, then listens to what is in it. What can't be read is told and skipped; Ctrl-C ends the scan after the running
  * transaction, with the catalogue sound and the rest left for the next time. */
 #include <filesystem>
 
 #include "cli/commands.h"
 #include "cli/files.h"
+#include "cli/listening.h"
 #include "core/session.h"
 #include "terminal/interrupts.h"
 #include "terminal/terminal.h"
@@ -60,6 +61,18 @@ std::string summary(const velox_catalog_scan_report& report, const velox_catalog
          (counts.invented ? "It is the demonstration catalogue: its artists are invented.\n" : "");
 }
 
+/** What is known of sounds, where there is something to tell. */
+std::string summary_of_sounds(velox_catalog_handle catalog) {
+  velox_catalog_sound_counts counts = {};
+  check(velox_catalog_sound_count(catalog, &counts));
+  std::string text;
+  if (counts.heard > 0) text += "It knows what " + several(counts.heard, "track sounds", "tracks sound") + " like.\n";
+  if (counts.failed > 0) text += several(counts.failed, "file", "files") + " can't be listened to.\n";
+  if (counts.brief > 0)
+    text += several(counts.brief, "track is", "tracks are") + " too short to be recommended (see --shortest).\n";
+  return text;
+}
+
 /** Standard input stands in the catalogue as a file in the present folder. */
 pask_status take_in(velox_catalog_handle catalog, const std::string& place, const velox_catalog_scan_events& events,
                     velox_catalog_scan_report& report) {
@@ -78,6 +91,8 @@ int scan(const std::string& path, const scan_request& request) {
   const file_layer files;
   const catalog_owner catalog = open_catalog_for_scan(path);
   watch_interrupts();
+
+  if (request.shortest) check(velox_catalog_shortest_set(catalog.get(), *request.shortest));
 
   velox_catalog_scan_report total = {};
   bool all_scanned = true;
@@ -102,10 +117,13 @@ int scan(const std::string& path, const scan_request& request) {
     check(velox_catalog_count(catalog.get(), &counts));
     write_result(summary(total, counts, path));
   }
+  uint64_t unheard = 0;
+  if (!request.no_sound && !interrupted()) unheard = listen(catalog.get(), request.jobs);
+  if (total.seen > 0 || all_scanned) write_result(summary_of_sounds(catalog.get()));
   if (interrupted())
-    throw failure("interrupted; what was read is in the catalogue",
+    throw failure("interrupted; what was read and heard is in the catalogue",
                   "run the same command again: it goes on from there");
-  return all_scanned && total.failed == 0 ? exit_fine : exit_failed;
+  return all_scanned && total.failed == 0 && unheard == 0 ? exit_fine : exit_failed;
 }
 
 }  // namespace app

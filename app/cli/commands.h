@@ -2,6 +2,7 @@
 #ifndef CADENZ_APP_COMMANDS_H
 #define CADENZ_APP_COMMANDS_H
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -13,12 +14,21 @@ enum exit_status { exit_fine = 0, exit_failed = 1, exit_usage = 2 };
 
 struct scan_request {
   std::vector<std::string> places;  // folders, audio files, .tsv files
+  bool no_sound = false;
+  size_t jobs = 0;                   // files listened to at once; 0: as many as there are cores
+  std::optional<uint32_t> shortest;  // seconds of what is recommended; as it was when unset
 };
 
 struct search_request {
   std::string text;
   bool tracks = false, albums = false, artists = false;  // none: all three
   uint32_t limit = 20;
+  bool json = false;
+};
+
+struct sound_request {
+  std::string track;
+  uint32_t limit = 10;
   bool json = false;
 };
 
@@ -34,6 +44,7 @@ struct recommend_request {
   form output = form::table;
   std::string file;  // to be written instead of standard output; empty for none
   bool explain = false;
+  bool sonic = false;
 };
 
 struct radio_request {
@@ -54,6 +65,7 @@ struct stations_request {
 int scan(const std::string& catalog, const scan_request& request);
 int search(const std::string& catalog, const search_request& request);
 int lists(const std::string& catalog, const lists_request& request);
+int sound(const std::string& catalog, const sound_request& request);
 int recommend(const std::string& catalog, const recommend_request& request);
 int radio(const std::string& catalog, const radio_request& request);
 int stations(const std::string& catalog, const stations_request& request);

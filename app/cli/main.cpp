@@ -78,6 +78,7 @@ struct command_line {
   scan_request scan;
   search_request search;
   lists_request lists;
+  sound_request sound;
   recommend_request recommend;
   radio_request radio;
   stations_request stations;
@@ -98,6 +99,15 @@ void add_scan(CLI::App& program, command_line& line) {
                    "Folder (FLAC, MP3, Ogg Vorbis, Opus, M4A), audio file, .tsv file, or - for one on standard input")
       ->required()
       ->type_name("");
+  command->add_flag("--no-sound", line.scan.no_sound, "Don't listen to the music");
+  command->add_option("--jobs", line.scan.jobs, "Listen to so many files at once (as many as there are cores)")
+      ->check(whole_number(1, 1024))
+      ->type_name("N");
+  command
+      ->add_option("--shortest", line.scan.shortest,
+                   "Never recommend files shorter than so many seconds (30); kept in the catalogue")
+      ->check(whole_number(0, 86400))
+      ->type_name("SECONDS");
   command->callback(
       [&line] { line.run = [](const command_line& l) { return scan(catalog_path(l.catalog), l.scan); }; });
 }
@@ -128,6 +138,20 @@ void add_lists(CLI::App& program, command_line& line) {
   command->add_flag("--json", line.lists.json, "As JSON");
   command->callback(
       [&line] { line.run = [](const command_line& l) { return lists(catalog_path(l.catalog), l.lists); }; });
+}
+
+void add_sound(CLI::App& program, command_line& line) {
+  CLI::App* command = program.add_subcommand("sound", "Show what a track sounds like, and what sounds like it");
+  add_catalog(command, line);
+  command->add_option("TRACK", line.words, "A track: its title, or \"Artist - Title\"")->required()->type_name("");
+  command->add_option("--limit", line.sound.limit, "At most so many that sound like it (10)")
+      ->check(whole_number(0, 64))
+      ->type_name("N");
+  command->add_flag("--json", line.sound.json, "As JSON");
+  command->callback([&line] {
+    line.sound.track = CLI::detail::join(line.words, " ");
+    line.run = [](const command_line& l) { return sound(catalog_path(l.catalog), l.sound); };
+  });
 }
 
 std::string name_of(const char* key) { return std::string("--") + option_of(key).name; }
@@ -225,6 +249,15 @@ void add_recommend(CLI::App& program, command_line& line) {
       ->type_name("FILE")
       ->group("Output");
   command->add_flag("--explain", request.explain, "Say for every track why it is there")->group("Output");
+  command
+      ->add_flag_callback(
+          "--sonic",
+          [&request] {
+            request.sonic = true;
+            request.start.options.emplace_back(VELOX_CADENZ_OPTION_ENABLE_SONIC, "1");
+          },
+          "Show tempo, key, loudness, energy and brightness")
+      ->group("Output");
 
   command->callback([&line, command] {
     start_request& start = line.recommend.start;
@@ -314,6 +347,7 @@ int read_command_line(int argc, char** argv, command_line& line) {
   add_scan(program, line);
   add_search(program, line);
   add_lists(program, line);
+  add_sound(program, line);
   add_recommend(program, line);
   add_radio(program, line);
   add_stations(program, line);
@@ -322,7 +356,7 @@ int read_command_line(int argc, char** argv, command_line& line) {
   try {
     program.parse(argc, argv);
     if (line.run) return -1;
-    tell("no command given: there are scan, search, lists, recommend, radio and stations", "run: cadenz --help");
+    tell("no command given: there are scan, search, lists, sound, recommend, radio and stations", "run: cadenz --help");
     return exit_usage;
   } catch (const CLI::ParseError& stop) {
     if (stop.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) {

@@ -10,8 +10,16 @@ namespace app {
 
 /** What a request started from, in a line; empty for nothing. */
 std::string heading_of(const origin& from, const terminal& where);
-/** Numbered tracks, each with its reason when it is to be explained. */
-std::string table_of_tracks(const std::vector<item>& tracks, bool explain, const terminal& where);
+/** Numbered tracks, each with its reason when it is to be explained, and with what is heard of them when that is wanted. */
+std::string table_of_tracks(const std::vector<item>& tracks, bool explain, const terminal& where, bool sonic = false);
+/** A track with what is heard of it, and those that sound like it, nearest first. */
+struct alike {
+  item shown;
+  double distance;
+};
+std::string table_of_sound(const item& track, const velox_sound& sound, const std::vector<alike>& near,
+                           const terminal& where);
+std::string json_of_sound(const item& track, const velox_sound& sound, const std::vector<alike>& near);
 std::string table_of(const std::vector<item>& found, const terminal& where);
 std::string table_of(const std::vector<named_list>& lists, const terminal& where);
 /** The first so many tracks of a playlist, with their reasons. */

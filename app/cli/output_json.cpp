@@ -1,4 +1,5 @@
 /* JSON for programs, through nlohmann-json. Fields that a track doesn't have are left out. */
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
@@ -49,6 +50,23 @@ void put(json& object, const char* key, const std::optional<long>& value) {
   if (value) object[key] = *value;
 }
 
+/** Numbers as a person has them: a float that was 92.3 is no 92.30000305. */
+double rounded(double value) { return std::round(value * 1000) / 1000; }
+void put(json& object, const char* key, const std::optional<double>& value) {
+  if (value) object[key] = rounded(*value);
+}
+
+json object_of(const heard& sound) {
+  json object = json::object();
+  put(object, "tempo", sound.tempo);
+  put(object, "key", sound.key);
+  put(object, "mode", sound.mode);
+  put(object, "loudness", sound.loudness);
+  put(object, "energy", sound.energy);
+  put(object, "brightness", sound.brightness);
+  return object;
+}
+
 json object_of(const item& shown) {
   json object = json::object();
   object["kind"] = kind_name(shown.kind);
@@ -63,6 +81,7 @@ json object_of(const item& shown) {
   put(object, "popularity", shown.popularity);
   put(object, "path", shown.location);
   put(object, "uri", uri_of(shown.location));
+  if (json sound = object_of(shown.sound); !sound.empty()) object["sound"] = std::move(sound);
   if (shown.reason.empty()) return object;
 
   json reason = json::object();
@@ -101,6 +120,20 @@ json object_of(const station_settings& settings) {
 }
 
 }  // namespace
+
+std::string json_of_sound(const item& track, const velox_sound& sound, const std::vector<alike>& near) {
+  json document = object_of(track);
+  document["sound"] = object_of(heard_in(sound));
+  document["sound"]["range"] = rounded(static_cast<double>(sound.range));
+  document["sound"]["regularity"] = rounded(static_cast<double>(sound.regularity));
+  document["near"] = json::array();
+  for (const alike& each : near) {
+    json one = object_of(each.shown);
+    one["distance"] = rounded(each.distance);
+    document["near"].push_back(std::move(one));
+  }
+  return dumped(document);
+}
 
 std::string json_of(const recommendation& result) {
   json document = json::object();

@@ -137,11 +137,47 @@ std::string heading(const origin& from) {
   return safe(text);
 }
 
+std::string decimal(const std::optional<double>& value, int digits) {
+  char text[32] = "";
+  if (value) std::snprintf(text, sizeof text, "%.*f", digits, *value);
+  return text;
+}
+
+std::vector<std::string> sonic_cells(const heard& sound) {
+  return {decimal(sound.tempo, 0), key_name(sound), decimal(sound.loudness, 1), decimal(sound.energy, 2),
+          decimal(sound.brightness, 0)};
+}
+
 }  // namespace
+
+std::string table_of_sound(const item& track, const velox_sound& sound, const std::vector<alike>& near,
+                           const terminal& where) {
+  const heard values = heard_in(sound);
+  const std::pair<const char*, std::string> rows[] = {
+      {"tempo", values.tempo ? decimal(values.tempo, 1) + " BPM" : "no beat is found"},
+      {"key", values.key ? key_name(values) : "none"},
+      {"loudness",
+       decimal(values.loudness, 1) + " LUFS, range " + decimal(static_cast<double>(sound.range), 1) + " LU"},
+      {"energy", decimal(values.energy, 2)},
+      {"brightness", decimal(values.brightness, 0) + " Hz"}};
+  std::string text = styled(safe(description(track)), "1", where) + '\n';
+  for (const auto& [name, value] : rows) text += wrapped(name + (": " + value), "  ", where);
+  if (near.empty()) return text;
+  table shown{{{"Distance", column::number, 0, {}},
+               {"Sounds like it", column::text, 0, {}},
+               {"Artist", column::text, 1, {}},
+               {"BPM", column::number, 2, {}},
+               {"Key", column::text, 2, {}}},
+              {}};
+  for (const alike& each : near)
+    shown.add_row({decimal(each.distance, 3), each.shown.title, each.shown.artist, decimal(each.shown.sound.tempo, 0),
+                   key_name(each.shown.sound)});
+  return text + '\n' + rendered(std::move(shown), where);
+}
 
 std::string heading_of(const origin& from, const terminal& where) { return wrapped(heading(from), "", where); }
 
-std::string table_of_tracks(const std::vector<item>& tracks, bool explain, const terminal& where) {
+std::string table_of_tracks(const std::vector<item>& tracks, bool explain, const terminal& where, bool sonic) {
   table shown{{{"#", column::number, 0, {}},
                {"Title", column::text, 0, {}},
                {"Artist", column::text, 0, {}},
@@ -149,10 +185,19 @@ std::string table_of_tracks(const std::vector<item>& tracks, bool explain, const
                {"Year", column::number, 2, {}},
                {"Length", column::number, 1, {}}},
               {}};
+  if (sonic)
+    shown.columns.insert(shown.columns.end(), {{"BPM", column::number, 0, {}},
+                                               {"Key", column::text, 0, {}},
+                                               {"LUFS", column::number, 4, {}},
+                                               {"Energy", column::number, 5, {}},
+                                               {"Hz", column::number, 6, {}}});
   size_t position = 0;
   for (const item& track : tracks) {
-    shown.add_row(
-        {std::to_string(++position), track.title, track.artist, track.album, year_of(track), length_of(track)});
+    std::vector<std::string> cells = {
+        std::to_string(++position), track.title, track.artist, track.album, year_of(track), length_of(track)};
+    if (sonic)
+      for (const std::string& cell : sonic_cells(track.sound)) cells.push_back(cell);
+    shown.add_row(cells);
     if (explain) shown.notes.push_back(safe(track.reason));
   }
   return rendered(std::move(shown), where);

@@ -28,6 +28,23 @@ std::optional<long> number_of(velox_mdo_handle object, const char* key) {
   return value;
 }
 
+std::optional<double> decimal_of(velox_mdo_handle object, const char* key) {
+  const std::string text = text_of(object, key);
+  double value = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+  if (text.empty() || error != std::errc{}) return std::nullopt;
+  return value;
+}
+
+heard sound_of(velox_mdo_handle object) {
+  return {.tempo = decimal_of(object, VELOX_VAL_SONIC_TEMPO),
+          .loudness = decimal_of(object, VELOX_VAL_SONIC_LOUDNESS),
+          .energy = decimal_of(object, VELOX_VAL_SONIC_ENERGY),
+          .brightness = decimal_of(object, VELOX_VAL_SONIC_BRIGHTNESS),
+          .key = number_of(object, VELOX_VAL_SONIC_KEY),
+          .mode = text_of(object, VELOX_VAL_SONIC_MODE)};
+}
+
 item_kind kind_of(velox_mdo_handle object) {
   const char* context = velox_standin_mdo_context(object);
   const std::string_view name = context ? context : "";
@@ -56,11 +73,29 @@ item read_item(velox_mdo_handle object) {
   read.year = number_of(object, VELOX_VAL_YEAR);
   read.duration_seconds = number_of(object, VELOX_VAL_DURATION);
   read.popularity = number_of(object, VELOX_VAL_POPULARITY);
+  read.sound = sound_of(object);
   read.reason = text_of(object, VELOX_VAL_REASON);
   read.reason_kind = text_of(object, VELOX_VAL_REASON_KIND);
   read.reason_seed = number_of(object, VELOX_VAL_REASON_SEED);
   read.score = number_of(object, VELOX_VAL_SCORE);
   return read;
+}
+
+heard heard_in(const velox_sound& sound) {
+  heard read;
+  if (sound.tempo > 0) read.tempo = static_cast<double>(sound.tempo);
+  read.loudness = static_cast<double>(sound.loudness);
+  read.energy = static_cast<double>(sound.energy);
+  read.brightness = static_cast<double>(sound.brightness);
+  if (sound.key >= 0) read.key = sound.key, read.mode = sound.minor ? "minor" : "major";
+  return read;
+}
+
+std::string key_name(const heard& sound) {
+  constexpr const char* names[] = {"C",       "C sharp", "D",      "E flat", "E",      "F",
+                                   "F sharp", "G",       "A flat", "A",      "B flat", "B"};
+  if (!sound.key || *sound.key < 0 || *sound.key > 11) return {};
+  return std::string(names[*sound.key]) + ' ' + sound.mode;
 }
 
 std::string description(const item& shown) {

@@ -16,6 +16,13 @@ enum class item_kind { track, album, artist };
 /** "track", "album" or "artist". */
 const char* kind_name(item_kind kind);
 
+/** What is heard of a track; units as in velox_sound.h. */
+struct heard {
+  std::optional<double> tempo, loudness, energy, brightness;
+  std::optional<long> key;
+  std::string mode;  // "major" or "minor"
+};
+
 struct item {
   item_kind kind = item_kind::track;
   std::string id;      // of a track
@@ -24,6 +31,7 @@ struct item {
   std::string album, era, location;
   std::vector<std::string> genres, moods;
   std::optional<long> year, duration_seconds, popularity;
+  heard sound;  // where it was asked for and is known
   // Of a recommendation:
   std::string reason, reason_kind;
   std::optional<long> reason_seed, score;
@@ -53,6 +61,10 @@ struct named_list {
 };
 
 item read_item(velox_mdo_handle object);
+/** The values of a record. */
+heard heard_in(const velox_sound& sound);
+/** "A minor"; empty for none. */
+std::string key_name(const heard& sound);
 /** "Title" by Artist; an artist's name alone. */
 std::string description(const item& shown);
 

@@ -5,52 +5,23 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 
-#include "api/guard.h"
+#include "api/open_catalog.h"
 #include "choice/objects.h"
-#include "handle_table.h"
 #include "intake/scan.h"
 #include "intake/tags.h"
 #include "model/text.h"
 
 using namespace velox::catalog;
 
+constinit standin::typed_table<open_catalog, velox_catalog_handle> velox::catalog::open_catalogs{
+    standin::handle_kind::catalog};
+
 namespace {
-
-struct open_catalog {
-  std::unique_ptr<store> from;
-  bool writable;
-  std::atomic<bool> closed = false; /* and kept only by the operations that are still inside */
-};
-
-constinit standin::typed_table<open_catalog, velox_catalog_handle> s_open{standin::handle_kind::catalog};
-
-/** A catalogue for the time of an operation: closed meanwhile, it goes behind it. */
-class in_use {
- public:
-  explicit in_use(velox_catalog_handle handle) : handle_(handle), open_(s_open.addref(handle)) {
-    if (open_ && !open_->closed) return;
-    if (open_) s_open.release(handle);
-    throw failure{VELOX_STANDIN_ERR_HANDLE, "the handle names no open catalogue"};
-  }
-  ~in_use() { s_open.release(handle_); }
-  in_use(const in_use&) = delete;
-  in_use& operator=(const in_use&) = delete;
-
-  store& from() const { return *open_->from; }
-  void require_writable() const {
-    if (!open_->writable) throw failure{VELOX_STANDIN_ERR_INVALID_ARG, from().name() + " is open for reading only"};
-  }
-
- private:
-  const velox_catalog_handle handle_;
-  open_catalog* const open_;
-};
 
 constexpr size_t k_described_at_once = 200; /* finds: who stops at the first doesn't pay for thousands */
 
@@ -117,16 +88,16 @@ pask_status velox_catalog_open(const char* url, uint32_t mode, velox_catalog_han
             "a URL, a known mode and an out-parameter are needed");
     const bool fill = mode == VELOX_CATALOG_CREATE;
     auto made = std::unique_ptr<open_catalog>(new open_catalog{open_store(url, fill ? role::fill : role::read), fill});
-    *catalog = s_open.insert(made.get());
+    *catalog = open_catalogs.insert(made.get());
     made.release();
   });
 }
 
 void velox_catalog_close(velox_catalog_handle catalog) {
-  open_catalog* const open = s_open.addref(catalog);
+  open_catalog* const open = open_catalogs.addref(catalog);
   if (!open) return;
-  if (!open->closed.exchange(true)) s_open.release(catalog);  // what velox_catalog_open gave
-  s_open.release(catalog);
+  if (!open->closed.exchange(true)) open_catalogs.release(catalog);  // what velox_catalog_open gave
+  open_catalogs.release(catalog);
 }
 
 /** The frame of what fills a catalogue. */

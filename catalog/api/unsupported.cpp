@@ -36,3 +36,20 @@ pask_status velox_catalog_station_rename(velox_catalog_handle, const char*, cons
   return unsupported(__func__);
 }
 pask_status velox_catalog_station_remove(velox_catalog_handle, const char*) { return unsupported(__func__); }
+pask_status velox_catalog_unheard(velox_catalog_handle, uint64_t, uint32_t, velox_catalog_unheard_fn, void*) {
+  return unsupported(__func__);
+}
+pask_status velox_catalog_sound_put(velox_catalog_handle, uint64_t, uint64_t, const velox_sound*, const char*) {
+  return unsupported(__func__);
+}
+pask_status velox_catalog_sound_settle(velox_catalog_handle, velox_catalog_settle_fn, void*) {
+  return unsupported(__func__);
+}
+pask_status velox_catalog_sound_count(velox_catalog_handle, velox_catalog_sound_counts*) {
+  return unsupported(__func__);
+}
+pask_status velox_catalog_shortest_set(velox_catalog_handle, uint32_t) { return unsupported(__func__); }
+pask_status velox_catalog_sound(velox_catalog_handle, const char*, const char*, velox_sound*, uint32_t,
+                                velox_catalog_alike_fn, void*) {
+  return unsupported(__func__);
+}

@@ -205,7 +205,8 @@ VELOX_API pask_status velox_catalog_station_remove(velox_catalog_handle catalog,
 
 /* ---- What it answers ------------------------------------------------------------------------------------------------ */
 /* Recommendations ("velox_lookup_type_radio_recommend"). Tracks are near to a seed when they share its genres, moods and
- * years, a rare genre counting more than a common one, or its artist or album. The same request to the same catalogue gets
+ * years, a rare genre counting more than a common one, or its artist or album, or sound like it. Of tracks without an artist each
+ * stands for itself, or those of an album together. Audio files that are too short to be music aren't recommended. The same request to the same catalogue gets
  * the same answer, of at most return_count tracks (25 unless set, at most 1,000), no seed and no song twice among them:
  *   focus_popularity       0 to 1000: tracks of about this popularity come first; unset, popular ones do slightly
  *   focus_similarity       0 to 1000: how near to the seeds the tracks should be; unset, as near as possible
@@ -214,7 +215,8 @@ VELOX_API pask_status velox_catalog_station_remove(velox_catalog_handle catalog,
  *                          "NONE": best score first
  *   catalog_filter         "genre:NAME", "artist:NAME" or "path:BEGINNING OF A PATH"; a bare text is tried as each in turn,
  *                          as a path when it begins with "/"
- *   xids                   adds VELOX_VAL_XID; content and sonic have nothing to add here
+ *   xids                   adds VELOX_VAL_XID
+ *   sonic                  adds VELOX_VAL_SONIC_ values; content has nothing to add here
  * The values of a filter narrow: any of its genres, any of its moods and any of its eras. A seed's own only draw near; but a
  * request of nothing but one seed or filter of attributes is narrowed by them. A filter that no track passes gets an answer
  * without tracks.
@@ -257,10 +259,17 @@ VELOX_API pask_status velox_catalog_station_remove(velox_catalog_handle catalog,
 #define VELOX_VAL_POPULARITY "velox_val_popularity" /* track: 0 to 1000 */
 #define VELOX_VAL_LOCATION   "velox_val_location"   /* track: path of the audio file, where there is one */
 #define VELOX_VAL_XID        "velox_val_xid" /* track, artist: identifier that came with the music; on request only */
+/* With the option for sonic data, a track whose sound is known has what is heard in its middle three minutes: */
+#define VELOX_VAL_SONIC_TEMPO      "velox_val_sonic_tempo" /* beats a minute, "92.3"; missing where no beat is found */
+#define VELOX_VAL_SONIC_KEY        "velox_val_sonic_key" /* 0 to 11 from C up by semitones; missing where there is none */
+#define VELOX_VAL_SONIC_MODE       "velox_val_sonic_mode"       /* "major" or "minor"; the same */
+#define VELOX_VAL_SONIC_LOUDNESS   "velox_val_sonic_loudness"   /* LUFS, integrated, "-14.2" */
+#define VELOX_VAL_SONIC_ENERGY     "velox_val_sonic_energy"     /* 0 to 1, "0.53": how much happens */
+#define VELOX_VAL_SONIC_BRIGHTNESS "velox_val_sonic_brightness" /* Hz: centre of the spectrum, "1740" */
 /* A track of a recommendation has in addition: why it is there, as one sentence and in parts. */
 #define VELOX_VAL_REASON "velox_val_reason" /* "same artist as Aurora Lane (seed 1); genre Dream Pop" */
 #define VELOX_VAL_REASON_KIND \
-  "velox_val_reason_kind" /* "similar", "artist", "album", "genre", "mood", "era", "popular": the nearest that held */
+  "velox_val_reason_kind" /* "similar", "artist", "album", "sound", "genre", "mood", "era", "popular": the nearest that held */
 #define VELOX_VAL_REASON_SEED "velox_val_reason_seed" /* ordinal of the seed that it is nearest to, from 1 */
 #define VELOX_VAL_SCORE       "velox_val_score"       /* 0 to 1000, for comparison inside one answer */
 /* A station's answer: */

@@ -23,33 +23,33 @@ class selection {
  public:
   explicit selection(const request& asked) : asked_(asked) {
     for (const seed& each : asked.seeds) {
-      if (each.track != 0 && !asked.radio) songs_.insert(song_of(each.artist, each.title_key));
+      if (each.track != 0 && each.artist != 0 && !asked.radio) songs_.insert(song_of(each.artist, each.title_key));
     }
   }
   bool full() const { return chosen.size() >= asked_.count; }
   uint32_t missing() const { return asked_.count - static_cast<uint32_t>(chosen.size()); }
   /** Without what the history says. */
   bool has_room_for(const candidate& track, uint32_t artist_limit) const {
-    if (full() || taken_.contains(track.id) || songs_.contains(song_of(track.artist, track.title_key))) return false;
-    const auto of_artist = artists_.find(track.artist);
+    if (full() || taken_.contains(track.id) || songs_.contains(song_of(track.family, track.title_key))) return false;
+    const auto of_artist = artists_.find(track.family);
     return artist_limit == 0 || of_artist == artists_.end() || of_artist->second < artist_limit;
   }
   void add(choice track) {
-    ++artists_[track.track.artist];
+    ++artists_[track.track.family];
     taken_.insert(track.track.id);
-    songs_.insert(song_of(track.track.artist, track.track.title_key));
+    songs_.insert(song_of(track.track.family, track.track.title_key));
     chosen.push_back(std::move(track));
   }
   std::vector<choice> chosen;
 
  private:
-  static uint64_t song_of(int64_t artist, int64_t title_key) {
-    return static_cast<uint64_t>(title_key) * 31 + static_cast<uint64_t>(artist);
+  static uint64_t song_of(int64_t family, int64_t title_key) {
+    return static_cast<uint64_t>(title_key) * 31 + static_cast<uint64_t>(family);
   }
   const request& asked_;
   std::unordered_set<int64_t> taken_;
   std::unordered_set<uint64_t> songs_;
-  std::unordered_map<int64_t, uint32_t> artists_;
+  std::unordered_map<int64_t, uint32_t> artists_; /* tracks by family */
 };
 
 class chooser {
@@ -81,7 +81,9 @@ class chooser {
   void look_near() {
     gathering windows(from_, asked_, picked_.missing());
     for (const source& near : k_near_sources) near.add(windows);
-    look({.windows = std::move(windows.windows()), .filter = &asked_.filter});
+    search wanted{.windows = std::move(windows.windows()), .filter = &asked_.filter};
+    for (const avoided_track& each : asked_.avoided) wanted.avoided.push_back(each.track);
+    look(wanted);
   }
 
   /** What is taken of the wider sources is mostly all that there is, so the history is asked about it in the same question. */
@@ -100,7 +102,8 @@ class chooser {
     look(wanted);
   }
 
-  void look(const search& wanted) {
+  void look(search& wanted) {
+    for (const seed& each : asked_.seeds) wanted.brief.push_back(each.track);
     const size_t before = tracks_.all().size();
     memories told = from_.look(wanted, tracks_);
     if (history_) history_->learn(std::move(told));
@@ -135,7 +138,7 @@ class chooser {
         const candidate& track = track_of(ranked[turn]);
         if (track.id == wanted.id || history_->knows(track.id)) continue;
         if (!picked_.has_room_for(track, near_limit(ranked[turn]))) continue;
-        if (!first || ++of_artist[track.artist] <= std::max(asked_.per_artist, 1u)) ids.push_back(track.id);
+        if (!first || ++of_artist[track.family] <= std::max(asked_.per_artist, 1u)) ids.push_back(track.id);
       }
     }
     history_->learn(from_.remember(history_->station_id(), ids));
@@ -201,7 +204,8 @@ class chooser {
       if (!history_->admits(track)) return false;
       history_->chosen(track);
     }
-    picked_.add({track, what.seed, what.score, scorer_.explain(what)});
+    const heard_sound* heard = tracks_.heard(track.id);
+    picked_.add({track, what.seed, what.score, scorer_.explain(what), heard ? heard->sound : sonic()});
     return true;
   }
 

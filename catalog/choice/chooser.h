@@ -12,6 +12,7 @@ struct choice {
   uint32_t seed; /* index of the nearest one */
   float score;
   reason why;
+  sonic sound; /* where it is known here */
 };
 
 struct choices {

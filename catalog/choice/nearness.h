@@ -5,7 +5,7 @@
 namespace velox::catalog {
 
 /** Nearest first. */
-enum class nearness { album, artist, attribute, era, none };
+enum class nearness { album, artist, sound, attribute, era, none };
 
 }  // namespace velox::catalog
 

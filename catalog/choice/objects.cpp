@@ -2,6 +2,8 @@
 // an artist with its name and contributor. Objects hold copies, so they outlive the connection.
 #include "choice/objects.h"
 
+#include <cstdio>
+
 #include "model/identity.h"
 #include "model/text.h"
 #include "velox_catalog.h"
@@ -22,6 +24,28 @@ void fill(standin::mdo_builder& to, const artist_record& of) {
   if (of.genre != 0) to.value(k_id_keys[k_genre], of.genre);
   if (of.era != 0) to.value(k_id_keys[k_era], of.era);
   to.child(VELOX_CHILD_NAME, standin::mdo_builder("velox_ctx_name", 64).value(VELOX_VAL_DISPLAY, of.name).finish());
+}
+
+/** A number with so many digits behind the point. */
+std::string decimal(float value, int digits) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%.*f", digits, static_cast<double>(value));
+  return text;
+}
+
+void add_sonic(standin::mdo_builder& to, const sonic& sound) {
+  if (sound.tempo > 0) to.value(VELOX_VAL_SONIC_TEMPO, decimal(sound.tempo, 1));
+  if (sound.key >= 0)
+    to.value(VELOX_VAL_SONIC_KEY, sound.key).value(VELOX_VAL_SONIC_MODE, sound.minor ? "minor" : "major");
+  to.value(VELOX_VAL_SONIC_LOUDNESS, decimal(sound.loudness, 1))
+      .value(VELOX_VAL_SONIC_ENERGY, decimal(sound.energy, 2))
+      .value(VELOX_VAL_SONIC_BRIGHTNESS, decimal(sound.brightness, 0));
+}
+
+/** "sounds like "Nebula" (seed 1): slow, dark, 92 BPM, A minor". */
+std::string sentence_of(const reason& why, const track_record& of) {
+  const std::string words = of.sound ? words_of(*of.sound) : std::string();
+  return words.empty() ? why.sentence : why.sentence + ": " + words;
 }
 
 }  // namespace
@@ -64,8 +88,9 @@ standin::mdo_ref object_maker::track(int64_t id, const reason* why) {
   made.value(VELOX_VAL_POPULARITY, of.popularity);
   if (!of.path.empty()) made.value(VELOX_VAL_LOCATION, of.path);
   if (xids_ && is_external(of.tui)) made.value(VELOX_VAL_XID, of.tui);
+  if (sonic_ && of.sound) add_sonic(made, *of.sound);
   if (why) {
-    made.value(VELOX_VAL_REASON, why->sentence)
+    made.value(VELOX_VAL_REASON, why->kind == k_sound_reason ? sentence_of(*why, of) : why->sentence)
         .value(VELOX_VAL_REASON_KIND, why->kind)
         .value(VELOX_VAL_SCORE, why->score);
     if (why->seed != 0) made.value(VELOX_VAL_REASON_SEED, why->seed);

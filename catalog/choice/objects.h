@@ -12,7 +12,8 @@ namespace velox::catalog {
 /** Makes objects of records that a store has told; artists are made once. The records hold all that is asked for. */
 class object_maker {
  public:
-  object_maker(const store& from, const records& told, bool xids = false) : from_(from), told_(told), xids_(xids) {}
+  object_maker(const store& from, const records& told, bool xids = false, bool sonic = false)
+      : from_(from), told_(told), xids_(xids), sonic_(sonic) {}
   standin::mdo_ref track(int64_t id, const reason* why = nullptr);
   /** With its tracks as children; `matching`, where not 0, is also its matching track. */
   standin::mdo_ref album(int64_t id, int64_t matching = 0);
@@ -33,7 +34,7 @@ class object_maker {
   velox_mdo_handle shared_artist(int64_t id);
   const store& from_;
   const records& told_;
-  bool xids_;
+  bool xids_, sonic_;
   std::unordered_map<int64_t, standin::mdo_ref> artists_;
 };
 

@@ -15,7 +15,7 @@ standin::mdo_ref recommend(store& from, const velox_standin_request& asked, prog
   const records told = from.describe(chosen);
 
   standin::mdo_builder answer("velox_ctx_response");
-  object_maker make(from, told, wanted.xids);
+  object_maker make(from, told, wanted.xids, wanted.sonic);
   if (!made.fallback.empty()) answer.value(VELOX_VAL_FALLBACK, made.fallback);
   for (const choice& each : made.tracks) answer.child(VELOX_CHILD_TRACK, make.track(each.track.id, &each.why));
   standin::mdo_ref result = answer.finish();

@@ -82,6 +82,7 @@ void read_options(const request_items& items, request& to) {
   if (const char* text = value_of(items.options, VELOX_LOOKUP_OPTION_ROTATION))
     to.rotate = std::strcmp(text, "NONE") != 0;
   to.xids = value_of(items.options, VELOX_LOOKUP_OPTION_XIDS) != nullptr;
+  to.sonic = value_of(items.options, VELOX_LOOKUP_OPTION_SONIC) != nullptr;
 }
 
 uint64_t fingerprint_of(const request_items& items) {
@@ -104,6 +105,7 @@ seed make_seed(const store& from, const seed_record& record) {
   made.album = record.album;
   made.title_key = record.title_key;
   made.year = record.year;
+  made.sounds = record.sounds;
   made.artist_name = record.artist_name;
   made.label = record.track != 0 ? "\"" + record.title + "\"" : record.artist_name;
   for (const int64_t id : record.attributes) add_attribute(from, made, id, 1);

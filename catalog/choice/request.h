@@ -19,6 +19,7 @@ struct seed {
   int year = 0;
   std::vector<weighted> profile; /* genres and moods */
   std::vector<int64_t> eras;
+  std::vector<int64_t> sounds = {}; /* tracks that it sounds like */
   std::string label; /* as reasons name it: "Title" in quotes, or the artist; empty for attributes alone */
   std::string artist_name;
   bool liked = false; /* not asked for, but liked on the station */
@@ -35,8 +36,8 @@ struct request_items {
  *  for tracks with these attributes: they narrow it too. The filter's values hold for the whole request: any of its genres, any
  *  of its moods, any of its eras; values that aren't of this catalogue's lists pass no track.
  *
- *  VELOX_LOOKUP_OPTION_XIDS adds the identifiers that came with the music (VELOX_VAL_XID). The options for content and sonic data
- *  ask for what this catalogue doesn't have, and change nothing. */
+ *  VELOX_LOOKUP_OPTION_XIDS adds the identifiers that came with the music (VELOX_VAL_XID), VELOX_LOOKUP_OPTION_SONIC what is known
+ *  of their sound. The option for content asks for what this catalogue doesn't have, and changes nothing. */
 struct request {
   std::vector<seed> seeds;
   bool attributes_only = false; /* no seed but the filter */
@@ -46,7 +47,8 @@ struct request {
   int popularity = -1, similarity = -1;
   bool rotate = true;
   bool radio = false; /* seeds may be played themselves */
-  bool xids = false;
+  bool xids = false, sonic = false;
+  std::vector<avoided_track> avoided;
   uint64_t fingerprint = 0; /* the same for equal requests */
   int64_t last_track = 0;   /* the highest number of the catalogue's tracks */
 

@@ -12,6 +12,7 @@ namespace {
 constexpr float k_mood_weight = 0.6f; /* against a genre */
 constexpr float k_chance = 0.03f;     /* sets apart what is equally good, differently for each request */
 constexpr float k_all_seeds = 0.1f;   /* what is near to several seeds counts a little more */
+constexpr float k_avoided = 0.6f;     /* taken off the similarity of what sounds just like what was disliked */
 constexpr float k_popularity_unset = 0.08f, k_popularity_set = 0.35f;
 
 }  // namespace
@@ -59,19 +60,53 @@ pairing scorer::pair(const candidate& track, size_t seed_index) {
       if (part.attribute == attributes[i]) overlap += track_weights_[i] * track_weights_[i] * part.weight;
     }
   }
-  return {with, norms_[seed_index], track, attributes, track_weights_, track_norm_, overlap};
+  return {with, norms_[seed_index], track, attributes, track_weights_, track_norm_, overlap, likeness(track, with)};
+}
+
+float scorer::likeness(const candidate& track, const seed& with) const {
+  const heard_sound* heard = with.sounds.empty() ? nullptr : tracks_.heard(track.id);
+  float most = 0;
+  if (!heard) return most;
+  for (const echo& each : heard->echoes) {
+    if (std::find(with.sounds.begin(), with.sounds.end(), each.of) != with.sounds.end())
+      most = std::max(most, each.likeness);
+  }
+  return most;
+}
+
+float scorer::avoidance(const candidate& track) const {
+  const heard_sound* heard = asked_.avoided.empty() ? nullptr : tracks_.heard(track.id);
+  float most = 0;
+  if (!heard) return most;
+  for (const echo& each : heard->echoes) {
+    for (const avoided_track& from : asked_.avoided) {
+      if (from.track == each.of) most = std::max(most, from.weight * each.likeness);
+    }
+  }
+  return most;
+}
+
+static float similarity_of(const pairing& with) {
+  float sum = 0, left = 1;
+  for (const score_term& term : k_score_terms) {
+    const float near = term.share * term.near(with);
+    if (term.how == score_term::adds) {
+      sum += near;
+    } else {
+      left *= 1 - near;
+    }
+  }
+  return 1 - (1 - std::min(sum, 1.0f)) * left;
 }
 
 scored scorer::score(uint32_t place) {
   const candidate& track = tracks_.all()[place];
   weigh(track);
   scored made{place, 0, 0, 0};
+  const float kept = 1 - k_avoided * avoidance(track);
   float all = 0;
   for (size_t i = 0; i < asked_.seeds.size(); ++i) {
-    const pairing with = pair(track, i);
-    float near = 0;
-    for (const score_term& term : k_score_terms) near += term.share * term.near(with);
-    near = std::min(near, 1.0f);
+    const float near = similarity_of(pair(track, i)) * kept;
     all += near;
     if (near > made.similarity) made.similarity = near, made.seed = static_cast<uint32_t>(i);
   }

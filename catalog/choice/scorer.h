@@ -36,6 +36,8 @@ class scorer {
   float weight_of(int64_t attribute);
   scored score(uint32_t place);
   pairing pair(const candidate& track, size_t seed);
+  float likeness(const candidate& track, const seed& with) const;
+  float avoidance(const candidate& track) const;
   void weigh(const candidate& track);
   common_attributes common_of(const pairing& of);
   const score_term* tie_of(const pairing& of, const common_attributes& common) const;

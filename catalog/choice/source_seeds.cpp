@@ -1,10 +1,10 @@
-// The seeds' own artists and albums, and what has their genres and moods. A rare attribute is small and says much: it comes whole
+// What sounds like the seeds, their own artists and albums, and what has their genres and moods. A rare attribute is small and says much: it comes whole
 // before a common one gets what is left.
 #include "choice/sources.h"
 
 namespace velox::catalog {
 
-constexpr uint32_t k_of_artist = 40, k_of_album = 40;
+constexpr uint32_t k_of_artist = 40, k_of_album = 40, k_of_sound = 64;
 
 static void add_profile(gathering& to, const seed& of) {
   std::vector<weighted> parts = of.profile;
@@ -22,6 +22,7 @@ static void add_profile(gathering& to, const seed& of) {
 void add_seeds(gathering& to) {
   if (to.asked().attributes_only) return;
   for (const seed& each : to.asked().seeds) {
+    for (const int64_t track : each.sounds) to.add({.of = window::of_sound, .limit = k_of_sound, .id = track});
     if (each.artist != 0) to.add({.of = window::of_artist, .limit = k_of_artist, .id = each.artist});
     if (each.album != 0) to.add({.of = window::of_album, .limit = k_of_album, .id = each.album});
     add_profile(to, each);

@@ -39,8 +39,9 @@ struct station_items {
   station_items(const station& of, const velox_standin_request& asked) {
     for (const station_datum& each : of.data) data.push_back({each.key.c_str(), each.value.c_str(), each.ordinal});
     for (const auto& [key, value] : of.settings) options.push_back({key.c_str(), value.c_str(), 0});
-    if (const char* xids = value_of(options_of(asked), VELOX_LOOKUP_OPTION_XIDS))
-      options.push_back({VELOX_LOOKUP_OPTION_XIDS, xids, 0});
+    for (const char* option : {VELOX_LOOKUP_OPTION_XIDS, VELOX_LOOKUP_OPTION_SONIC}) {
+      if (const char* value = value_of(options_of(asked), option)) options.push_back({option, value, 0});
+    }
   }
   request_items items() const { return {options, data}; }
 };
@@ -51,11 +52,12 @@ request request_of(const store& from, const station_opening& opening, const velo
   request made = make_request(from, items.items(), opening.from);
   made.radio = true;
   made.fingerprint = hashed(opening.of.uid, static_cast<uint64_t>(opening.of.heard / k_heard_in_a_part));
+  made.avoided = opening.avoided;
   const size_t likes_from = opening.from.seeds.size() - opening.likes.size();
   for (size_t i = likes_from; i < opening.from.seeds.size(); ++i) {
     seed near = make_seed(from, opening.from.seeds[i]);
     near.liked = true;
-    if (near.artist != 0) made.seeds.push_back(std::move(near));
+    if (near.artist != 0 || near.track != 0) made.seeds.push_back(std::move(near));
   }
   return made;
 }
@@ -93,7 +95,7 @@ void add_albums(store& from, const request& asked, const choices& next, standin:
   subjects chosen{.with_albums = true};
   for (const choice& each : next.tracks) chosen.tracks.push_back(each.track.id);
   const records told = from.describe(chosen);
-  object_maker make(from, told, asked.xids);
+  object_maker make(from, told, asked.xids, asked.sonic);
   for (size_t first = 0, end; first < next.tracks.size(); first = end) {
     const candidate& head = next.tracks[first].track;
     std::vector<object_maker::told_track> together;

@@ -7,10 +7,11 @@ namespace {
 constexpr int k_named_of_kind = 2;
 
 constexpr score_term k_terms[] = {
-    {nearness::album, 0.06f, album_near, album_ties, explain_album},
-    {nearness::artist, 0.10f, artist_near, artist_ties, explain_artist},
-    {nearness::attribute, 0.78f, attributes_near, attributes_tie, explain_attributes},
-    {nearness::era, 0.22f, era_near, era_ties, explain_era},
+    {nearness::album, score_term::adds, 0.06f, album_near, album_ties, explain_album},
+    {nearness::artist, score_term::adds, 0.10f, artist_near, artist_ties, explain_artist},
+    {nearness::sound, score_term::joins, 0.95f, sound_near, sound_ties, explain_sound},
+    {nearness::attribute, score_term::adds, 0.78f, attributes_near, attributes_tie, explain_attributes},
+    {nearness::era, score_term::adds, 0.22f, era_near, era_ties, explain_era},
 };
 
 }  // namespace

@@ -17,6 +17,10 @@ struct pairing {
   std::span<const float> weights;      /* of these; 0 for an era */
   float norm;                          /* their length */
   float overlap;                       /* of both profiles: more for rarer attributes that they share; 0 for none */
+  float likeness;                      /* of their sounds: 0 to 1; 0 also where one isn't known */
+
+  /** Whether both have genres or moods. */
+  bool overlap_known() const { return norm > 0 && with_norm > 0; }
 };
 
 /** What a track and a seed have in common, the rarest first, with their infos. */
@@ -31,9 +35,15 @@ struct told_reason {
   std::string kind, sentence;
 };
 
+/** A reason's kind that the words for the sound follow. */
+constexpr const char* k_sound_reason = "sound";
+
 struct score_term {
-  nearness is;                      /* the tie that it is, where it ties */
-  float share;                      /* of the similarity, which is cut at 1 */
+  nearness is; /* the tie that it is, where it ties */
+  /* Those that add up to a similarity, which is cut at 1, or else of what they leave of it: evidence of another kind makes a track
+   * nearer, and where it is missing nothing is taken away. */
+  enum { adds, joins } how;
+  float share;
   float (*near)(const pairing& of); /* 0 to 1 */
   bool (*ties)(const pairing& of, const common_attributes& common);
   told_reason (*explain)(const pairing& of, const common_attributes& common);
@@ -49,6 +59,9 @@ told_reason explain_album(const pairing& of, const common_attributes& common);
 float artist_near(const pairing& of);
 bool artist_ties(const pairing& of, const common_attributes& common);
 told_reason explain_artist(const pairing& of, const common_attributes& common);
+float sound_near(const pairing& of);
+bool sound_ties(const pairing& of, const common_attributes& common);
+told_reason explain_sound(const pairing& of, const common_attributes& common);
 float attributes_near(const pairing& of);
 bool attributes_tie(const pairing& of, const common_attributes& common);
 float era_near(const pairing& of);

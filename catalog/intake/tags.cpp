@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "model/identity.h"
 #include "model/text.h"
 
 namespace velox::catalog {
@@ -146,7 +147,7 @@ std::string read_tags(song& track) {
 
 void complete(song& track) {
   if (track.title.empty()) track.title = track.path.empty() ? std::string("Untitled") : stem_of(track.path);
-  if (track.artist.empty()) track.artist = track.album_artist.empty() ? "Unknown Artist" : track.album_artist;
+  if (track.artist.empty()) track.artist = track.album_artist.empty() ? k_no_artist : track.album_artist;
 }
 
 }  // namespace velox::catalog

@@ -6,15 +6,18 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <unordered_set>
 #include <vector>
 
 #include "model/attribute.h"
+#include "model/sound.h"
 
 namespace velox::catalog {
 
 struct candidate {
-  int64_t id, artist, album, title_key; /* album 0: none */
+  int64_t id, artist, album, title_key; /* artist and album 0: none */
+  int64_t family;                       /* what is spread out: the artist, else the album, else the track itself */
   int popularity, year;                 /* year 0: unknown */
   uint32_t first_attribute, attributes; /* in candidates::attributes */
   uint32_t step;                        /* of the search that brought it */
@@ -44,6 +47,23 @@ struct track_filter {
   }
 };
 
+/** What is spread out where an artist or album is missing; no two of them are the same. */
+constexpr int64_t family_of(int64_t track, int64_t artist, int64_t album) {
+  return artist != 0 ? artist : album != 0 ? -2 * album : -2 * track - 1;
+}
+
+/** That a track sounds like another one, which a request goes by. */
+struct echo {
+  int64_t of;
+  float likeness; /* 0 to 1 */
+};
+
+/** What was heard of a track. */
+struct heard_sound {
+  sonic sound;
+  std::vector<echo> echoes;
+};
+
 /** The tracks met so far that passed; each is met once. */
 class candidates {
  public:
@@ -58,6 +78,17 @@ class candidates {
     tracks_.push_back(track);
   }
   const std::vector<candidate>& all() const { return tracks_; }
+  /** Tells what a track sounds like, whether it has been met or not. */
+  void hear(int64_t track, const sonic& sound, echo like) {
+    heard_sound& heard = heard_[track];
+    heard.sound = sound;
+    heard.echoes.push_back(like);
+  }
+  /** Null where nothing was heard of it. */
+  const heard_sound* heard(int64_t track) const {
+    const auto found = heard_.find(track);
+    return found == heard_.end() ? nullptr : &found->second;
+  }
   std::span<const int64_t> attributes_of(const candidate& track) const {
     return {attributes_.data() + track.first_attribute, track.attributes};
   }
@@ -66,6 +97,7 @@ class candidates {
   std::unordered_set<int64_t> met_;
   std::vector<candidate> tracks_;
   std::vector<int64_t> attributes_;
+  std::unordered_map<int64_t, heard_sound> heard_;
 };
 
 }  // namespace velox::catalog

@@ -41,6 +41,11 @@ std::string derived_artist_uid(int64_t name_key) {
   return std::string(k_derived_artist) + hex(static_cast<uint64_t>(name_key));
 }
 
+const std::string& no_artist_uid() {
+  static const std::string uid = derived_artist_uid(key(k_no_artist));
+  return uid;
+}
+
 std::string derived_tui(const song& track) {
   return std::string(k_derived_track) +
          hex(hashed(folded(leading_artist(track.artist)) + "\n" + folded(track.title) + "\n" + folded(track.album)));
@@ -71,13 +76,18 @@ int64_t identity_of_tui(std::string_view tui) { return key_of(k_of_tui, tui); }
 identity identity_of(std::string_view artist_uid, int64_t title_key, std::string_view tui, std::string_view owner_uid,
                      int64_t album_key) {
   identity made;
-  made.artist = identity_of_artist(artist_uid);
-  made.song = key_of(k_of_song, artist_uid, title_key);
   made.same_tui = identity_of_tui(tui);
   if (!owner_uid.empty()) {
-    made.album_artist = identity_of_artist(owner_uid);
+    made.album_artist = is_no_artist(owner_uid) ? 0 : identity_of_artist(owner_uid);
     made.album = key_of(k_of_album, owner_uid, album_key);
   }
+  if (is_no_artist(artist_uid)) {  // songs of nobody have no more in common than their album
+    made.artist = made.album != 0 ? made.album : made.same_tui;
+    made.song = made.same_tui;
+    return made;
+  }
+  made.artist = identity_of_artist(artist_uid);
+  made.song = key_of(k_of_song, artist_uid, title_key);
   return made;
 }
 

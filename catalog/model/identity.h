@@ -12,6 +12,11 @@
 
 namespace velox::catalog {
 
+/** What stands for an artist that nobody knows. It is none: nothing is alike or apart by it. */
+constexpr const char* k_no_artist = "Unknown Artist";
+const std::string& no_artist_uid();
+inline bool is_no_artist(std::string_view uid) { return uid == no_artist_uid(); }
+
 /** The artist in front of "feat. somebody": guests don't make another artist. */
 std::string leading_artist(const std::string& name);
 

@@ -3,10 +3,13 @@
 #define VELOX_CATALOG_MODEL_RECORDS_H
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
 #include <vector>
+
+#include "model/sound.h"
 
 namespace velox::catalog {
 
@@ -15,6 +18,7 @@ struct track_record {
   int popularity = 0, year = 0;
   int64_t duration = 0; /* seconds; 0: unknown */
   uint64_t tag = 0;
+  std::optional<sonic> sound;                        /* where it is known */
   std::vector<int64_t> attributes;                   /* genres first, the leading one in front */
   std::string tui, title, credit, path, album_title; /* credit: the artist as shown, where it isn't the artist's name */
 };
@@ -46,7 +50,7 @@ struct subjects {
 
 /** What an album lookup goes by; empty where not given. */
 struct description {
-  std::string_view tui, tag, album_artist, album_title, track_artist, track_title;
+  std::string_view tui = {}, tag = {}, album_artist = {}, album_title = {}, track_artist = {}, track_title = {};
 };
 
 /** What a description means; 0: none. */

@@ -19,6 +19,7 @@
 #include "model/records.h"
 #include "model/references.h"
 #include "model/song.h"
+#include "model/sound.h"
 
 namespace velox::catalog {
 
@@ -36,6 +37,7 @@ struct seed_record {
   int64_t track = 0, artist = 0, album = 0; /* 0: none; all 0 where the catalogue has nothing of it */
   int64_t title_key = 0;
   int year = 0;
+  std::vector<int64_t> sounds;     /* tracks whose sound is known, and stands for it */
   std::vector<int64_t> attributes; /* the track's own */
   /** What most of the artist's tracks have, with their number, most first: where the track has neither genre nor mood. */
   std::vector<std::pair<int64_t, int64_t>> artist_attributes;
@@ -56,6 +58,7 @@ struct window {
     of_attribute, /* `id` and `level`, from the track number `from` on, in order of numbers */
     of_artist,    /* `id`, most popular first */
     of_album,     /* `id`, in order */
+    of_sound,     /* what sounds like the track `id`, nearest first */
     below_path,   /* `path` is the filter's */
     passing       /* the smallest set that the filter names, until `limit` further tracks have passed */
   } of;
@@ -71,6 +74,8 @@ using memories = std::unordered_map<int64_t, memory>; /* by track */
 struct search {
   std::vector<window> windows; /* a track of several is the first one's */
   const track_filter* filter;
+  std::vector<int64_t> brief = {};   /* tracks that may be short */
+  std::vector<int64_t> avoided = {}; /* tracks: what sounds like them is told, and not looked for */
   /* What a station remembers (with station 0 the identities alone) of what is found, and of tracks that were met before. */
   bool remembers = false;
   int64_t station = 0;
@@ -88,10 +93,17 @@ struct station_visit {
   int64_t now = 0;                             /* seconds since 1970 */
 };
 
+/** A track that pushes away what sounds like it. */
+struct avoided_track {
+  int64_t track;
+  float weight; /* 0 to 1 */
+};
+
 /** What a station's next tracks are chosen from. */
 struct station_opening {
   station of;
-  std::vector<told_event> likes; /* the latest, latest first */
+  std::vector<told_event> likes;      /* the latest, latest first */
+  std::vector<avoided_track> avoided; /* disliked and skipped lately */
   std::vector<heard_track>
       heard;     /* the latest, latest first: so many, and all of the time that the rule of radio looks at */
   resolved from; /* the seeds of the station's data by ordinal, then the likes */
@@ -151,6 +163,41 @@ struct catalogue_counts {
   bool invented; /* all tracks are of tables that say so */
 };
 
+// ---- Sounds -------------------------------------------------------------------------------------------------------------------
+
+/** How many sounds there are, and where the neighbourhood stands. */
+struct sound_census {
+  int64_t sounds = 0, unplaced = 0, gone = 0; /* gone: that others may still name as near */
+  int64_t settled = 0, settled_last = 0;      /* when all were last placed anew: how many, and the highest number */
+  int top = 0;                                /* the highest layer that has any */
+};
+
+/** The nearest of a sound among those of a layer; layer 0 has all. */
+struct sound_list {
+  int layer;
+  int64_t id;
+  near_sounds nearest;
+};
+
+/** What has been found out about sounds. */
+struct sound_placing {
+  std::vector<std::pair<int64_t, sound_scale>> placed = {};
+  std::vector<sound_list> lists = {};
+  std::vector<int64_t> seen_to = {}; /* of those that have gone: nobody names them any more */
+  /* Not 0: nothing else is placed from now on, and sounds up to this number have been counted. */
+  int64_t anew_last = 0;
+};
+
+/** What a track sounds like, and the tracks that are near to it. */
+struct track_sound {
+  velox_sound record;
+  near_sounds nearest; /* by track */
+};
+
+struct sound_counts {
+  uint64_t heard = 0, unheard = 0, failed = 0, brief = 0;
+};
+
 // ---- The store ------------------------------------------------------------------------------------------------------------------
 
 class store {
@@ -205,6 +252,21 @@ class store {
   virtual std::vector<track_of_content> tracks_of(std::span<const content> contents) = 0;
   virtual std::vector<duplicate> duplicates_of(std::span<const int64_t> tracks) = 0; /* by track, in order of paths */
   virtual void apply(std::span<const change> batch) = 0;                             /* all or nothing, by itself */
+
+  // Sounds
+  virtual std::vector<unheard_file> unheard(uint32_t method, int64_t after, uint32_t limit) = 0;
+  /** By itself. `sound` null: it can't be listened to. A file that has changed or gone is passed over. */
+  virtual void put_sound(int64_t track, int64_t content, const velox_sound* sound, std::string_view why) = 0;
+  virtual sound_counts count_sounds(uint32_t method) = 0;
+  virtual void set_shortest(int64_t seconds) = 0;
+  virtual sound_census sounds_there() = 0;
+  virtual std::vector<int64_t> sound_numbers(bool unplaced, int64_t after, uint32_t limit) = 0; /* in order */
+  virtual std::vector<kept_sound> sounds(std::span<const int64_t> ids) = 0; /* those that are there, in no order */
+  virtual std::vector<sound_list> sound_lists(int layer, std::span<const int64_t> ids) = 0; /* the same */
+  virtual std::vector<int64_t> sounds_on(int layer, uint32_t limit) = 0;
+  virtual std::vector<sound_list> gone_sounds(uint32_t limit) = 0; /* with the lists that they had */
+  virtual std::optional<track_sound> sound_of(int64_t track) = 0;
+  virtual void place(const sound_placing& what) = 0; /* all or nothing, by itself */
 };
 
 /** A view, or with `writes` a transaction; rolled back unless committed. */

@@ -59,6 +59,18 @@ class counting_store : public store {
   std::vector<track_of_content> tracks_of(std::span<const content>) override { return {}; }
   std::vector<duplicate> duplicates_of(std::span<const int64_t>) override { return {}; }
   void apply(std::span<const change>) override {}
+  std::vector<unheard_file> unheard(uint32_t, int64_t, uint32_t) override { return {}; }
+  void put_sound(int64_t, int64_t, const velox_sound*, std::string_view) override {}
+  sound_counts count_sounds(uint32_t) override { return {}; }
+  void set_shortest(int64_t) override {}
+  sound_census sounds_there() override { return {}; }
+  std::vector<int64_t> sound_numbers(bool, int64_t, uint32_t) override { return {}; }
+  std::vector<kept_sound> sounds(std::span<const int64_t>) override { return {}; }
+  std::vector<sound_list> sound_lists(int, std::span<const int64_t>) override { return {}; }
+  std::vector<int64_t> sounds_on(int, uint32_t) override { return {}; }
+  std::vector<sound_list> gone_sounds(uint32_t) override { return {}; }
+  std::optional<track_sound> sound_of(int64_t) override { return {}; }
+  void place(const sound_placing&) override {}
 
  protected:
   store& inner_;
@@ -103,6 +115,7 @@ class hand_made_store : public counting_store {
                      .album = number_of(of.album),
                      .title_key = key(of.title),
                      .year = of.year,
+                     .sounds = {},
                      .attributes = attributes_.at(id),
                      .artist_attributes = {},
                      .title = of.title,
@@ -158,6 +171,7 @@ class hand_made_store : public counting_store {
               .artist = number_of(track.artist),
               .album = number_of(track.album),
               .title_key = key(track.title),
+              .family = family_of(track.id, number_of(track.artist), number_of(track.album)),
               .popularity = track.popularity,
               .year = track.year,
               .first_attribute = 0,

@@ -142,7 +142,7 @@ TEST(Arranging, SeedsTakeTurnsAndNoArtistFollowsItself) {
     for (const auto& [artist, seed] : row.tracks) {
       choice one{};
       one.track.id = static_cast<int64_t>(tracks.size()) + 1;
-      one.track.artist = artist;
+      one.track.family = artist;
       one.seed = seed;
       one.score = 1 - 0.01f * static_cast<float>(tracks.size());
       seeds = std::max(seeds, seed + 1);
@@ -237,7 +237,7 @@ std::string windows_of(const store& from, const request& asked, void (*add)(gath
   std::map<std::pair<int64_t, int>, uint32_t> of_level;
   std::string told;
   for (const window& each : all.windows()) {
-    const char* const names[] = {"attribute ", "artist ", "album ", "path ", "passing "};
+    const char* const names[] = {"attribute ", "artist ", "album ", "sound ", "path ", "passing "};
     if (each.of == window::of_attribute)
       of_level[{each.id, each.level}] += each.limit;
     else

@@ -9,9 +9,10 @@ held_inside='catalog app'  # the floors whose own rooms are held to their rules 
 
 # Each line from the bottom up: a room may include what stands before it in a line.
 floors='contract runtime text collections files service app
-contract standin catalog app'
+contract standin catalog sound app'
 inside_catalog='catalog/model catalog/store catalog/intake catalog/api
-catalog/model catalog/store catalog/choice catalog/api'
+catalog/model catalog/store catalog/choice catalog/api
+catalog/model catalog/store catalog/hearing catalog/api'
 own_words=catalog/api/velox_catalog.h  # the catalogue's public header, which every room of it may read
 inside_app='app/core app/terminal app/cli'
 

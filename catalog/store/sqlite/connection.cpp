@@ -165,6 +165,11 @@ std::string_view statement::text(int column) const {
               : std::string_view();
 }
 
+bytes statement::blob(int column) const {
+  const auto* data = static_cast<const std::byte*>(sqlite3_column_blob(prepared_, column));
+  return {data, static_cast<size_t>(sqlite3_column_bytes(prepared_, column))};
+}
+
 void statement::damaged(int column) const {
   const char* name = sqlite3_db_filename(sqlite3_db_handle(prepared_), "main");
   const char* what = sqlite3_column_name(prepared_, column);

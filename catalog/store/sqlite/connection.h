@@ -9,6 +9,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -17,6 +18,9 @@
 #include "store/store.h"
 
 namespace velox::catalog::sqlite {
+
+/** Bytes of a row. */
+using bytes = std::span<const std::byte>;
 
 /** A statement of a connection's cache, in use: stepped, read by column, and reset at the end of its scope. */
 class statement {
@@ -46,9 +50,11 @@ class statement {
     if (value < least || value > most) damaged(column);
     return value;
   }
+  float real(int column) const { return static_cast<float>(sqlite3_column_double(prepared_, column)); }
   /** How many of something there are. */
   int64_t count(int column) const { return within(column, 0, int64_t{1} << 40); }
   std::string_view text(int column) const;
+  bytes blob(int column) const;
   /** Ends the question: what the column holds can't be. */
   [[noreturn]] void damaged(int column) const;
 
@@ -59,6 +65,8 @@ class statement {
   void bind_one(std::string_view value) {
     sqlite3_bind_text64(prepared_, ++bound_, value.data(), value.size(), SQLITE_STATIC, SQLITE_UTF8);
   }
+  void bind_one(bytes value) { sqlite3_bind_blob64(prepared_, ++bound_, value.data(), value.size(), SQLITE_STATIC); }
+  void bind_one(float value) { sqlite3_bind_double(prepared_, ++bound_, static_cast<double>(value)); }
   void bind_one(const std::optional<int64_t>& value) {
     if (value) {
       bind_one(*value);

@@ -4,6 +4,7 @@
 
 #include "model/identity.h"
 #include "model/text.h"
+#include "store/sqlite/sounds_blob.h"
 #include "store/sqlite/sqlite_store.h"
 #include "velox_catalog.h"
 
@@ -13,6 +14,7 @@ namespace {
 constexpr int k_last_year = 9999;
 constexpr int64_t k_artist_attributes = 24; /* of a seed's artist */
 constexpr int64_t k_tracks_of_album = 500;
+constexpr int64_t k_sounds_of_artist = 3; /* tracks that stand for what an artist sounds like */
 constexpr uint32_t k_identified_by_words = 20;
 constexpr int64_t k_no_limit = std::numeric_limits<int64_t>::max();
 
@@ -38,32 +40,41 @@ class seed_reader {
   bool track(const seed_reference& by, seed_record& to) {
     if (by.tui.empty()) return false;
     statement row = db_.prepared(
-        "SELECT track.id, artist_id, ifnull(album_id, 0), title_key, year, title, name, attrs FROM track "
-        "JOIN artist ON artist.id=artist_id WHERE tui=? ORDER BY tag<>?, track.id LIMIT 1");
+        "SELECT track.id, artist_id, ifnull(album_id, 0), title_key, year, title, name, attrs, uid, EXISTS (SELECT 1 "
+        "FROM "
+        "sound WHERE sound.track=track.id AND placed=1) FROM track JOIN artist ON artist.id=artist_id WHERE tui=? "
+        "ORDER BY tag<>?, track.id LIMIT 1");
     if (!row.bind(std::string_view(by.tui), signed_tag(by.tag)).step()) return false;
     to.track = row.integer(0);
-    to.artist = row.integer(1);
+    const bool named = !is_no_artist(row.text(8));
+    to.artist = named ? row.integer(1) : 0;
     to.album = row.integer(2);
     to.title_key = row.integer(3);
     to.year = static_cast<int>(row.within(4, 0, k_last_year));
     to.title = row.text(5);
-    to.artist_name = row.text(6);
+    if (named) to.artist_name = row.text(6);
+    if (row.integer(9) != 0) to.sounds = {to.track};
     bool told = false;  // what kind of music it is
     each_attribute(row, 7, [&](int64_t id) {
       to.attributes.push_back(id);
       const attribute_kind kind = learn_(id).kind;
       told = told || kind == k_genre || kind == k_mood;
     });
-    if (!told) artist_attributes(to);
+    if (!told && named) artist_attributes(to);
     return true;
   }
   void artist(const std::string& uid, seed_record& to) {
-    if (uid.empty()) return;
+    if (uid.empty() || is_no_artist(uid)) return;
     statement row = db_.prepared("SELECT id, name FROM artist WHERE uid=?");
     if (!row.bind(std::string_view(uid)).step()) return;
     to.artist = row.integer(0);
     to.artist_name = row.text(1);
     artist_attributes(to);
+    statement heard = db_.prepared(
+        "SELECT t.id FROM track t JOIN sound s ON s.track=t.id AND placed=1 WHERE artist_id=? "
+        "ORDER BY popularity DESC, t.id LIMIT ?");
+    heard.bind(to.artist, k_sounds_of_artist);
+    while (heard.step()) to.sounds.push_back(heard.integer(0));
   }
   void artist_attributes(seed_record& to) {
     statement row = db_.prepared(
@@ -85,14 +96,20 @@ int64_t artist_named(connection& db, std::string_view name) {
 
 // ---- Candidates ---------------------------------------------------------------------------------------------------------------
 
-#define CANDIDATE_COLUMNS "t.id, t.artist_id, ifnull(t.album_id, 0), t.title_key, t.popularity, t.year, t.attrs, t.path"
+#define CANDIDATE_COLUMNS \
+  "t.id, t.artist_id, ifnull(t.album_id, 0), t.title_key, t.popularity, t.year, t.attrs, t.path, t.source, t.duration"
 
 /** Takes in the rows of windows: those that pass and weren't met before. */
 template <class Learn>
 class looker {
  public:
-  looker(connection& db, Learn learn, const track_filter& filter, candidates& into)
-      : db_(db), learn_(learn), filter_(filter), into_(into) {}
+  looker(connection& db, Learn learn, const search& asked, candidates& into)
+      : db_(db), learn_(learn), filter_(*asked.filter), brief_(asked.brief), into_(into) {
+    statement shortest = db_.prepared("SELECT amount FROM total WHERE name='shortest'");
+    shortest_ = first_of(shortest);
+    statement nobody = db_.prepared("SELECT id FROM artist WHERE uid=?");
+    no_artist_ = first_of(nobody.bind(std::string_view(no_artist_uid())));
+  }
 
   void look(const window& at) {
     step_ = at.step;
@@ -108,6 +125,8 @@ class looker {
         return through(
             db_.prepared("SELECT " CANDIDATE_COLUMNS " FROM track t WHERE album_id=? ORDER BY number, id LIMIT ?")
                 .bind(at.id, at.limit));
+      case window::of_sound:
+        return sound(at.id, at.limit);
       case window::below_path:
         return path(at.limit);
       case window::passing:
@@ -117,7 +136,32 @@ class looker {
     }
   }
 
+  /** What sounds like a track, told but not taken. */
+  near_sounds hear(int64_t track) {
+    near_sounds near;
+    {
+      statement row = db_.prepared("SELECT nearest FROM sound WHERE track=? AND placed=1");
+      if (row.bind(track).step()) near = list_in(row, 0);
+    }
+    statement row = db_.prepared("SELECT track, " SONIC_COLUMNS " FROM sound s WHERE id=?");
+    for (near_sound& each : near) {
+      each.id = row.bind(each.id).step() ? row.integer(0) : 0;
+      if (each.id != 0) into_.hear(each.id, sonic_in(row, 1), {track, likeness_of(each.distance)});
+      row.rewind();
+    }
+    return near;
+  }
+
  private:
+  void sound(int64_t track, uint32_t limit) {
+    near_sounds near = hear(track);
+    near.resize(std::min<size_t>(near.size(), limit));
+    statement row = db_.prepared("SELECT " CANDIDATE_COLUMNS " FROM track t WHERE id=?");
+    for (const near_sound& each : near) {
+      through(row.bind(each.id));
+      row.rewind();
+    }
+  }
   void artist(int64_t id, int64_t limit) {
     through(
         db_.prepared("SELECT " CANDIDATE_COLUMNS " FROM track t WHERE artist_id=? ORDER BY popularity DESC, id LIMIT ?")
@@ -160,12 +204,15 @@ class looker {
     attributes_.clear();
     each_attribute(row, 6, [&](int64_t attribute) { attributes_.push_back(attribute); });
     if (!filter_.passes(row.integer(1), attributes_, filter_.path.empty() ? std::string_view() : row.text(7))) return;
+    if (is_brief(row) && std::find(brief_.begin(), brief_.end(), id) == brief_.end()) return;
     for (const int64_t attribute : attributes_) learn_(attribute);
     --wanted_;
+    const int64_t artist = row.integer(1) == no_artist_ ? 0 : row.integer(1), album = row.integer(2);
     into_.add({.id = id,
-               .artist = row.integer(1),
-               .album = row.integer(2),
+               .artist = artist,
+               .album = album,
                .title_key = row.integer(3),
+               .family = family_of(id, artist, album),
                .popularity = static_cast<int>(row.within(4, 0, k_most_popular)),
                .year = static_cast<int>(row.within(5, 0, k_last_year)),
                .first_attribute = 0,
@@ -174,10 +221,17 @@ class looker {
               attributes_);
   }
 
+  /** An audio file that is too short to be music. */
+  bool is_brief(const statement& row) const {
+    return row.integer(8) == 0 && row.integer(9) != 0 && row.integer(9) < shortest_;
+  }
+
   connection& db_;
   Learn learn_;
   const track_filter& filter_;
+  const std::vector<int64_t>& brief_;
   candidates& into_;
+  int64_t shortest_ = 0, no_artist_ = 0;
   std::vector<int64_t> attributes_; /* of the row */
   uint32_t step_ = 0;
   int64_t wanted_ = k_no_limit;
@@ -195,7 +249,8 @@ class describer {
     if (into_.tracks.contains(id)) return;
     statement row = db_.prepared(
         "SELECT track.artist_id, ifnull(album_id, 0), popularity, year, duration, tag, tui, track.title, credit, path, "
-        "album.title, attrs FROM track LEFT JOIN album ON album.id=album_id WHERE track.id=?");
+        "album.title, attrs, s.id IS NOT NULL AND why IS NULL, " SONIC_COLUMNS
+        " FROM track LEFT JOIN album ON album.id=album_id LEFT JOIN sound s ON s.track=track.id WHERE track.id=?");
     if (!row.bind(id).step()) return;
     track_record made;
     made.artist = row.integer(0);
@@ -213,6 +268,7 @@ class describer {
       learn_(attribute);
       made.attributes.push_back(attribute);
     });
+    if (row.integer(12) != 0) made.sound = sonic_in(row, 13);
     artist(made.artist);
     if (with_album && made.album != 0) album(made.album, false);
     into_.tracks.emplace(id, std::move(made));
@@ -339,8 +395,9 @@ resolved sqlite_store::resolve(const references& asked) {
 memories sqlite_store::look(const search& asked, candidates& into) {
   const size_t known = into.all().size();
   looker through(
-      db_, [&](int64_t id) -> const attribute_info& { return learn(id); }, *asked.filter, into);
+      db_, [&](int64_t id) -> const attribute_info& { return learn(id); }, asked, into);
   for (const window& each : asked.windows) through.look(each);
+  for (const int64_t each : asked.avoided) through.hear(each);
   if (!asked.remembers) return {};
   std::vector<int64_t> of = asked.also;
   for (size_t i = known; i < into.all().size(); ++i) of.push_back(into.all()[i].id);

@@ -1,5 +1,5 @@
 // The store over an SQLite file. Its operations stand in the sources of their subjects: sqlite_store.cpp (views, attributes,
-// lists), requests.cpp, search.cpp, stations.cpp, filling.cpp with the writer.
+// lists), requests.cpp, search.cpp, stations.cpp, sounds.cpp, filling.cpp with the writer.
 //
 // A question here is several statements: no network lies between. Each statement is prepared once per connection.
 #ifndef VELOX_CATALOG_SQLITE_STORE_H
@@ -14,6 +14,11 @@ namespace velox::catalog::sqlite {
 
 /** Opens "/path/to/file.db", as it stands behind "sqlite:"; "///path" is the same as "/path". */
 std::unique_ptr<store> open(std::string_view path, role as);
+
+/** Takes away what is known of a track's sound; inside a transaction. */
+void retire_sound(connection& db, int64_t track);
+/** The same, unless the file is the one that was listened to. */
+void retire_changed_sound(connection& db, int64_t track);
 
 /** The attributes that were looked at, kept as long as nobody else writes to the catalogue. */
 class attribute_cache {
@@ -66,6 +71,19 @@ class sqlite_store final : public store {
   std::vector<track_of_content> tracks_of(std::span<const content> contents) override;
   std::vector<duplicate> duplicates_of(std::span<const int64_t> tracks) override;
   void apply(std::span<const change> batch) override;
+
+  std::vector<unheard_file> unheard(uint32_t method, int64_t after, uint32_t limit) override;
+  void put_sound(int64_t track, int64_t content, const velox_sound* sound, std::string_view why) override;
+  sound_counts count_sounds(uint32_t method) override;
+  void set_shortest(int64_t seconds) override;
+  sound_census sounds_there() override;
+  std::vector<int64_t> sound_numbers(bool unplaced, int64_t after, uint32_t limit) override;
+  std::vector<kept_sound> sounds(std::span<const int64_t> ids) override;
+  std::vector<sound_list> sound_lists(int layer, std::span<const int64_t> ids) override;
+  std::vector<int64_t> sounds_on(int layer, uint32_t limit) override;
+  std::vector<sound_list> gone_sounds(uint32_t limit) override;
+  std::optional<track_sound> sound_of(int64_t track) override;
+  void place(const sound_placing& what) override;
 
  private:
   const attribute_info& learn(int64_t id) { return attributes_.learn(db_, id); }

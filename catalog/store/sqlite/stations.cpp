@@ -2,12 +2,17 @@
 // is ever read whole. An event is a row, a count of its station, and a change of what is summed up under its subject; all in
 // the transaction of the request that told it.
 #include <algorithm>
+#include <unordered_set>
 
 #include "model/identity.h"
 #include "store/sqlite/sqlite_store.h"
 
 namespace velox::catalog::sqlite {
 namespace {
+
+constexpr int64_t k_events_that_avoid = 100; /* the latest of a station, in which skips and dislikes are looked for */
+constexpr size_t k_most_avoided = 12;
+constexpr float k_weight_of_skip = 0.4f; /* against a dislike */
 
 /* The columns that an identity is made from, and where they come from. */
 #define IDENTITY_COLUMNS "artist.uid, track.title_key, tui, owner.uid, album.title_key"
@@ -117,6 +122,24 @@ std::vector<told_event> likes_of(connection& db, int64_t station) {
   return events;
 }
 
+/** What was disliked or skipped lately, unless something else happened to it since. */
+std::vector<avoided_track> avoided_on(connection& db, int64_t station) {
+  std::vector<avoided_track> tracks;
+  std::unordered_set<std::string> met;
+  statement row =
+      db.prepared("SELECT kind, subject, tag FROM station_event WHERE station=? AND kind<=4 ORDER BY id DESC LIMIT ?");
+  statement track = db.prepared("SELECT id FROM track WHERE tui=? ORDER BY tag<>?, id LIMIT 1");
+  row.bind(station, k_events_that_avoid);
+  while (row.step() && tracks.size() < k_most_avoided) {
+    const event_kind kind = kind_in(row, 0);
+    if (!met.emplace(row.text(1)).second || (kind != k_skipped && kind != k_track_dislike)) continue;
+    track.bind(row.text(1), static_cast<int64_t>(parse_tag(row.text(2))));
+    if (track.step()) tracks.push_back({track.integer(0), kind == k_skipped ? k_weight_of_skip : 1.0f});
+    track.rewind();
+  }
+  return tracks;
+}
+
 /** The latest tracks heard: so many, and more back to a time. */
 std::vector<heard_track> heard_on(connection& db, int64_t station, int64_t since) {
   std::vector<heard_track> tracks;
@@ -192,13 +215,14 @@ void sqlite_store::create(station& made, int64_t now) {
 std::optional<station_opening> sqlite_store::visit(const station_visit& by) {
   std::optional<station> found = find_station(db_, by.uid);
   if (!found) return std::nullopt;
-  station_opening opening{std::move(*found), {}, {}, {}};
+  station_opening opening{.of = std::move(*found), .likes = {}, .avoided = {}, .heard = {}, .from = {}};
   station& of = opening.of;
   for (const auto& [key, value] : by.settings) of.settings[key] = value;
   if (by.keeps_settings) keep_settings(db_, of.id, by.settings);
   for (const told_event& each : by.events) tell(db_, of, each, by.now);
 
   opening.likes = likes_of(db_, of.id);
+  opening.avoided = avoided_on(db_, of.id);
   if (of.heard > 0)
     opening.heard = heard_on(db_, of.id, of.keeps_radio_rule() ? by.now - k_radio_rule_seconds : INT64_MAX);
   const std::vector<velox_standin_item> items = items_of(of);

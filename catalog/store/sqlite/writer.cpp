@@ -6,6 +6,7 @@
 #include "model/identity.h"
 #include "model/text.h"
 #include "store/sqlite/attributes_text.h"
+#include "store/sqlite/sqlite_store.h"
 
 namespace velox::catalog::sqlite {
 
@@ -30,6 +31,7 @@ void writer::apply_one(const change& what) {
       put_here = put(what.what, number_of(what.id));
       break;
     case change::remove_track:
+      retire_sound(db_, what.id);
       remove(what.id);
       break;
     case change::put_duplicate:
@@ -198,6 +200,7 @@ int64_t writer::put(const song& track, int64_t replaced) {
   place.bind(k_everything, level, id).run();
   for (const int64_t each : ids) place.bind(each, level, id).run();
   count(artist_id, album_id, track.source, track.popularity, ids, 1);
+  if (replaced != 0) retire_changed_sound(db_, id);
   return id;
 }
 

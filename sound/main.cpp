@@ -1,0 +1,67 @@
+// cadenz-analyse: listens to the files that a scan sends it, one after the other. `cadenz scan` starts it, as many as there are
+// cores; a file that takes a decoder down takes this process with it, and nothing else.
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstring>
+#include <new>
+
+#include "analysis.h"
+#include "sandbox.h"
+#include "wire.h"
+
+using namespace velox::sound;
+
+namespace {
+
+constexpr int k_most_files = 500; /* then a fresh process goes on: what a decoder leaks doesn't add up */
+
+/** The descriptor of the next file; -1 when there is none. */
+int receive() {
+  char byte = 0;
+  iovec data = {&byte, 1};
+  alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))] = {};
+  msghdr message = {};
+  message.msg_iov = &data, message.msg_iovlen = 1;
+  message.msg_control = control, message.msg_controllen = sizeof control;
+  if (recvmsg(k_socket, &message, 0) <= 0) return -1;
+  const cmsghdr* const head = CMSG_FIRSTHDR(&message);
+  if (!head || head->cmsg_type != SCM_RIGHTS) return -1;
+  int file = -1;
+  std::memcpy(&file, CMSG_DATA(head), sizeof file);
+  return file;
+}
+
+answer listen_to(int file) {
+  answer made = {};
+  const auto refuse = [&](const char* why) { std::snprintf(made.why, sizeof made.why, "%s", why); };
+  try {
+    made.sound = analyse(file);
+  } catch (const std::bad_alloc&) {
+    refuse("needs more memory than is allowed to listen to it");
+  } catch (const std::exception& failed) {
+    refuse(failed.what());
+  }
+  return made;
+}
+
+}  // namespace
+
+int main() {
+  int type = 0;
+  socklen_t size = sizeof type;
+  if (getsockopt(k_socket, SOL_SOCKET, SO_TYPE, &type, &size) != 0) {
+    std::fputs("cadenz-analyse listens to music for \"cadenz scan\", which starts it\n", stderr);
+    return 2;
+  }
+  give_up_rights();
+  for (int files = 0; files < k_most_files; ++files) {
+    const int file = receive();
+    if (file < 0) break;
+    const answer made = listen_to(file);
+    close(file);
+    if (send(k_socket, &made, sizeof made, MSG_NOSIGNAL) != sizeof made) break;
+  }
+  return 0;
+}
