@@ -12,7 +12,7 @@ constexpr double k_slowest = 40, k_fastest = 220, k_usual = 110; /* beats a minu
 constexpr double k_spread = 1.0;                                 /* octaves around the usual tempo */
 constexpr int k_multiples = 4, k_fine_multiples = 8;
 constexpr double k_local_seconds = 0.5;                        /* an onset stands out of what is this near */
-constexpr double k_least_beat = 0.04;                          /* of a correlation that is called a beat */
+constexpr double k_least_beat = 0.04, k_least_over_chance = 2; /* of a correlation that is called a beat */
 constexpr double k_shortest_pulse = 0.25, k_longest_pulse = 2; /* seconds */
 
 /** The onsets without what goes on around them. */
@@ -101,7 +101,8 @@ void rhythm::tell(velox_sound& to) const {
     if (fits > best) best = fits, period = 60 / tempo * rate_;
   }
   const double beat = period > 0 ? fit(alike, period, k_multiples) : 0;
-  if (beat < k_least_beat) return;
+  // Of few frames some are alike by chance.
+  if (beat < std::max(k_least_beat, k_least_over_chance / std::sqrt(static_cast<double>(peaks.size())))) return;
   double finest = 0, fine = period;
   for (double each = period * 0.98; each <= period * 1.02; each *= 1.0005) {
     const double fits = fit(alike, each, k_fine_multiples);
