@@ -246,15 +246,18 @@ class neighbourhood {
     return best;
   }
 
-  /** Gives a sound its list, and puts it into the lists of those that it is near to. */
+  /** Gives a sound its list, and puts it into the lists of all that were found on the way and have farther ones: who is near to a
+   *  sound in a crowd may have nobody nearer than it. */
   void join(int64_t id, int layer, const near_sounds& found) {
     const size_t most = kept_on(layer);
-    near_sounds own(found.begin(), found.begin() + static_cast<ptrdiff_t>(std::min(found.size(), most)));
-    for (const near_sound& each : own) {
-      near_sounds theirs = cache_.list(layer, each.id);
-      if (take_in(theirs, {id, each.distance}, most)) cache_.put_list(layer, each.id, std::move(theirs));
+    for (const near_sound& each : found) {
+      const near_sounds& known = cache_.list(layer, each.id);
+      if (known.size() >= most && nearer(known.back(), {id, each.distance})) continue;
+      near_sounds theirs = known;
+      take_in(theirs, {id, each.distance}, most);
+      cache_.put_list(layer, each.id, std::move(theirs));
     }
-    cache_.put_list(layer, id, std::move(own));
+    cache_.put_list(layer, id, {found.begin(), found.begin() + static_cast<ptrdiff_t>(std::min(found.size(), most))});
   }
 
   // ---- Mending
