@@ -18,7 +18,9 @@ using clock_type = std::chrono::steady_clock;
 
 namespace {
 
-double seconds_since(clock_type::time_point begin) { return std::chrono::duration<double>(clock_type::now() - begin).count(); }
+double seconds_since(clock_type::time_point begin) {
+  return std::chrono::duration<double>(clock_type::now() - begin).count();
+}
 
 std::vector<velox_sound> records_of(const char* file) {
   const auto from = open_store(std::string("sqlite:") + file, role::read);
@@ -107,11 +109,14 @@ int main(int argc, char** argv) {
     const auto into = open_store("sqlite:" + file, role::fill);
     auto begin = clock_type::now();
     fill(*into, records, tracks);
-    std::printf("%lld tracks of %zu records: filled in %.1f s\n", static_cast<long long>(tracks), records.size(), seconds_since(begin));
+    std::printf("%lld tracks of %zu records: filled in %.1f s\n", static_cast<long long>(tracks), records.size(),
+                seconds_since(begin));
     begin = clock_type::now();
     const sound_census before = into->sounds_there();
     settle_sounds(*into, [](uint64_t done, uint64_t all) {
-      if (done % 10000 == 0) std::printf("  %llu of %llu\n", static_cast<unsigned long long>(done), static_cast<unsigned long long>(all)), std::fflush(stdout);
+      if (done % 10000 == 0)
+        std::printf("  %llu of %llu\n", static_cast<unsigned long long>(done), static_cast<unsigned long long>(all)),
+            std::fflush(stdout);
       return true;
     });
     std::printf("settled %lld in %.1f s\n", static_cast<long long>(before.unplaced), seconds_since(begin));
