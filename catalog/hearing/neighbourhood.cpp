@@ -14,6 +14,7 @@ namespace {
 using clock = std::chrono::steady_clock;
 
 constexpr size_t k_sample = 256;       /* sounds that others are measured by */
+constexpr uint64_t k_thinning = 8;     /* of so many sounds, one is in the layer above as well */
 constexpr size_t k_nearest_above = 32; /* of each sound in the layers above the first */
 constexpr size_t k_width = 128;        /* of a search: the best that are followed */
 constexpr size_t k_entries = 8;        /* sounds that it begins with in the layer below */
@@ -32,7 +33,8 @@ uint64_t chance_of(int64_t id) {
 /** The highest layer that a sound is in. */
 int layer_of(int64_t id) {
   int layer = 0;
-  for (uint64_t chance = chance_of(id); layer < k_most_layers && chance % 16 == 0; chance /= 16) ++layer;
+  for (uint64_t chance = chance_of(id); layer < k_most_layers && chance % k_thinning == 0; chance /= k_thinning)
+    ++layer;
   return layer;
 }
 

@@ -2,7 +2,7 @@
 // request reads a list and compares nothing.
 //
 // The lists are also the way by which a new sound finds its place. They are layered (a hierarchical navigable small world, Malkov and
-// Yashunin 2016): one sound of sixteen is in the layer above as well, where lists reach further; a search goes from layer to layer
+// Yashunin 2016): one sound of eight is in the layer above as well, where lists reach further; a search goes from layer to layer
 // and along the lists towards what is nearer. In a catalogue of some thousand, a new sound is compared with all others instead, which
 // costs no more and is exact.
 #ifndef VELOX_CATALOG_HEARING_NEIGHBOURHOOD_H
