@@ -47,25 +47,28 @@ mode_t created_mode(uint32_t permissions) {
   return (permissions & PASK_FS_PERMIT_READ ? 0444u : 0u) | (permissions & PASK_FS_PERMIT_WRITE ? 0222u : 0u);
 }
 
-uint32_t named_file_open(pask_fs_file* file, uint32_t flags, uint32_t permissions) {
+uint32_t named_file_open(pask_fs_file* file, uint32_t flags, uint32_t permissions, int extra) {
   const int mode = open_mode(flags);
   if (mode == -1) return PASK_FS_ERR_INVALID_ARG;
-  file->fd = open(file->name, mode, created_mode(permissions));
+  file->fd = open(file->name, mode | extra, created_mode(permissions));
   return fs_system_status(file->fd);
 }
 
-// Gives the file its descriptor, or after a failure none.
-uint32_t _fs_file_get_handle(pask_fs_file* file, uint32_t flags, uint32_t permissions) {
+// Gives the file its descriptor, or after a failure none. With an `extra` of O_NONBLOCK opening it waits for nobody at the other
+// end of a pipe; transfers wait all the same.
+uint32_t _fs_file_get_handle(pask_fs_file* file, uint32_t flags, uint32_t permissions, int extra) {
   const int32_t std_fd = _fs_std_descriptor(file->name);
   if (std_fd >= 0) {
     file->is_std = 1;
     file->fd = std_fd;
   } else {
-    PASK_TRY(named_file_open(file, flags, permissions));
+    PASK_TRY(named_file_open(file, flags, permissions, extra));
   }
   struct stat info;
-  const uint32_t status = fs_system_status(fstat(file->fd, &info));
+  uint32_t status = fs_system_status(fstat(file->fd, &info));
   file->is_regular = !status && S_ISREG(info.st_mode);
+  if (!status && extra && !file->is_regular && !file->is_std)
+    status = fs_system_status(fcntl(file->fd, F_SETFL, open_mode(flags)));
   if (status) _pask_fs_close_internal(file);
   return status;
 }
@@ -178,12 +181,12 @@ uint32_t _pask_fs_close_internal(pask_fs_file* file) {
   const int fd = file->fd;
   file->fd = -1;
   if (fd == -1 || file->is_std) return 0;
-  return close(fd) == 0 || errno == EINTR ? 0 : fs_map_error(errno);
+  return fs_system_status(close(fd));
 }
 
 uint32_t _pask_fs_reopen_internal(pask_fs_file* file) {
   constexpr uint32_t MADE_ANEW = PASK_FS_OPEN_CREATE | PASK_FS_OPEN_TRUNCATE;
-  return _fs_file_get_handle(file, file->flags & ~MADE_ANEW, file->permissions);
+  return _fs_file_get_handle(file, file->flags & ~MADE_ANEW, file->permissions, O_NONBLOCK);
 }
 
 const char* _pask_fs_filename_internal(pask_fs_file* file) { return file->name; }
@@ -197,7 +200,7 @@ uint32_t pask_fs_file_open(const char* path, uint32_t flags, uint32_t permission
     pask_memory_free(made);
     return status;
   }
-  if (const uint32_t status = _fs_file_get_handle(made, flags, permissions)) {
+  if (const uint32_t status = _fs_file_get_handle(made, flags, permissions, 0)) {
     _pask_fs_mgr_close_fd(made);
     pask_memory_free(made);
     return status;

@@ -73,8 +73,8 @@ VELOX_API pask_status _pask_fs_mgr_new_fd(pask_fs_file* file);
 VELOX_API pask_status _pask_fs_mgr_acquire_fd(pask_fs_file* file);
 /** Ends one use; after the last one the file is idle. Always 0. */
 VELOX_API pask_status _pask_fs_mgr_release_fd(pask_fs_file* file);
-/** Takes a file out of the pool, in whatever state it is and after a stop too, and gives its slot back. Its descriptor is the
- *  caller's. Always 0. */
+/** Takes a file out of the pool, in whatever state it is, and gives its slot back; after a stop no count changes before the next
+ *  start. Its descriptor is the caller's. Always 0. */
 VELOX_API pask_status _pask_fs_mgr_close_fd(pask_fs_file* file);
 /** Adds to the figures of the file's entries if the calling thread is the one that opened it. */
 VELOX_API pask_status _pask_fs_mgr_update_metrics(pask_fs_file* file, uint32_t bytes_read, uint32_t bytes_written,
@@ -84,7 +84,8 @@ VELOX_API pask_status _pask_fs_mgr_update_metrics(pask_fs_file* file, uint32_t b
 
 /** Closes the descriptor, unless there is none or it is a standard stream's; there is none after, whatever the result. */
 VELOX_API pask_status _pask_fs_close_internal(pask_fs_file* file);
-/** Opens the file again by its name, without creating or truncating it. After a failure it has no descriptor. */
+/** Opens the file again by its name, without creating or truncating it, and without waiting for the other end of a pipe. After a
+ *  failure it has no descriptor. */
 VELOX_API pask_status _pask_fs_reopen_internal(pask_fs_file* file);
 VELOX_API const char* _pask_fs_filename_internal(pask_fs_file* file);
 
