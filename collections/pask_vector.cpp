@@ -176,13 +176,21 @@ uint32_t _pask_vector_lower_bound(pask_vector* v, uintptr_t value, uint32_t* pos
   return failed(bound(v, value, true, position));
 }
 
-static uint32_t add_value(pask_vector* v, uintptr_t value) {
+[[gnu::noinline]] static uint32_t add_in_place(pask_vector* v, uintptr_t value) {
   uint32_t position = v->count;
   if (is_sorted(v)) {
     const uint32_t status = _pask_vector_upper_bound(v, value, &position);
     if (status && status != DATATYPES_INFO_NOT_FOUND) return status;
   }
   return _pask_vector_insert(v, position, value, 0);
+}
+
+// A call only where there is no room, or an order.
+static uint32_t add_value(pask_vector* v, uintptr_t value) {
+  if (is_sorted(v) || v->count == v->capacity) [[unlikely]]
+    return add_in_place(v, value);
+  v->items[v->count++] = value;
+  return 0;
 }
 
 static uint32_t remove_at(pask_vector* v, uint32_t index, uintptr_t* value) {

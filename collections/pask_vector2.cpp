@@ -63,12 +63,26 @@ static int32_t compared(const pask_vector2* v, const void* a, const void* b) {
 
 static bool is_sorted(const pask_vector2* v) { return (v->flags & PASK_VECTOR2_SORTED) != 0; }
 
-// Copies an element to its place. Those of a pointer or two, the most usual ones, take no call.
-static constexpr uint32_t USUAL_SIZE = 8;
+// Elements of one to four pointers, the most usual ones, are copied without a call: by their first and last bytes, which may overlap.
+static constexpr uint32_t LEAST_USUAL = 8, MOST_USUAL = 32;
 
+static bool is_usual(uint32_t size) { return size - LEAST_USUAL <= MOST_USUAL - LEAST_USUAL; }
+
+template <uint32_t Bytes>
+static void copy_ends(uint8_t* to, const uint8_t* from, uint32_t size) {
+  memcpy(to, from, Bytes);
+  memcpy(to + size - Bytes, from + size - Bytes, Bytes);
+}
+
+static void copy_usual(uint8_t* to, const void* element, uint32_t size) {
+  const auto* const from = static_cast<const uint8_t*>(element);
+  size <= MOST_USUAL / 2 ? copy_ends<LEAST_USUAL>(to, from, size) : copy_ends<MOST_USUAL / 2>(to, from, size);
+}
+
+// Copies an element to its place.
 static void put_one(pask_vector2* v, uint32_t index, const void* element) {
-  if (v->element_size == USUAL_SIZE)
-    memcpy(at(v, index), element, USUAL_SIZE);
+  if (is_usual(v->element_size))
+    copy_usual(at(v, index), element, v->element_size);
   else
     memcpy(at(v, index), element, v->element_size);
 }
@@ -216,25 +230,24 @@ struct bounds {
   bool met;
 };
 
-// Draws the bounds in: to what begins at `above` if the value is greater than what was compared, else to what ends at `below`.
-static void draw_in(const pask_vector2* v, int32_t order, uint32_t above, uint32_t below, bounds* in) {
-  in->met |= order == 0;
-  (order > 0 ? in->low : in->end) = order > 0 ? above : below;
+static void end_at_count(const pask_vector2* v, bounds* in) {
   if (in->end > v->count) [[unlikely]]
     in->end = v->count;
-  if (in->low > in->end) [[unlikely]]
-    in->low = in->end;
 }
 
 // Goes away from the hint in steps that double. Element 0 stays in the bounds even if it isn't below the value.
 static bounds gallop(const pask_vector2* v, const void* value, uint32_t hint, bounds in) {
   for (uint32_t probe = hint, step = 1;; step *= 2) {
     const int32_t order = order_at(v, value, probe);
-    draw_in(v, order, probe + 1, probe == 0 ? 1 : probe, &in);
+    in.met |= order == 0;
     if (order > 0) {
-      if (in.end - in.low <= step) return in;
+      in.low = probe + 1;
+      end_at_count(v, &in);
+      if (in.end <= in.low || in.end - in.low <= step) return in;
       probe += step;
     } else {
+      in.end = probe == 0 ? 1 : probe;
+      end_at_count(v, &in);
       if (in.end < probe || probe - in.low <= step) return in;
       probe -= step;
     }
@@ -244,7 +257,13 @@ static bounds gallop(const pask_vector2* v, const void* value, uint32_t hint, bo
 static bounds halve(const pask_vector2* v, const void* value, bounds in) {
   while (in.low < in.end) {
     const uint32_t middle = in.low + (in.end - 1 - in.low) / 2;
-    draw_in(v, order_at(v, value, middle), middle + 1, middle, &in);
+    const int32_t order = order_at(v, value, middle);
+    in.met |= order == 0;
+    if (order > 0)
+      in.low = middle + 1;
+    else
+      in.end = middle;
+    end_at_count(v, &in);
   }
   return in;
 }
@@ -253,7 +272,7 @@ static uint32_t find_sorted(const pask_vector2* v, uint32_t hint, const void* va
   bounds in = {.low = 0, .end = v->count, .met = false};
   if (hint < v->count) in = gallop(v, value, hint, in);
   in = halve(v, value, in);
-  *position = in.low;
+  *position = in.low < v->count ? in.low : v->count;
   return in.met ? 0 : uint32_t{DATATYPES_INFO_NOT_FOUND};
 }
 
@@ -263,19 +282,25 @@ uint32_t _pask_vector2_findvalue(pask_vector2* v, uint32_t hint, const void* ele
   return find_unsorted(v, hint < v->count ? hint : 0, element, position);
 }
 
-// As an insertion at the end; a call only where it grows.
-static uint32_t append(pask_vector2* v, const void* element, uint32_t* index) {
+[[gnu::noinline]] static uint32_t append_any(pask_vector2* v, const void* element, uint32_t* index) {
   const uint32_t position = v->count;
-  if (position < v->capacity) [[likely]]
-    put_one(v, v->count++, element);
-  else
-    PASK_TRY(_pask_vector2_insert(v, position, element, 0));
+  PASK_TRY(_pask_vector2_insert(v, position, element, 0));
   if (index) *index = position;
   return 0;
 }
 
+// As an insertion at the end; without a call for the usual elements while there is room.
+static uint32_t append(pask_vector2* v, const void* element, uint32_t* index) {
+  if (v->count == v->capacity || !is_usual(v->element_size)) [[unlikely]]
+    return append_any(v, element, index);
+  copy_usual(at(v, v->count), element, v->element_size);
+  if (index) *index = v->count;
+  ++v->count;
+  return 0;
+}
+
 // Equal elements stay in the order of their adding, or the new one takes the old one's place.
-static uint32_t add_in_place(pask_vector2* v, const void* element, uint32_t* index) {
+[[gnu::noinline]] static uint32_t add_in_place(pask_vector2* v, const void* element, uint32_t* index) {
   uint32_t position = 0;
   const bool found = _pask_vector2_findvalue(v, NO_HINT, element, &position) == 0;
   const bool replaces = found && v->flags & PASK_VECTOR2_UNIQUE;
@@ -324,10 +349,7 @@ struct sorted_elements {
   bool holds(uint32_t index) const { return index < v->count; }
   bool is_below(uint32_t a, uint32_t b) const { return compared(v, at(v, a), at(v, b)) < 0; }
   void exchange(uint32_t a, uint32_t b) const {
-    if (v->element_size == USUAL_SIZE)
-      exchange_word<uint64_t>(reinterpret_cast<char*>(at(v, a)), reinterpret_cast<char*>(at(v, b)));
-    else
-      exchange_bytes(reinterpret_cast<char*>(at(v, a)), reinterpret_cast<char*>(at(v, b)), v->element_size);
+    exchange_bytes(reinterpret_cast<char*>(at(v, a)), reinterpret_cast<char*>(at(v, b)), v->element_size);
   }
 };
 
