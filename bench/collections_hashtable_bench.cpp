@@ -138,6 +138,25 @@ void walk(benchmark::State& state) {
   state.SetItemsProcessed(state.iterations() * state.range(0));
 }
 
+// Keys and values that the caller keeps.
+void add_borrowed_pask(benchmark::State& state) {
+  const auto all = keys(state.range(0), "velox");
+  for (auto _ : state) {
+    pask_table<PASK_HASHTABLE_CASE_SENSITIVE | PASK_HASHTABLE_BORROW_KEYS> made;
+    for (const auto& key : all) pask_hashtable_value_add(made.table, key.c_str(), k_value, sizeof k_value, 0);
+  }
+}
+#ifdef HAVE_GLIB
+void add_borrowed_glib(benchmark::State& state) {
+  const auto all = keys(state.range(0), "velox");
+  for (auto _ : state) {
+    GHashTable* table = g_hash_table_new(g_str_hash, g_str_equal);
+    for (const auto& key : all) g_hash_table_insert(table, const_cast<char*>(key.c_str()), const_cast<char*>(k_value));
+    g_hash_table_destroy(table);
+  }
+}
+#endif
+
 // Each key once, in an order of no locality.
 template <class Table>
 void remove(benchmark::State& state) {
@@ -181,6 +200,8 @@ using pask_locked = pask_table<PASK_HASHTABLE_THREADSAFE>;
 #define AGAINST_GLIB(operation) BENCHMARK_TEMPLATE(operation, glib_table)->Arg(12)->Arg(10000);
 BENCHMARK_TEMPLATE(add, pask_exact)->Arg(1000000)->Unit(benchmark::kMillisecond);
 BENCHMARK_TEMPLATE(add, glib_table)->Arg(1000000)->Unit(benchmark::kMillisecond);
+BENCHMARK(add_borrowed_pask)->Arg(10000)->Arg(1000000);
+BENCHMARK(add_borrowed_glib)->Arg(10000)->Arg(1000000);
 BENCHMARK_TEMPLATE(remove, pask_exact)->Arg(1000)->Arg(100000)->Arg(1000000);
 BENCHMARK_TEMPLATE(remove, glib_table)->Arg(1000)->Arg(100000)->Arg(1000000);
 BENCHMARK_TEMPLATE(find_shared, pask_locked)->Arg(1000)->Threads(1)->Threads(2)->UseRealTime();

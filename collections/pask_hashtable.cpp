@@ -173,13 +173,9 @@ static uint32_t grow_if_full(pask_hashtable* table) {
   uint64_t bucket_count = 16;
   while (bucket_count <= estimate) bucket_count *= 2;
   if (bucket_count > UINT32_MAX) return failed(DATATYPES_ERR_NO_MEMORY);
-  auto* item = table->first_item;
+  auto* const items = table->first_item;
   PASK_TRY(_pask_hashtable_setsize(table, static_cast<uint32_t>(bucket_count)));
-  while (item) {
-    auto* next = item->order_next;
-    _pask_hashtable_additem(table, item);
-    item = next;
-  }
+  _pask_hashtable_additems(table, items);
   return 0;
 }
 

@@ -54,22 +54,27 @@ uint32_t named_file_open(pask_fs_file* file, uint32_t flags, uint32_t permission
   return fs_system_status(file->fd);
 }
 
-// Gives the file its descriptor, or after a failure none. With an `extra` of O_NONBLOCK opening it waits for nobody at the other
-// end of a pipe; transfers wait all the same.
-uint32_t _fs_file_get_handle(pask_fs_file* file, uint32_t flags, uint32_t permissions, int extra) {
-  const int32_t std_fd = _fs_std_descriptor(file->name);
-  if (std_fd >= 0) {
-    file->is_std = 1;
-    file->fd = std_fd;
-  } else {
-    PASK_TRY(named_file_open(file, flags, permissions, extra));
-  }
+// Looks at what a descriptor is, once. Transfers of what isn't a regular file wait, however it was opened.
+uint32_t see_kind(pask_fs_file* file, int fd) {
+  if (file->is_regular != FS_UNSEEN) return 0;
   struct stat info;
-  uint32_t status = fs_system_status(fstat(file->fd, &info));
-  file->is_regular = !status && S_ISREG(info.st_mode);
-  if (!status && extra && !file->is_regular && !file->is_std)
-    status = fs_system_status(fcntl(file->fd, F_SETFL, open_mode(flags)));
-  if (status) _pask_fs_close_internal(file);
+  PASK_TRY(fs_system_status(fstat(fd, &info)));
+  const bool regular = S_ISREG(info.st_mode);
+  if (!regular && !file->is_std) PASK_TRY(fs_system_status(fcntl(fd, F_SETFL, open_mode(file->flags))));
+  file->is_regular = regular ? FS_REGULAR : FS_OTHER;
+  return 0;
+}
+
+// Gives the file its descriptor, or after a failure none. With an `extra` of O_NONBLOCK opening it waits for nobody at the other
+// end of a pipe. What a name led to is looked at when it matters; a regular file is taken to stay one.
+uint32_t _fs_file_get_handle(pask_fs_file* file, uint32_t flags, uint32_t permissions, int extra) {
+  if (file->is_regular != FS_REGULAR) file->is_regular = FS_UNSEEN;
+  const int32_t std_fd = _fs_std_descriptor(file->name);
+  if (std_fd < 0) return named_file_open(file, flags, permissions, extra);
+  file->is_std = 1;
+  file->fd = std_fd;
+  const uint32_t status = see_kind(file, std_fd);  // it may be closed
+  if (status) file->fd = -1;
   return status;
 }
 
@@ -121,7 +126,14 @@ off_t as_offset(uint64_t offset) { return static_cast<off_t>(offset); }
 void set_eof(pask_fs_file* file) { __atomic_store_n(&file->eof, uint8_t{1}, __ATOMIC_RELAXED); }
 uint8_t get_eof(const pask_fs_file* file) { return __atomic_load_n(&file->eof, __ATOMIC_RELAXED); }
 
+uint32_t read_here(pask_fs_file* file, int fd, void* buffer, uint32_t size, uint32_t* got) {
+  PASK_TRY(see_kind(file, fd));
+  return transfer_status(file->is_regular ? pread(fd, buffer, size, as_offset(file->position)) : read(fd, buffer, size),
+                         got);
+}
+
 uint32_t write_here(pask_fs_file* file, int fd, const void* data, uint32_t size, uint32_t* written) {
+  PASK_TRY(see_kind(file, fd));
   return transfer_status(file->is_regular ? pwrite(fd, data, size, as_offset(file->position)) : write(fd, data, size),
                          written);
 }
@@ -217,10 +229,7 @@ uint32_t pask_fs_file_close(pask_fs_file* file) { return file ? _fs_file_delete(
 uint32_t pask_fs_file_read(pask_fs_file* file, void* buffer, uint32_t size, uint32_t* read) {
   if (!file || !buffer) return PASK_FS_ERR_INVALID_ARG;
   uint32_t got = 0;
-  PASK_TRY(with_fd(file, [&](int fd) {
-    return transfer_status(
-        file->is_regular ? pread(fd, buffer, size, as_offset(file->position)) : ::read(fd, buffer, size), &got);
-  }));
+  PASK_TRY(with_fd(file, [&](int fd) { return read_here(file, fd, buffer, size, &got); }));
   if (got == 0) set_eof(file);
   file->position += got;
   record(file, got, 0, 0);

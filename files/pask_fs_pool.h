@@ -18,6 +18,9 @@ VELOX_BEGIN_DECLS
 typedef struct pask_fs_marker pask_fs_marker;
 typedef struct pask_fs_marker_entry pask_fs_marker_entry;
 
+// What a descriptor is; unseen until the first transfer at the position.
+enum fs_kind { FS_OTHER = 0, FS_REGULAR = 1, FS_UNSEEN = 2 };
+
 // A logical file and its name, in one block. Fields up to prev belong to the manager and are guarded by its section.
 typedef struct pask_fs_file {
   struct pask_fs_file* file;  // the record itself: the way from the manager to the file layer
@@ -31,8 +34,9 @@ typedef struct pask_fs_file {
   uint32_t flags;
   uint32_t permissions;
   uint64_t position;
-  uint8_t is_std;      // a standard stream: its descriptor is never closed
-  uint8_t is_regular;  // transfers give the position to the system; else the descriptor has one, or there is none
+  uint8_t is_std;  // a standard stream: its descriptor is never closed
+  uint8_t
+      is_regular;  // an fs_kind; transfers give a regular file's position to the system, others have their own or none
   char name[];
 } pask_fs_file;
 

@@ -168,6 +168,8 @@ TEST_F(Files, WholeFilesAndStandardStreams) {
   close(files[0]);
   EXPECT_STREQ(bytes, "abab");
   EXPECT_EQ(held(), "f");
+  ::close(0);
+  EXPECT_EQ(pask_fs_file_open(PASK_FS_STDIN, 0, 0, &files[0]), BAD_DESCRIPTOR);
   dup2(saved, 0), ::close(saved);
 }
 
