@@ -1,6 +1,7 @@
 // The vector of records against a plain model, and its promised comparisons, releases, blocks and report counts.
 #include <gtest/gtest.h>
 #include <velox/pask_modules.h>
+#include <velox/pask_thread.h>
 #include <velox/pask_vector2.h>
 #include <velox/velox_manager.h>
 #include <velox/velox_standin.h>
@@ -10,6 +11,7 @@
 #include <functional>
 #include <vector>
 
+#include "held_lock.h"
 #include "random.h"
 #include "report_log.h"
 
@@ -33,7 +35,7 @@ using vector2 = pask_vector2_handle;
 // The record's fields, in their promised order.
 struct record {
   uint32_t magic;
-  void* lock;
+  pask_critsec_handle lock;
   uint32_t* buffer;
   uint32_t capacity, element_size, count;
   uint8_t owns_buffer;
@@ -268,6 +270,43 @@ TEST_F(Vector2, MovesFromABorrowedBlockWhenItResizesAndPassesAnOwnedOneOn) {
   EXPECT_TRUE(s_released.empty() && capacity == 3 && of(vector)->capacity == 0);
   EXPECT_EQ(pask_vector2_attach(vector, buffer, 12, 4, 1, 0) | pask_vector2_clear(vector), 0u);
   EXPECT_EQ(s_released, (values{20, 30, 40}));
+}
+
+TEST_F(Vector2, EachOperationWaitsForTheLock) {
+  const vector2 v = make(LOCKED, values(50, 7));
+  void* at = nullptr;
+  static uint32_t block[2];
+  uint32_t count = 0;
+  vector2 copy = nullptr;
+  const auto go_on = [](void*, void*) -> uint8_t { return 1; };
+  const std::vector<named_call> calls = {
+      {"add", [&] { pask_vector2_add(v, &s_number, 4, nullptr); }},
+      {"insert", [&] { pask_vector2_insert(v, 0, &s_number, 4); }},
+      {"attach", [&] { pask_vector2_attach(v, block, 8, 4, 0, 0); }},
+      {"detach", [&] { pask_vector2_detach(v, nullptr, nullptr, nullptr); }},
+      {"get_buffer", [&] { pask_vector2_get_buffer(v, &at, nullptr, nullptr); }},
+      {"set_min_size", [&] { pask_vector2_set_min_size(v, 99); }},
+      {"getindex", [&] { pask_vector2_getindex(v, 0, &at); }},
+      {"count", [&] { pask_vector2_count(v, &count); }},
+      {"sort", [&] { pask_vector2_sort(v, nullptr, 0); }},
+      {"foreach", [&] { pask_vector2_foreach(v, go_on, nullptr); }},
+      {"swapindex", [&] { pask_vector2_swapindex(v, 0, 1); }},
+      {"trim", [&] { pask_vector2_trim(v); }},
+      {"find", [&] { pask_vector2_find(v, &s_number, nullptr); }},
+      {"copy", [&] { pask_vector2_copy(v, nullptr, &copy); }},
+      {"clear", [&] { pask_vector2_clear(v); }},
+      {"deleteindex", [&] { pask_vector2_deleteindex(v, 0); }},
+      {"deleterange", [&] { pask_vector2_deleterange(v, 0, 1); }},
+  };
+  EXPECT_EQ(pask_thread_critsec_enter(of(v)->lock), 0u);
+  EXPECT_EQ(through_lock(calls, [&] { pask_thread_critsec_leave(of(v)->lock); }), "");
+  made_.push_back(copy);
+  EXPECT_EQ(pask_vector2_create(&s_out, 4, LOCKED, nullptr, nullptr), 0u);
+  const pask_critsec_handle lock = of(s_out)->lock;
+  EXPECT_EQ(pask_thread_critsec_enter(lock), 0u);
+  EXPECT_EQ(through_lock({{"delete", [] { pask_vector2_delete(s_out); }}}, [=] { pask_thread_critsec_leave(lock); }),
+            "");
+  s_out = nullptr;
 }
 
 #define CALL(operation, ...) [](vector2 v) { return pask_vector2_##operation(v, __VA_ARGS__); }

@@ -10,6 +10,7 @@
 #include <thread>
 #include <vector>
 
+#include "held_lock.h"
 #include "random.h"
 #include "report_log.h"
 
@@ -290,6 +291,41 @@ TEST_F(Vector, LockLetsThreadsAddAtOnceAndIsFreeWhenAnElementIsReleased) {
   EXPECT_EQ(of(s_vector)->count, 8000u);
   EXPECT_EQ(pask_vector_insert(s_vector, 0, 1) | pask_vector_deleteindex(s_vector, 0), 0u);
   EXPECT_TRUE(s_entered);
+}
+
+// Zeros, which aren't released.
+TEST_F(Vector, EachOperationWaitsForTheLock) {
+  const pask_vector_handle v = make(PASK_VECTOR_THREADSAFE, nullptr, values(50, 0));
+  uintptr_t value = 0;
+  uint32_t count = 0;
+  pask_vector_handle copy = nullptr, tail = nullptr;
+  const auto go_on = [](void*, uintptr_t) -> uint8_t { return 1; };
+  const std::vector<named_call> calls = {
+      {"add", [&] { pask_vector_add(v, 0); }},
+      {"insert", [&] { pask_vector_insert(v, 0, 0); }},
+      {"set_min_size", [&] { pask_vector_set_min_size(v, 99); }},
+      {"getindex", [&] { pask_vector_getindex(v, 0, &value); }},
+      {"removeindex", [&] { pask_vector_removeindex(v, 0, nullptr); }},
+      {"deleteindex", [&] { pask_vector_deleteindex(v, 0); }},
+      {"swapindex", [&] { pask_vector_swapindex(v, 0, 1); }},
+      {"count", [&] { pask_vector_count(v, &count); }},
+      {"sort", [&] { pask_vector_sort(v, nullptr, 0); }},
+      {"foreach", [&] { pask_vector_foreach(v, go_on, nullptr); }},
+      {"find", [&] { pask_vector_find(v, 0, nullptr); }},
+      {"find_literal", [&] { pask_vector_find_literal(v, 0, nullptr); }},
+      {"clear", [&] { pask_vector_clear(v); }},
+      {"copy", [&] { pask_vector_copy(v, nullptr, &copy); }},
+      {"split", [&] { pask_vector_split(v, 5, &tail); }},
+  };
+  EXPECT_EQ(pask_thread_critsec_enter(of(v)->lock), 0u);
+  EXPECT_EQ(through_lock(calls, [&] { pask_thread_critsec_leave(of(v)->lock); }), "");
+  kept(copy), kept(tail);
+  EXPECT_EQ(pask_vector_create(&s_out, PASK_VECTOR_THREADSAFE, nullptr, nullptr), 0u);
+  const pask_critsec_handle lock = of(s_out)->lock;
+  EXPECT_EQ(pask_thread_critsec_enter(lock), 0u);
+  EXPECT_EQ(through_lock({{"delete", [] { pask_vector_delete(s_out); }}}, [=] { pask_thread_critsec_leave(lock); }),
+            "");
+  s_out = nullptr;
 }
 
 #define CALL(operation, ...) [](pask_vector_handle v) { return pask_vector_##operation(v, __VA_ARGS__); }
