@@ -5,6 +5,9 @@
 #include <velox/pask_modules.h>
 
 #include <cstring>
+#include <memory>
+#include <mutex>
+#include <shared_mutex>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -32,6 +35,7 @@ struct pask_table {
   pask_table() { pask_hashtable_create(&table, flags, nullptr); }
   ~pask_table() { pask_hashtable_delete(table); }
   void add(const char* key) { pask_hashtable_value_add(table, key, k_value, sizeof k_value, 1); }
+  void remove(const char* key) { pask_hashtable_value_delete(table, key); }
   size_t find(const char* key) const {
     const void* data;
     uint32_t size;
@@ -50,6 +54,7 @@ struct pask_table {
 
 struct std_table {
   void add(const char* key) { map.emplace(key, k_value); }
+  void remove(const char* key) { map.erase(key); }
   size_t find(const char* key) const {
     const auto found = map.find(key);
     return found == map.end() ? 0 : found->second.size();
@@ -66,6 +71,7 @@ struct std_table {
 struct glib_table {
   ~glib_table() { g_hash_table_destroy(table); }
   void add(const char* key) { g_hash_table_insert(table, g_strdup(key), g_strdup(k_value)); }
+  void remove(const char* key) { g_hash_table_remove(table, key); }
   size_t find(const char* key) const {
     const void* found = g_hash_table_lookup(table, key);
     return found ? sizeof k_value : 0;
@@ -78,6 +84,19 @@ struct glib_table {
     return sum;
   }
   GHashTable* table = g_hash_table_new_full(g_str_hash, g_str_equal, g_free, g_free);
+};
+
+// The same for several threads.
+struct glib_shared : glib_table {
+  void add(const char* key) {
+    const std::unique_lock held(mutex);
+    glib_table::add(key);
+  }
+  size_t find(const char* key) const {
+    const std::shared_lock held(mutex);
+    return glib_table::find(key);
+  }
+  mutable std::shared_mutex mutex;
 };
 #endif
 
@@ -119,6 +138,57 @@ void walk(benchmark::State& state) {
   state.SetItemsProcessed(state.iterations() * state.range(0));
 }
 
+// Keys and values that the caller keeps.
+void add_borrowed_pask(benchmark::State& state) {
+  const auto all = keys(state.range(0), "velox");
+  for (auto _ : state) {
+    pask_table<PASK_HASHTABLE_CASE_SENSITIVE | PASK_HASHTABLE_BORROW_KEYS> made;
+    for (const auto& key : all) pask_hashtable_value_add(made.table, key.c_str(), k_value, sizeof k_value, 0);
+  }
+}
+#ifdef HAVE_GLIB
+void add_borrowed_glib(benchmark::State& state) {
+  const auto all = keys(state.range(0), "velox");
+  for (auto _ : state) {
+    GHashTable* table = g_hash_table_new(g_str_hash, g_str_equal);
+    for (const auto& key : all) g_hash_table_insert(table, const_cast<char*>(key.c_str()), const_cast<char*>(k_value));
+    g_hash_table_destroy(table);
+  }
+}
+#endif
+
+// Each key once, in an order of no locality.
+template <class Table>
+void remove(benchmark::State& state) {
+  const auto all = keys(state.range(0), "velox");
+  for (auto _ : state) {
+    state.PauseTiming();
+    auto table = std::make_unique<Table>();
+    for (const auto& key : all) table->add(key.c_str());
+    state.ResumeTiming();
+    for (size_t i = 0, at = 0; i < all.size(); ++i, at = (at + 7919) % all.size()) table->remove(all[at].c_str());
+    state.PauseTiming();
+    table.reset();
+    state.ResumeTiming();
+  }
+  state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+
+// One table, one or two readers.
+template <class Table>
+void find_shared(benchmark::State& state) {
+  static Table* table;
+  const auto all = keys(state.range(0), "velox");
+  if (state.thread_index() == 0) {
+    table = new Table;
+    for (const auto& key : all) table->add(key.c_str());
+  }
+  for (auto _ : state)
+    for (const auto& key : all) benchmark::DoNotOptimize(table->find(key.c_str()));
+  state.SetItemsProcessed(state.iterations() * state.range(0));
+  if (state.thread_index() == 0) delete table;
+}
+
 // Before main, and so before the first table.
 const pask_status k_started = pask_datatypes_initialize();
 
@@ -128,6 +198,14 @@ using pask_locked = pask_table<PASK_HASHTABLE_THREADSAFE>;
 
 #ifdef HAVE_GLIB
 #define AGAINST_GLIB(operation) BENCHMARK_TEMPLATE(operation, glib_table)->Arg(12)->Arg(10000);
+BENCHMARK_TEMPLATE(add, pask_exact)->Arg(1000000)->Unit(benchmark::kMillisecond);
+BENCHMARK_TEMPLATE(add, glib_table)->Arg(1000000)->Unit(benchmark::kMillisecond);
+BENCHMARK(add_borrowed_pask)->Arg(10000)->Arg(1000000);
+BENCHMARK(add_borrowed_glib)->Arg(10000)->Arg(1000000);
+BENCHMARK_TEMPLATE(remove, pask_exact)->Arg(1000)->Arg(100000)->Arg(1000000);
+BENCHMARK_TEMPLATE(remove, glib_table)->Arg(1000)->Arg(100000)->Arg(1000000);
+BENCHMARK_TEMPLATE(find_shared, pask_locked)->Arg(1000)->Threads(1)->Threads(2)->UseRealTime();
+BENCHMARK_TEMPLATE(find_shared, glib_shared)->Arg(1000)->Threads(1)->Threads(2)->UseRealTime();
 #else
 #define AGAINST_GLIB(operation)
 #endif

@@ -13,6 +13,11 @@
 #include <random>
 #include <vector>
 
+#if __has_include(<glib.h>)
+#include <glib.h>
+#define HAVE_GLIB 1
+#endif
+
 namespace {
 
 using values = std::vector<uintptr_t>;
@@ -71,8 +76,20 @@ void Add_Vector(benchmark::State& state) { vector_add(state, 0); }
 void Add_StdVector(benchmark::State& state) { std_vector_add(state, no_lock{}); }
 void AddLocked_Vector(benchmark::State& state) { vector_add(state, PASK_VECTOR_THREADSAFE); }
 void AddLocked_StdVector(benchmark::State& state) { std_vector_add(state, recursive_lock{&s_mutex}); }
-BENCHMARK(Add_Vector)->Arg(10000);
-BENCHMARK(Add_StdVector)->Arg(10000);
+BENCHMARK(Add_Vector)->Arg(10000)->Arg(1000000);
+BENCHMARK(Add_StdVector)->Arg(10000)->Arg(1000000);
+
+#ifdef HAVE_GLIB
+void Add_GPtrArray(benchmark::State& state) {
+  for (auto _ : state) {
+    GPtrArray* array = g_ptr_array_new();
+    for (int64_t i = 0; i < state.range(0); ++i) g_ptr_array_add(array, reinterpret_cast<void*>(i));
+    g_ptr_array_free(array, TRUE);
+  }
+  state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+BENCHMARK(Add_GPtrArray)->Arg(10000)->Arg(1000000);
+#endif
 BENCHMARK(AddLocked_Vector)->Arg(10000);
 BENCHMARK(AddLocked_StdVector)->Arg(10000);
 

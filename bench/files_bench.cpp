@@ -13,17 +13,19 @@
 #include <cstring>
 #include <fstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
 
 constexpr uint32_t FILE_BYTES = 1 << 20;
 constexpr uint32_t LINE_BYTES = 64;
+constexpr uint32_t MANY = 200;
 
 // A folder with files of lines, "0", "1" and so on, for the length of the program.
 struct folder {
   char path[32] = "/tmp/files_bench_XXXXXX";
-  std::vector<std::string> names;
+  std::vector<std::string> names;  // three of lines, and many of a page each
 
   folder() {
     pask_fs_initialize();
@@ -33,6 +35,8 @@ struct folder {
       std::ofstream file(names.emplace_back(std::string(path) + "/" + std::to_string(i)));
       for (uint32_t at = 0; at < FILE_BYTES; at += LINE_BYTES) file << line << '\n';
     }
+    for (uint32_t i = 0; i < MANY; ++i)
+      std::ofstream(names.emplace_back(std::string(path) + "/page" + std::to_string(i))) << std::string(4096, 'x');
   }
   ~folder() {
     for (const std::string& name : names) unlink(name.c_str());
@@ -127,6 +131,36 @@ void plain_open_pread_close(benchmark::State& state) {
   });
 }
 BENCHMARK(plain_open_pread_close)->Args({4096});
+
+// Many files in turn under a limit: each step opens one.
+void many_in_turn(benchmark::State& state) {
+  const limit set(state.range(0));
+  std::vector<pask_fs_file_handle> files;
+  for (uint32_t i = 0; i < MANY; ++i) files.push_back(opened(3 + i, 1));
+  uint32_t turn = 0;
+  for (auto _ : state) pask_fs_file_read_at(files[turn++ % MANY], 0, s_buffer, 4096, nullptr);
+  for (pask_fs_file_handle file : files) pask_fs_file_close(file);
+}
+BENCHMARK(many_in_turn)->Arg(50);
+
+// The least that does the same: a ring of descriptors, the oldest of which gives way.
+void plain_many_in_turn(benchmark::State& state) {
+  std::vector<int> fds(MANY, -1), ring(static_cast<size_t>(state.range(0)), -1);
+  uint32_t turn = 0, oldest = 0;
+  for (auto _ : state) {
+    const uint32_t file = turn++ % MANY;
+    if (fds[file] < 0) {
+      int& slot = ring[oldest++ % ring.size()];
+      if (slot >= 0) close(std::exchange(fds[static_cast<size_t>(slot)], -1));
+      slot = static_cast<int>(file);
+      fds[file] = open(name(3 + file), O_RDONLY);
+    }
+    benchmark::DoNotOptimize(pread(fds[file], s_buffer, 4096, 0));
+  }
+  for (const int fd : fds)
+    if (fd >= 0) close(fd);
+}
+BENCHMARK(plain_many_in_turn)->Arg(50);
 
 void write_at(benchmark::State& state) {
   pask_fs_file_handle file = opened(1, 3);

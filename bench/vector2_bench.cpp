@@ -8,6 +8,11 @@
 #include <random>
 #include <vector>
 
+#if __has_include(<glib.h>)
+#include <glib.h>
+#define HAVE_GLIB 1
+#endif
+
 namespace {
 
 template <size_t Words>
@@ -82,10 +87,27 @@ void Add_StdVector(benchmark::State& state) {
   }
   state.SetItemsProcessed(state.iterations() * state.range(0));
 }
-BENCHMARK(Add_Vector2<2>)->Arg(10000);
-BENCHMARK(Add_StdVector<2>)->Arg(10000);
-BENCHMARK(Add_Vector2<6>)->Arg(10000);
-BENCHMARK(Add_StdVector<6>)->Arg(10000);
+#ifdef HAVE_GLIB
+template <size_t Words>
+void Add_GArray(benchmark::State& state) {
+  for (auto _ : state) {
+    GArray* array = g_array_new(FALSE, FALSE, sizeof(record<Words>));
+    record<Words> each = {};
+    for (int64_t i = 0; i < state.range(0); ++i) g_array_append_vals(array, &each, 1);
+    g_array_free(array, TRUE);
+  }
+  state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+#define ADD_TO_GLIB(words) BENCHMARK(Add_GArray<words>)->Arg(10000)->Arg(1000000);
+#else
+#define ADD_TO_GLIB(words)
+#endif
+#define ADD(words)                                         \
+  BENCHMARK(Add_Vector2<words>)->Arg(10000)->Arg(1000000); \
+  ADD_TO_GLIB(words)                                       \
+  BENCHMARK(Add_StdVector<words>)->Arg(10000)->Arg(1000000);
+ADD(2)
+ADD(6)
 
 void Walk_Vector2(benchmark::State& state) {
   const filled<2> all(random_records<2>(10000));

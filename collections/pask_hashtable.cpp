@@ -167,17 +167,15 @@ pask_status pask_hashtable_copy(pask_hashtable_handle table, pask_hashtable_hand
 
 // Makes room for one more key, in a table about to be three quarters full by its estimate: occupied buckets and collisions.
 static uint32_t grow_if_full(pask_hashtable* table) {
-  const uint32_t estimate = (table->used_buckets + table->collisions) * 4 / 3;
-  if (table->bucket_count > estimate) return 0;
-  uint32_t bucket_count = 16;
+  const uint64_t estimate = (uint64_t{table->used_buckets} + table->collisions) * 4 / 3;
+  if (table->bucket_count > estimate) [[likely]]
+    return 0;
+  uint64_t bucket_count = 16;
   while (bucket_count <= estimate) bucket_count *= 2;
-  auto* item = table->first_item;
-  PASK_TRY(_pask_hashtable_setsize(table, bucket_count));
-  while (item) {
-    auto* next = item->order_next;
-    _pask_hashtable_additem(table, item);
-    item = next;
-  }
+  if (bucket_count > UINT32_MAX) return failed(DATATYPES_ERR_NO_MEMORY);
+  auto* const items = table->first_item;
+  PASK_TRY(_pask_hashtable_setsize(table, static_cast<uint32_t>(bucket_count)));
+  _pask_hashtable_additems(table, items);
   return 0;
 }
 

@@ -139,12 +139,8 @@ uint32_t _pask_hashtable_createvalue(const void* data, uint32_t size, bool copy,
 
 void _pask_hashtable_additem(pask_hashtable* table, pask_hashtable_item* item) {
   auto** bucket = &table->buckets[item->hash & (table->bucket_count - 1)];
-  item->chain_prev = nullptr;
   item->chain_next = *bucket;
-  if (*bucket)
-    (*bucket)->chain_prev = item;
-  else
-    ++table->used_buckets;
+  if (!*bucket) ++table->used_buckets;
   *bucket = item;
 
   item->order_next = nullptr;
@@ -154,15 +150,32 @@ void _pask_hashtable_additem(pask_hashtable* table, pask_hashtable_item* item) {
   table->value_count += item->values.count;
 }
 
+void _pask_hashtable_additems(pask_hashtable* table, pask_hashtable_item* first) {
+  // Buckets lie anywhere: each is asked for some items before it is needed.
+  constexpr uint32_t AHEAD = 8;
+  auto* ahead = first;
+  for (uint32_t i = 0; ahead && i < AHEAD; ++i) ahead = ahead->order_next;
+  for (auto* item = first; item;) {
+    if (ahead) {
+      __builtin_prefetch(&table->buckets[ahead->hash & (table->bucket_count - 1)], 1);
+      ahead = ahead->order_next;
+    }
+    auto* const next = item->order_next;
+    _pask_hashtable_additem(table, item);
+    item = next;
+  }
+}
+
 void _pask_hashtable_removeitem(pask_hashtable* table, pask_hashtable_item* item) {
   auto** bucket = &table->buckets[item->hash & (table->bucket_count - 1)];
-  (item->chain_prev ? item->chain_prev->chain_next : *bucket) = item->chain_next;
-  if (item->chain_next) item->chain_next->chain_prev = item->chain_prev;
+  auto** link = bucket;
+  while (*link != item) link = &(*link)->chain_next;
+  *link = item->chain_next;
   if (!*bucket) --table->used_buckets;
 
   (item->order_prev ? item->order_prev->order_next : table->first_item) = item->order_next;
   (item->order_next ? item->order_next->order_prev : table->last_item) = item->order_prev;
-  item->chain_next = item->chain_prev = item->order_next = item->order_prev = nullptr;
+  item->chain_next = item->order_next = item->order_prev = nullptr;
   table->value_count -= item->values.count;
 }
 

@@ -24,11 +24,12 @@ struct pask_hashtable_valuelist {
   uint8_t owns_array;
 };
 
-// One key. Behind it the same block holds the bytes of a copied first value, then the copied key.
+// One key. Its chain runs one way, for what stands beside an item in it lies far away in memory: adding a key doesn't touch it, and
+// removing one finds what leads to it where it begins. Behind the item the same block holds the bytes of a copied first value, then the copied key.
 struct pask_hashtable_item {
   uint32_t hash;
   const char* key;
-  pask_hashtable_item *chain_next, *chain_prev;
+  pask_hashtable_item* chain_next;
   pask_hashtable_item *order_next, *order_prev;
   pask_hashtable_valuelist values;
   pask_hashtable_value* first_slot;  // the array of a key with one value
@@ -73,6 +74,8 @@ uint32_t _pask_hashtable_createvalue(const void* data, uint32_t size, bool copy,
 // ---- Linking
 
 void _pask_hashtable_additem(pask_hashtable* table, pask_hashtable_item* item);
+// Links all items of an order list again, into new buckets.
+void _pask_hashtable_additems(pask_hashtable* table, pask_hashtable_item* first);
 void _pask_hashtable_removeitem(pask_hashtable* table, pask_hashtable_item* item);
 uint32_t _pask_hashtable_addvalue(pask_hashtable_valuelist* list, pask_hashtable_value* value);
 // `old` receives the replaced value for release, or null when it was retired.

@@ -67,7 +67,7 @@ pask_status pask_stringmap_clear(pask_stringmap_handle map) {
 
 pask_status pask_stringmap_copyto(pask_stringmap_handle destination, pask_stringmap_handle source) {
   if (const uint32_t status = check(destination, source != nullptr)) return failed(status);
-  if (const uint32_t status = check(source)) return failed(status);
+  if (const uint32_t status = check(source, source != destination)) return failed(status);
   const char* key;
   const void* data;
   uint32_t size;

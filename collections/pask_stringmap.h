@@ -40,7 +40,8 @@ VELOX_API pask_status pask_stringmap_clear(pask_stringmap_handle map);
 /** Makes a map with the same flags and entries. Borrowed values stay borrowed. */
 VELOX_API pask_status pask_stringmap_copy(pask_stringmap_handle map, pask_stringmap_handle* copy);
 /** Adds every entry of the source to the destination, always as a copy, by the destination's flags; an entry that can't be
- *  added is left out, and the result still 0. The two are locked for one entry at a time only. */
+ *  added is left out, and the result still 0. The two are locked for one entry at a time only. 0x900d0001 for a map onto
+ *  itself, which with PASK_HASHTABLE_MULTI_VALUE would grow as long as it is read. */
 VELOX_API pask_status pask_stringmap_copyto(pask_stringmap_handle destination, pask_stringmap_handle source);
 
 /** Adds a value as the map's flags say: replaces, appends or refuses. */

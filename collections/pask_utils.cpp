@@ -1,14 +1,11 @@
-// The in-place sort of the vectors, and the reading of hexadecimal text.
-//
-// The sort promises its exact sequence of exchanges, and so the order of equal elements: quicksort with a Lomuto partition
-// around the middle element, down to ranges of two. Only the order in which disjoint ranges are worked on is free.
+// The in-place sort of elements at an address, and the reading of hexadecimal text.
 #include "pask_utils.h"
 
 #include <stdlib.h>
-#include <string.h>
 
 #include <type_traits>
 
+#include "pask_sort.h"
 #include "pask_status.h"
 
 static constexpr uint32_t UTILS_ERR_INVALID_ARG = status_error(PKG_UTILS, CODE_INVALID_ARG);
@@ -20,97 +17,32 @@ static uint32_t failed(uint32_t status, int32_t line = __builtin_LINE()) {
 
 namespace {
 
-// A pending range of at least two elements, both ends inclusive.
-struct range {
-  uint32_t low;
-  uint32_t high;
+// Elements at an address that stays. Sizes known to the compiler, those of words, take one exchange of registers.
+template <class Size>
+struct elements {
+  char* base;
+  Size size;
+  pask_utils_compare_fn compare;
+  void* context;
+
+  char* at(uint32_t index) const { return base + size_t{index} * size; }
+  bool is_below(uint32_t a, uint32_t b) const { return compare(at(a), at(b), context) < 0; }
+  void exchange(uint32_t a, uint32_t b) const { exchange_bytes(at(a), at(b), size); }
+  static constexpr bool holds(uint32_t) { return true; }
 };
 
-constexpr uint32_t STACK_RANGES = 1024;
-// Once the smaller part goes first, at most one range waits for each halving of a 32-bit count.
-constexpr uint32_t HALVINGS = 32;
-
-struct range_stack {
-  uint32_t count = 0;
-  range ranges[STACK_RANGES];
-};
-
-template <class Word>
-void exchange_word(char* a, char* b) {
-  Word x;
-  Word y;
-  memcpy(&x, a, sizeof(Word));
-  memcpy(&y, b, sizeof(Word));
-  memcpy(a, &y, sizeof(Word));
-  memcpy(b, &x, sizeof(Word));
-}
-
-// Sizes known to the compiler, those of the vector's words, take one exchange of registers.
 template <uint32_t Size>
 using known_size = std::integral_constant<uint32_t, Size>;
 
-void exchange(char* a, char* b, known_size<4>) { exchange_word<uint32_t>(a, b); }
-void exchange(char* a, char* b, known_size<8>) { exchange_word<uint64_t>(a, b); }
-
-void exchange(char* a, char* b, uint32_t size) {
-  constexpr uint32_t WORD = sizeof(uintptr_t);
-  if (a == b) return;
-  for (; size >= WORD; size -= WORD, a += WORD, b += WORD) exchange_word<uintptr_t>(a, b);
-  for (; size > 0; --size) exchange_word<char>(a++, b++);
-}
-
-// Brings the elements below the middle one to the front of the range, and the middle one behind them. Its index results.
-template <class Size>
-uint32_t partition(char* base, range r, Size size, pask_utils_compare_fn compare, void* context) {
-  char* const pivot = base + size_t{r.high} * size;
-  exchange(base + size_t{r.low + (r.high - r.low) / 2} * size, pivot, size);
-  char* const low = base + size_t{r.low} * size;
-  char* store = low;
-  uint32_t below = r.low;
-  for (char* at = low; at != pivot; at += size) {
-    if (compare(at, pivot, context) >= 0) continue;
-    exchange(store, at, size);
-    store += size;
-    ++below;
-  }
-  exchange(store, pivot, size);
-  return below;
-}
-
-// Pushes what is left on both sides of the pivot; a single element is in its place. The right part is taken first, unless
-// the stack runs short: then the smaller one, which bounds the depth.
-void push_parts(range_stack* stack, range r, uint32_t pivot) {
-  const bool has_left = pivot > r.low && pivot - r.low > 1;
-  const bool has_right = pivot < r.high && r.high - pivot > 1;
-  const range left = {r.low, pivot - 1};
-  const range right = {pivot + 1, r.high};
-  const bool short_of_room = stack->count >= STACK_RANGES - HALVINGS;
-  const bool left_first = short_of_room && has_left && has_right && pivot - r.low < r.high - pivot;
-  if (has_right && left_first) stack->ranges[stack->count++] = right;
-  if (has_left) stack->ranges[stack->count++] = left;
-  if (has_right && !left_first) stack->ranges[stack->count++] = right;
-}
-
-template <class Size>
-void sort_ranges(char* base, uint32_t count, Size size, pask_utils_compare_fn compare, void* context) {
-  range_stack stack;
-  stack.ranges[stack.count++] = {0, count - 1};
-  while (stack.count > 0) {
-    const range r = stack.ranges[--stack.count];
-    push_parts(&stack, r, partition(base, r, size, compare, context));
-  }
-}
-
 void qsort_iterative(void* base, uint32_t count, uint32_t size, pask_utils_compare_fn compare, void* context) {
-  if (count < 2) return;
   char* const first = static_cast<char*>(base);
   switch (size) {
     case 4:
-      return sort_ranges(first, count, known_size<4>{}, compare, context);
+      return sort_elements(elements<known_size<4>>{first, {}, compare, context}, count);
     case 8:
-      return sort_ranges(first, count, known_size<8>{}, compare, context);
+      return sort_elements(elements<known_size<8>>{first, {}, compare, context}, count);
     default:
-      return sort_ranges(first, count, size, compare, context);
+      return sort_elements(elements<uint32_t>{first, size, compare, context}, count);
   }
 }
 

@@ -5,7 +5,7 @@
 #include <string.h>
 
 #include "pask_modules.h"
-#include "pask_utils.h"
+#include "pask_sort.h"
 #include "pask_vector_record.h"
 
 struct pask_vector {
@@ -117,11 +117,12 @@ uint32_t _pask_vector_growarray(pask_vector* v, uint32_t capacity) {
   return 0;
 }
 
-// Whether the element at an index sorts before its left or behind its right neighbour. Equal neighbours are in order.
-static bool breaks_order(const pask_vector* v, uint32_t index) {
-  const uintptr_t* const at = v->items + index;
-  if (index != 0 && compared(v, at[0], at[-1]) < 0) return true;
-  return index + 1 != v->count && compared(v, at[1], at[0]) < 0;
+// Takes the mark away when the value, new at an index, sorts before its left or behind its right neighbour. Equal neighbours are
+// in order.
+static void check_order(pask_vector* v, uint32_t index, uintptr_t value) {
+  const auto unmark = [v] { v->flags &= ~PASK_VECTOR_SORTED; };
+  if (index != 0 && compared(v, value, v->items[index - 1]) < 0) unmark();
+  if (is_sorted(v) && index + 1 < v->count && compared(v, v->items[index + 1], value) < 0) unmark();
 }
 
 uint32_t _pask_vector_insert(pask_vector* v, uint32_t index, uintptr_t value, uint8_t check) {
@@ -134,7 +135,7 @@ uint32_t _pask_vector_insert(pask_vector* v, uint32_t index, uintptr_t value, ui
     index = v->count;
   v->items[index] = value;
   ++v->count;
-  if (check && is_sorted(v) && breaks_order(v, index)) v->flags &= ~PASK_VECTOR_SORTED;
+  if (check && is_sorted(v)) check_order(v, index, value);
   return 0;
 }
 
@@ -145,7 +146,8 @@ int32_t _pask_vector_qsort_compare(const void* a, const void* b, void* vector) {
                   *static_cast<const uintptr_t*>(b));
 }
 
-// Halves towards the first element that is above the value, or with `equal_goes_left` not below it.
+// Halves towards the first element that is above the value, or with `equal_goes_left` not below it. A comparison may shorten
+// the vector: the end is never behind the count.
 static uint32_t bound(const pask_vector* v, uintptr_t value, bool equal_goes_left, uint32_t* position) {
   if (!v || !value) return DATATYPES_ERR_INVALID_ARG;
   uint32_t status = DATATYPES_INFO_NOT_FOUND;
@@ -159,8 +161,10 @@ static uint32_t bound(const pask_vector* v, uintptr_t value, bool equal_goes_lef
       low = mid + 1;
     else
       end = mid;
+    if (end > v->count) [[unlikely]]
+      end = v->count;
   }
-  if (position) *position = low;
+  if (position) *position = low < v->count ? low : v->count;
   return status;
 }
 
@@ -172,13 +176,21 @@ uint32_t _pask_vector_lower_bound(pask_vector* v, uintptr_t value, uint32_t* pos
   return failed(bound(v, value, true, position));
 }
 
-static uint32_t add_value(pask_vector* v, uintptr_t value) {
+[[gnu::noinline]] static uint32_t add_in_place(pask_vector* v, uintptr_t value) {
   uint32_t position = v->count;
   if (is_sorted(v)) {
     const uint32_t status = _pask_vector_upper_bound(v, value, &position);
     if (status && status != DATATYPES_INFO_NOT_FOUND) return status;
   }
   return _pask_vector_insert(v, position, value, 0);
+}
+
+// A call only where there is no room, or an order.
+static uint32_t add_value(pask_vector* v, uintptr_t value) {
+  if (is_sorted(v) || v->count == v->capacity) [[unlikely]]
+    return add_in_place(v, value);
+  v->items[v->count++] = value;
+  return 0;
 }
 
 static uint32_t remove_at(pask_vector* v, uint32_t index, uintptr_t* value) {
@@ -190,14 +202,29 @@ static uint32_t remove_at(pask_vector* v, uint32_t index, uintptr_t* value) {
   return 0;
 }
 
+// The items as the sort has them, read afresh each time, since a comparison may change the vector.
+struct sorted_items {
+  const pask_vector* v;
+
+  bool holds(uint32_t index) const { return index < v->count; }
+  bool is_below(uint32_t a, uint32_t b) const { return compared(v, v->items[a], v->items[b]) < 0; }
+  void exchange(uint32_t a, uint32_t b) const {
+    const uintptr_t value = v->items[a];
+    v->items[a] = v->items[b];
+    v->items[b] = value;
+  }
+};
+
 static void sort_values(pask_vector* v, pask_vector_compare_fn compare, bool force) {
   if (compare != v->compare) {
     v->compare = compare;
     v->flags &= ~PASK_VECTOR_SORTED;
   }
   if (!compare || (is_sorted(v) && !force)) return;
-  if (v->count != 0) pask_utils_qsort(v->items, v->count, BYTES_PER_ITEM, _pask_vector_qsort_compare, v);
-  v->flags |= PASK_VECTOR_SORTED;
+  const uint32_t count = v->count;
+  v->flags &= ~PASK_VECTOR_SORTED;  // not in order while it is sorted
+  sort_elements(sorted_items{v}, count);
+  if (v->count == count) v->flags |= PASK_VECTOR_SORTED;
 }
 
 static uint32_t walk(const pask_vector* v, pask_vector_foreach_fn callback, void* context) {
@@ -313,9 +340,7 @@ uint32_t pask_vector_deleteindex(pask_vector* v, uint32_t index) {
 uint32_t pask_vector_swapindex(pask_vector* v, uint32_t a, uint32_t b) {
   return framed(v, true, DATATYPES_ERR_BAD_HANDLE_READ, [=]() -> uint32_t {
     if (a >= v->count || b >= v->count) return DATATYPES_INFO_RANGE;
-    const uintptr_t value = v->items[a];
-    v->items[a] = v->items[b];
-    v->items[b] = value;
+    sorted_items{v}.exchange(a, b);
     return 0;
   });
 }

@@ -12,7 +12,10 @@
  *
  * Threads: with PASK_VECTOR_THREADSAFE each operation is one critical section, and may come from any thread; without it a
  * vector belongs to one thread at a time. The section is recursive, so all callbacks may call back into the vector; they run
- * inside it, but for free_value in pask_vector_deleteindex. */
+ * inside it, but for free_value in pask_vector_deleteindex. An operation whose callback changes the vector goes on with what is
+ * there then: a search or an insertion may miss its place by the change, a sort leaves
+ * elements that it hasn't reached and, when their number has changed, the vector unmarked. Only deleting the vector in a callback
+ * is forbidden. */
 #ifndef PASK_VECTOR_H
 #define PASK_VECTOR_H
 

@@ -5,7 +5,7 @@
 #include <string.h>
 
 #include "pask_modules.h"
-#include "pask_utils.h"
+#include "pask_sort.h"
 #include "pask_vector_record.h"
 
 struct pask_vector2 {
@@ -58,16 +58,31 @@ static size_t bytes_of(const pask_vector2* v, uint32_t elements) { return size_t
 static uint8_t* at(const pask_vector2* v, uint32_t index) { return v->buffer + bytes_of(v, index); }
 
 static int32_t compared(const pask_vector2* v, const void* a, const void* b) {
-  return v->compare ? v->compare(a, b) : memcmp(a, b, v->element_size);
+  return v->compare ? v->compare(a, b) : pask_memory_memcmp(a, b, v->element_size);
 }
 
 static bool is_sorted(const pask_vector2* v) { return (v->flags & PASK_VECTOR2_SORTED) != 0; }
 
-// Copies an element to its place. Those of a pointer or two, the most usual ones, take no call.
+// Elements of one to four pointers, the most usual ones, are copied without a call: by their first and last bytes, which may overlap.
+static constexpr uint32_t LEAST_USUAL = 8, MOST_USUAL = 32;
+
+static bool is_usual(uint32_t size) { return size - LEAST_USUAL <= MOST_USUAL - LEAST_USUAL; }
+
+template <uint32_t Bytes>
+static void copy_ends(uint8_t* to, const uint8_t* from, uint32_t size) {
+  memcpy(to, from, Bytes);
+  memcpy(to + size - Bytes, from + size - Bytes, Bytes);
+}
+
+static void copy_usual(uint8_t* to, const void* element, uint32_t size) {
+  const auto* const from = static_cast<const uint8_t*>(element);
+  size <= MOST_USUAL / 2 ? copy_ends<LEAST_USUAL>(to, from, size) : copy_ends<MOST_USUAL / 2>(to, from, size);
+}
+
+// Copies an element to its place.
 static void put_one(pask_vector2* v, uint32_t index, const void* element) {
-  constexpr uint32_t USUAL_SIZE = 8;
-  if (v->element_size == USUAL_SIZE)
-    memcpy(at(v, index), element, USUAL_SIZE);
+  if (is_usual(v->element_size))
+    copy_usual(at(v, index), element, v->element_size);
   else
     memcpy(at(v, index), element, v->element_size);
 }
@@ -76,9 +91,10 @@ static void move(pask_vector2* v, uint32_t to, uint32_t from, uint32_t count) {
   if (count != 0) memmove(at(v, to), at(v, from), bytes_of(v, count));
 }
 
+// Count and array are read afresh for each element: the callback may change the vector.
 static void release(pask_vector2* v, uint32_t first, uint32_t end) {
   if (v->free_value)
-    for (uint32_t i = first; i < end; ++i) v->free_value(at(v, i));
+    for (uint32_t i = first; i < end && i < v->count; ++i) v->free_value(at(v, i));
 }
 
 // Sets the array and whose it is; the old one is gone or another's.
@@ -157,10 +173,12 @@ static uint32_t grow(pask_vector2* v, uint64_t capacity) {
   return grow(v, v->capacity == 0 ? FIRST_CAPACITY : (uint64_t{v->capacity} / 2 + 1) * 3);
 }
 
-// Whether the element at an index sorts before its left or behind its right neighbour. Equal neighbours are in order.
-static bool breaks_order(const pask_vector2* v, uint32_t index) {
-  if (index != 0 && compared(v, at(v, index), at(v, index - 1)) < 0) return true;
-  return index + 1 != v->count && compared(v, at(v, index + 1), at(v, index)) < 0;
+// Takes the mark away when the element new at an index sorts before its left or behind its right neighbour. Equal neighbours
+// are in order.
+static void check_order(pask_vector2* v, uint32_t index) {
+  const auto unmark = [v] { v->flags &= ~PASK_VECTOR2_SORTED; };
+  if (index != 0 && compared(v, at(v, index), at(v, index - 1)) < 0) unmark();
+  if (is_sorted(v) && index + 1 < v->count && compared(v, at(v, index + 1), at(v, index)) < 0) unmark();
 }
 
 uint32_t _pask_vector2_insert(pask_vector2* v, uint32_t index, const void* element, uint8_t check) {
@@ -173,7 +191,7 @@ uint32_t _pask_vector2_insert(pask_vector2* v, uint32_t index, const void* eleme
     index = v->count;
   put_one(v, index, element);
   ++v->count;
-  if (check && is_sorted(v) && breaks_order(v, index)) v->flags &= ~PASK_VECTOR2_SORTED;
+  if (check && is_sorted(v)) check_order(v, index);
   return 0;
 }
 
@@ -183,37 +201,26 @@ int32_t _pask_vector2_qsort_compare(const void* a, const void* b, void* vector) 
   return compared(static_cast<const pask_vector2*>(vector), a, b);
 }
 
-// What a search goes by, read once, since no comparison may change it.
-struct search {
-  const uint8_t* elements;
-  uint32_t size;
-  pask_vector2_compare_fn compare;
-  const void* value;
-};
-
-static search search_for(const pask_vector2* v, const void* value) {
-  return {v->buffer, v->element_size, v->compare, value};
+// The order of a value against an element. A comparison may change the vector, so each search reads count and array afresh behind
+// it and goes no further than what is there.
+static int32_t order_at(const pask_vector2* v, const void* value, uint32_t index) {
+  return compared(v, value, at(v, index));
 }
 
-// The order of the value against an element.
-static int32_t order_at(const search& s, uint32_t index) {
-  const uint8_t* const element = s.elements + size_t{index} * s.size;
-  return s.compare ? s.compare(s.value, element) : memcmp(s.value, element, s.size);
-}
-
-// The first equal element of a range, or its end.
-static uint32_t first_equal(const search& s, uint32_t first, uint32_t end) {
-  while (first < end && order_at(s, first) != 0) ++first;
-  return first;
+static bool found_between(const pask_vector2* v, uint32_t first, uint32_t end, const void* value, uint32_t* position) {
+  for (uint32_t i = first; i < end && i < v->count; ++i)
+    if (order_at(v, value, i) == 0) {
+      *position = i;
+      return true;
+    }
+  return false;
 }
 
 // Walks from the start to the end, then from 0 up to the start.
-static uint32_t find_unsorted(const pask_vector2* v, uint32_t start, const void* element, uint32_t* position) {
-  const search s = search_for(v, element);
-  *position = first_equal(s, start, v->count);
-  if (*position < v->count) return 0;
-  *position = first_equal(s, 0, start);
-  return *position < start ? 0 : uint32_t{DATATYPES_INFO_NOT_FOUND};
+static uint32_t find_unsorted(const pask_vector2* v, uint32_t start, const void* value, uint32_t* position) {
+  if (found_between(v, start, UINT32_MAX, value, position) || found_between(v, 0, start, value, position)) return 0;
+  *position = start;
+  return DATATYPES_INFO_NOT_FOUND;
 }
 
 // Where the first element not below the value can be, from low to end, and whether an equal one was met.
@@ -223,42 +230,49 @@ struct bounds {
   bool met;
 };
 
+static void end_at_count(const pask_vector2* v, bounds* in) {
+  if (in->end > v->count) [[unlikely]]
+    in->end = v->count;
+}
+
 // Goes away from the hint in steps that double. Element 0 stays in the bounds even if it isn't below the value.
-static bounds gallop(const search& s, uint32_t hint, bounds in) {
+static bounds gallop(const pask_vector2* v, const void* value, uint32_t hint, bounds in) {
   for (uint32_t probe = hint, step = 1;; step *= 2) {
-    const int32_t order = order_at(s, probe);
+    const int32_t order = order_at(v, value, probe);
     in.met |= order == 0;
     if (order > 0) {
       in.low = probe + 1;
-      if (in.end - in.low <= step) return in;
+      end_at_count(v, &in);
+      if (in.end <= in.low || in.end - in.low <= step) return in;
       probe += step;
     } else {
       in.end = probe == 0 ? 1 : probe;
-      if (probe - in.low <= step) return in;
+      end_at_count(v, &in);
+      if (in.end < probe || probe - in.low <= step) return in;
       probe -= step;
     }
   }
 }
 
-static bounds halve(const search& s, bounds in) {
+static bounds halve(const pask_vector2* v, const void* value, bounds in) {
   while (in.low < in.end) {
     const uint32_t middle = in.low + (in.end - 1 - in.low) / 2;
-    const int32_t order = order_at(s, middle);
+    const int32_t order = order_at(v, value, middle);
     in.met |= order == 0;
     if (order > 0)
       in.low = middle + 1;
     else
       in.end = middle;
+    end_at_count(v, &in);
   }
   return in;
 }
 
-static uint32_t find_sorted(const pask_vector2* v, uint32_t hint, const void* element, uint32_t* position) {
-  const search s = search_for(v, element);
+static uint32_t find_sorted(const pask_vector2* v, uint32_t hint, const void* value, uint32_t* position) {
   bounds in = {.low = 0, .end = v->count, .met = false};
-  if (hint < v->count) in = gallop(s, hint, in);
-  in = halve(s, in);
-  *position = in.low;
+  if (hint < v->count) in = gallop(v, value, hint, in);
+  in = halve(v, value, in);
+  *position = in.low < v->count ? in.low : v->count;
   return in.met ? 0 : uint32_t{DATATYPES_INFO_NOT_FOUND};
 }
 
@@ -268,26 +282,33 @@ uint32_t _pask_vector2_findvalue(pask_vector2* v, uint32_t hint, const void* ele
   return find_unsorted(v, hint < v->count ? hint : 0, element, position);
 }
 
-// As an insertion at the end; a call only where it grows.
-static uint32_t append(pask_vector2* v, const void* element, uint32_t* index) {
+[[gnu::noinline]] static uint32_t append_any(pask_vector2* v, const void* element, uint32_t* index) {
   const uint32_t position = v->count;
-  if (position < v->capacity) [[likely]]
-    put_one(v, v->count++, element);
-  else
-    PASK_TRY(_pask_vector2_insert(v, position, element, 0));
+  PASK_TRY(_pask_vector2_insert(v, position, element, 0));
   if (index) *index = position;
   return 0;
 }
 
+// As an insertion at the end; without a call for the usual elements while there is room.
+static uint32_t append(pask_vector2* v, const void* element, uint32_t* index) {
+  if (v->count == v->capacity || !is_usual(v->element_size)) [[unlikely]]
+    return append_any(v, element, index);
+  copy_usual(at(v, v->count), element, v->element_size);
+  if (index) *index = v->count;
+  ++v->count;
+  return 0;
+}
+
 // Equal elements stay in the order of their adding, or the new one takes the old one's place.
-static uint32_t add_in_place(pask_vector2* v, const void* element, uint32_t* index) {
+[[gnu::noinline]] static uint32_t add_in_place(pask_vector2* v, const void* element, uint32_t* index) {
   uint32_t position = 0;
   const bool found = _pask_vector2_findvalue(v, NO_HINT, element, &position) == 0;
-  if (found && v->flags & PASK_VECTOR2_UNIQUE) {
-    release(v, position, position + 1);
+  const bool replaces = found && v->flags & PASK_VECTOR2_UNIQUE;
+  if (replaces) release(v, position, position + 1);
+  if (replaces && position < v->count) {
     put_one(v, position, element);
   } else {
-    while (found && position < v->count && compared(v, element, at(v, position)) == 0) ++position;
+    while (found && position < v->count && order_at(v, element, position) == 0) ++position;
     PASK_TRY(_pask_vector2_insert(v, position, element, 0));
   }
   if (index) *index = position;
@@ -297,8 +318,10 @@ static uint32_t add_in_place(pask_vector2* v, const void* element, uint32_t* ind
 static uint32_t delete_range(pask_vector2* v, uint32_t first, uint32_t last) {
   if (first >= v->count) return DATATYPES_INFO_RANGE;
   if (first > last) return 0;
-  const uint32_t end = last < v->count ? last + 1 : v->count;
+  uint32_t end = last < v->count ? last + 1 : v->count;
   release(v, first, end);
+  if (end > v->count) end = v->count;
+  if (first >= end) return 0;
   move(v, first, end, v->count - end);
   v->count -= end - first;
   return 0;
@@ -319,14 +342,27 @@ static void mark_sorted(pask_vector2* v, bool sorted) {
   v->flags = sorted ? v->flags | PASK_VECTOR2_SORTED : v->flags & ~PASK_VECTOR2_SORTED;
 }
 
-static void sort_elements(pask_vector2* v, pask_vector2_compare_fn compare, bool force) {
+// The elements as the sort has them, read afresh each time, since a comparison may change the vector.
+struct sorted_elements {
+  const pask_vector2* v;
+
+  bool holds(uint32_t index) const { return index < v->count; }
+  bool is_below(uint32_t a, uint32_t b) const { return compared(v, at(v, a), at(v, b)) < 0; }
+  void exchange(uint32_t a, uint32_t b) const {
+    exchange_bytes(reinterpret_cast<char*>(at(v, a)), reinterpret_cast<char*>(at(v, b)), v->element_size);
+  }
+};
+
+static void sort_by(pask_vector2* v, pask_vector2_compare_fn compare, bool force) {
   if (compare != v->compare) {
     v->compare = compare;
     mark_sorted(v, false);
   }
   if (is_sorted(v) && !force) return;
-  if (v->count != 0) pask_utils_qsort(v->buffer, v->count, v->element_size, _pask_vector2_qsort_compare, v);
-  mark_sorted(v, true);
+  const uint32_t count = v->count;
+  mark_sorted(v, false);  // not in order while it is sorted
+  sort_elements(sorted_elements{v}, count);
+  mark_sorted(v, v->count == count);
 }
 
 static uint32_t walk(const pask_vector2* v, pask_vector2_foreach_fn callback, void* context) {
@@ -335,12 +371,20 @@ static uint32_t walk(const pask_vector2* v, pask_vector2_foreach_fn callback, vo
   return 0;
 }
 
-static void attach(pask_vector2* v, void* buffer, uint32_t size, uint32_t element_size, bool owned, bool sorted) {
+// Whether a block lies in the array that the vector owns, and would be freed with it.
+static bool is_own(const pask_vector2* v, const void* block) {
+  const auto first = reinterpret_cast<uintptr_t>(v->buffer);
+  return v->owns_buffer && reinterpret_cast<uintptr_t>(block) - first < bytes_of(v, v->capacity);
+}
+
+static uint32_t attach(pask_vector2* v, void* buffer, uint32_t size, uint32_t element_size, bool owned, bool sorted) {
+  if (is_own(v, buffer)) return DATATYPES_ERR_INVALID_ARG;
   _pask_vector2_clear(v);
   v->element_size = element_size;
   v->count = size / element_size;
   take_buffer(v, static_cast<uint8_t*>(buffer), v->count, owned);
   mark_sorted(v, sorted);
+  return 0;
 }
 
 static void detach(pask_vector2* v, void** buffer, uint32_t* capacity, uint32_t* element_size) {
@@ -399,10 +443,7 @@ uint32_t pask_vector2_attach(pask_vector2* v, void* buffer, uint32_t size, uint3
   const bool arguments = element_size != 0 && (buffer || size == 0);
   return framed(
       v, arguments, DATATYPES_ERR_BAD_HANDLE, [=] { return size % element_size == 0; },
-      [=] {
-        attach(v, buffer, size, element_size, owned != 0, sorted != 0);
-        return 0u;
-      });
+      [=] { return attach(v, buffer, size, element_size, owned != 0, sorted != 0); });
 }
 
 uint32_t pask_vector2_detach(pask_vector2* v, void** buffer, uint32_t* capacity, uint32_t* element_size) {
@@ -482,7 +523,7 @@ uint32_t pask_vector2_count(pask_vector2* v, uint32_t* count) {
 
 uint32_t pask_vector2_sort(pask_vector2* v, pask_vector2_compare_fn compare, uint8_t force) {
   return framed(v, true, DATATYPES_ERR_BAD_HANDLE_READ, [=] {
-    sort_elements(v, compare, force != 0);
+    sort_by(v, compare, force != 0);
     return 0u;
   });
 }

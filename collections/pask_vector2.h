@@ -13,11 +13,13 @@
  * Out-parameters are written on success only, and failures are reported to the log under "pask_vector2".
  *
  * An element that is handed in is copied, and may not lie in the vector's own array. Pointers to elements that the vector
- * hands out, also to callbacks, point into the array: they end with the next change of the vector.
+ * hands out, also to callbacks, point into the array: they end with the next change of the vector, in a callback too.
  *
  * Threads: with PASK_VECTOR2_THREADSAFE each operation is one critical section, and may come from any thread; without it a
  * vector2 belongs to one thread at a time. The section is recursive and all callbacks run inside it: they may call back into
- * the vector, but only that of pask_vector2_foreach may change it. It protects no pointer that an operation has handed out. */
+ * the vector. An operation whose callback changes it goes on with what is there then: a search or an insertion may miss its place
+ * by the change, a sort leaves elements that it hasn't reached and, when their number has changed, the vector unmarked. Only
+ * deleting the vector in a callback is forbidden. The section protects no pointer that an operation has handed out. */
 #ifndef PASK_VECTOR2_H
 #define PASK_VECTOR2_H
 
@@ -59,7 +61,7 @@ VELOX_API pask_status pask_vector2_copy(pask_vector2_handle vector, pask_vector2
 /** Clears the vector and takes a block of whole elements as its array, full and unread, `sorted` or not. With `owned` the
  *  vector frees it with pask_memory_free. Otherwise it stays the caller's, changed in place until the vector first resizes
  *  its array, which moves the elements to a block of its own; clear and delete release the elements, not the block.
- *  0x900d0001 for an element size of 0, or a null buffer with a size. */
+ *  0x900d0001 for an element size of 0, a null buffer with a size, or a block in the array that the vector owns. */
 VELOX_API pask_status pask_vector2_attach(pask_vector2_handle vector, void* buffer, uint32_t size,
                                           uint32_t element_size, uint8_t owned, uint8_t sorted);
 /** Gives array, capacity and element size, each unless its parameter is null, and empties the vector. An array that the vector

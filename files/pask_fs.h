@@ -8,7 +8,8 @@
  * files that need a descriptor from then on: a lower one is reached as files close, and a thread that waits sees a new one,
  * 0 among them, when it is next woken. Since files come back by name, a limit doesn't go with files that are renamed, deleted
  * or replaced while open, nor with relative names and a change of directory; a file that has gone gives 0x90030041 at each
- * use and can still be closed. What isn't a regular file, a pipe say, comes back without what its descriptor knew.
+ * use, one that was made without rights for the process 0x90030040, and can still be closed. What isn't a regular file, a pipe
+ * say, comes back without what its descriptor knew, and without waiting for its other end: 0x9003000b where only writing is left.
  *
  * Names are zero-terminated byte strings as the system takes them. Three reserved ones, compared exactly, stand for the
  * standard streams: flags and permissions are ignored, and their descriptors are never closed.
@@ -20,7 +21,7 @@
  *   0x9003000b  ENXIO                0x90030042  EEXIST                             0x90030045  EBADF
  *   0x90030040  EPERM, EACCES        0x90030043  ENOSPC                             0x90030046  EISDIR
  *   0x90030041  ENOENT               0x10030050  ENOTEMPTY, an information word     0x90030047  ENOTDIR
- *   0x9003003e  any other; EINTR too, which no operation repeats, but for that of a close: the descriptor is gone then
+ *   0x9003003e  any other; EINTR too, which no operation repeats, not even close, whose descriptor is gone all the same
  * An operation on a file may also give what its way back to a descriptor meets: a word above for opening it again, for
  * closing the file that gives way (which then can be opened again), or 0x90020001 when the module isn't started. A failure
  * leaves the file, its position and its end mark as they were. Nothing is logged.
@@ -111,8 +112,9 @@ VELOX_API pask_status pask_fs_file_get_attributes(const char* path, uint32_t* at
 VELOX_API pask_status pask_fs_file_set_attributes(const char* path, uint32_t attributes);
 VELOX_API pask_status pask_fs_file_get_size(const char* path, uint64_t* size);
 /** Copies a file, its attributes too, onto the disk. A target that exists gives 0x90030042 with `fail_if_exists`, else it is
- *  deleted first; 0x90030001 when that would delete the source itself. A missing source: 0x90030041. Incomplete writing:
- *  0x90030043. What a failed copy has begun to write is deleted. */
+ *  deleted first; 0x90030001 when that would delete the source itself, which stays. A missing source: 0x90030041. Incomplete
+ *  writing: 0x90030043. What a failed copy has begun to write is deleted; a target that couldn't be opened, a directory say, isn't
+ *  the copy's and stays. */
 VELOX_API pask_status pask_fs_file_copy(const char* source, const char* target, uint32_t fail_if_exists);
 
 /** Creates a file, or empties or with `append` lengthens one, and writes `size` bytes in a single write, which may be cut
@@ -130,7 +132,8 @@ VELOX_API pask_status pask_fs_file_read_to_buffer(const char* path, void** buffe
  *  the flags; 0x90030007 when pask_fs isn't started; 0x90030002 without memory. */
 VELOX_API pask_status pask_fs_file_open(const char* path, uint32_t flags, uint32_t permissions,
                                         pask_fs_file_handle* file);
-/** Closes a file. It is gone whatever the result, which is that of closing its descriptor. Null gives 0. */
+/** Closes a file, also after pask_fs was stopped: its slot is then given back by the next start. It is gone whatever the result, which
+ *  is that of closing its descriptor. Null gives 0. */
 VELOX_API pask_status pask_fs_file_close(pask_fs_file_handle file);
 
 /** Reads up to `size` bytes at the position, and moves it behind them. Reading 0 bytes sets the end mark. The count, which is what

@@ -47,26 +47,34 @@ mode_t created_mode(uint32_t permissions) {
   return (permissions & PASK_FS_PERMIT_READ ? 0444u : 0u) | (permissions & PASK_FS_PERMIT_WRITE ? 0222u : 0u);
 }
 
-uint32_t named_file_open(pask_fs_file* file, uint32_t flags, uint32_t permissions) {
+uint32_t named_file_open(pask_fs_file* file, uint32_t flags, uint32_t permissions, int extra) {
   const int mode = open_mode(flags);
   if (mode == -1) return PASK_FS_ERR_INVALID_ARG;
-  file->fd = open(file->name, mode, created_mode(permissions));
+  file->fd = open(file->name, mode | extra, created_mode(permissions));
   return fs_system_status(file->fd);
 }
 
-// Gives the file its descriptor, or after a failure none.
-uint32_t _fs_file_get_handle(pask_fs_file* file, uint32_t flags, uint32_t permissions) {
-  const int32_t std_fd = _fs_std_descriptor(file->name);
-  if (std_fd >= 0) {
-    file->is_std = 1;
-    file->fd = std_fd;
-  } else {
-    PASK_TRY(named_file_open(file, flags, permissions));
-  }
+// Looks at what a descriptor is, once. Transfers of what isn't a regular file wait, however it was opened.
+uint32_t see_kind(pask_fs_file* file, int fd) {
+  if (file->is_regular != FS_UNSEEN) return 0;
   struct stat info;
-  const uint32_t status = fs_system_status(fstat(file->fd, &info));
-  file->is_regular = !status && S_ISREG(info.st_mode);
-  if (status) _pask_fs_close_internal(file);
+  PASK_TRY(fs_system_status(fstat(fd, &info)));
+  const bool regular = S_ISREG(info.st_mode);
+  if (!regular && !file->is_std) PASK_TRY(fs_system_status(fcntl(fd, F_SETFL, open_mode(file->flags))));
+  file->is_regular = regular ? FS_REGULAR : FS_OTHER;
+  return 0;
+}
+
+// Gives the file its descriptor, or after a failure none. With an `extra` of O_NONBLOCK opening it waits for nobody at the other
+// end of a pipe. What a name led to is looked at when it matters; a regular file is taken to stay one.
+uint32_t _fs_file_get_handle(pask_fs_file* file, uint32_t flags, uint32_t permissions, int extra) {
+  if (file->is_regular != FS_REGULAR) file->is_regular = FS_UNSEEN;
+  const int32_t std_fd = _fs_std_descriptor(file->name);
+  if (std_fd < 0) return named_file_open(file, flags, permissions, extra);
+  file->is_std = 1;
+  file->fd = std_fd;
+  const uint32_t status = see_kind(file, std_fd);  // it may be closed
+  if (status) file->fd = -1;
   return status;
 }
 
@@ -118,7 +126,14 @@ off_t as_offset(uint64_t offset) { return static_cast<off_t>(offset); }
 void set_eof(pask_fs_file* file) { __atomic_store_n(&file->eof, uint8_t{1}, __ATOMIC_RELAXED); }
 uint8_t get_eof(const pask_fs_file* file) { return __atomic_load_n(&file->eof, __ATOMIC_RELAXED); }
 
+uint32_t read_here(pask_fs_file* file, int fd, void* buffer, uint32_t size, uint32_t* got) {
+  PASK_TRY(see_kind(file, fd));
+  return transfer_status(file->is_regular ? pread(fd, buffer, size, as_offset(file->position)) : read(fd, buffer, size),
+                         got);
+}
+
 uint32_t write_here(pask_fs_file* file, int fd, const void* data, uint32_t size, uint32_t* written) {
+  PASK_TRY(see_kind(file, fd));
   return transfer_status(file->is_regular ? pwrite(fd, data, size, as_offset(file->position)) : write(fd, data, size),
                          written);
 }
@@ -178,12 +193,12 @@ uint32_t _pask_fs_close_internal(pask_fs_file* file) {
   const int fd = file->fd;
   file->fd = -1;
   if (fd == -1 || file->is_std) return 0;
-  return close(fd) == 0 || errno == EINTR ? 0 : fs_map_error(errno);
+  return fs_system_status(close(fd));
 }
 
 uint32_t _pask_fs_reopen_internal(pask_fs_file* file) {
   constexpr uint32_t MADE_ANEW = PASK_FS_OPEN_CREATE | PASK_FS_OPEN_TRUNCATE;
-  return _fs_file_get_handle(file, file->flags & ~MADE_ANEW, file->permissions);
+  return _fs_file_get_handle(file, file->flags & ~MADE_ANEW, file->permissions, O_NONBLOCK);
 }
 
 const char* _pask_fs_filename_internal(pask_fs_file* file) { return file->name; }
@@ -197,7 +212,7 @@ uint32_t pask_fs_file_open(const char* path, uint32_t flags, uint32_t permission
     pask_memory_free(made);
     return status;
   }
-  if (const uint32_t status = _fs_file_get_handle(made, flags, permissions)) {
+  if (const uint32_t status = _fs_file_get_handle(made, flags, permissions, 0)) {
     _pask_fs_mgr_close_fd(made);
     pask_memory_free(made);
     return status;
@@ -214,10 +229,7 @@ uint32_t pask_fs_file_close(pask_fs_file* file) { return file ? _fs_file_delete(
 uint32_t pask_fs_file_read(pask_fs_file* file, void* buffer, uint32_t size, uint32_t* read) {
   if (!file || !buffer) return PASK_FS_ERR_INVALID_ARG;
   uint32_t got = 0;
-  PASK_TRY(with_fd(file, [&](int fd) {
-    return transfer_status(
-        file->is_regular ? pread(fd, buffer, size, as_offset(file->position)) : ::read(fd, buffer, size), &got);
-  }));
+  PASK_TRY(with_fd(file, [&](int fd) { return read_here(file, fd, buffer, size, &got); }));
   if (got == 0) set_eof(file);
   file->position += got;
   record(file, got, 0, 0);

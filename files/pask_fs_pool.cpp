@@ -33,6 +33,8 @@ pask_critsec_handle s_fs_mgr_cs;
 pask_event_handle s_fs_mgr_event;
 // Threads that wait on the event or have yet to enter the section behind it.
 uint32_t s_fs_waiters PASK_GUARDED_BY(s_fs_mgr_cs);
+// Slots of files that were closed while the module was stopped; the next start gives them back.
+uint32_t s_fs_slots_left PASK_GUARDED_BY(s_fs_mgr_cs);
 // Idle files, the one released longest ago first; parked files, in the order in which they lost their descriptors.
 file_list s_fs_live_list PASK_GUARDED_BY(s_fs_mgr_cs);
 file_list s_fs_open_list PASK_GUARDED_BY(s_fs_mgr_cs);
@@ -209,13 +211,18 @@ void add_figure(uint32_t amount, uint32_t* sum, uint32_t* largest, uint32_t* cou
 
 // ---- Start and stop
 
-uint32_t _pask_fs_mgr_init() {
+// The first start: nobody else is here.
+PASK_NO_THREAD_SAFETY_ANALYSIS uint32_t _pask_fs_mgr_init() {
   PASK_TRY(pask_thread_critsec_create(&s_fs_mgr_cs));
   const uint32_t status = pask_thread_event_create(&s_fs_mgr_event, 0, 0);
-  if (!status || status == THREAD_ERR_UNSUPPORTED) return 0;
-  pask_thread_critsec_delete(s_fs_mgr_cs);
-  s_fs_mgr_cs = nullptr;
-  return status;
+  if (status && status != THREAD_ERR_UNSUPPORTED) {
+    pask_thread_critsec_delete(s_fs_mgr_cs);
+    s_fs_mgr_cs = nullptr;
+    return status;
+  }
+  slots_add(~s_fs_slots_left + 1);
+  s_fs_slots_left = 0;
+  return 0;
 }
 
 // The last stop: nobody else is here.
@@ -289,9 +296,18 @@ void _fs_mgr_retain_fd(pask_fs_file* file) {
   leave();
 }
 
-// Without a section the module is stopped, and nobody else is here.
-PASK_NO_THREAD_SAFETY_ANALYSIS uint32_t _pask_fs_mgr_close_fd(pask_fs_file* file) {
-  if (s_fs_mgr_cs && enter()) return 0;
+// After a stop a file leaves its list, which would else lead to a record that has gone, and nothing more happens.
+PASK_NO_THREAD_SAFETY_ANALYSIS static void close_stopped(pask_fs_file* file) {
+  _fs_mgr_remove_item(file->has_fd ? &s_fs_live_list : &s_fs_open_list, file);
+  s_fs_slots_left += file->has_fd;
+}
+
+uint32_t _pask_fs_mgr_close_fd(pask_fs_file* file) {
+  if (!s_fs_mgr_cs) {
+    close_stopped(file);
+    return 0;
+  }
+  if (enter()) return 0;
   for (pask_fs_marker_entry* entry = file->entries; entry; entry = entry->file_next) {
     entry->closed = 1;
     entry->file = nullptr;

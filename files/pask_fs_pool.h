@@ -18,6 +18,9 @@ VELOX_BEGIN_DECLS
 typedef struct pask_fs_marker pask_fs_marker;
 typedef struct pask_fs_marker_entry pask_fs_marker_entry;
 
+// What a descriptor is; unseen until the first transfer at the position.
+enum fs_kind { FS_OTHER = 0, FS_REGULAR = 1, FS_UNSEEN = 2 };
+
 // A logical file and its name, in one block. Fields up to prev belong to the manager and are guarded by its section.
 typedef struct pask_fs_file {
   struct pask_fs_file* file;  // the record itself: the way from the manager to the file layer
@@ -31,8 +34,9 @@ typedef struct pask_fs_file {
   uint32_t flags;
   uint32_t permissions;
   uint64_t position;
-  uint8_t is_std;      // a standard stream: its descriptor is never closed
-  uint8_t is_regular;  // transfers give the position to the system; else the descriptor has one, or there is none
+  uint8_t is_std;  // a standard stream: its descriptor is never closed
+  uint8_t
+      is_regular;  // an fs_kind; transfers give a regular file's position to the system, others have their own or none
   char name[];
 } pask_fs_file;
 
@@ -73,8 +77,8 @@ VELOX_API pask_status _pask_fs_mgr_new_fd(pask_fs_file* file);
 VELOX_API pask_status _pask_fs_mgr_acquire_fd(pask_fs_file* file);
 /** Ends one use; after the last one the file is idle. Always 0. */
 VELOX_API pask_status _pask_fs_mgr_release_fd(pask_fs_file* file);
-/** Takes a file out of the pool, in whatever state it is and after a stop too, and gives its slot back. Its descriptor is the
- *  caller's. Always 0. */
+/** Takes a file out of the pool, in whatever state it is, and gives its slot back; after a stop no count changes before the next
+ *  start. Its descriptor is the caller's. Always 0. */
 VELOX_API pask_status _pask_fs_mgr_close_fd(pask_fs_file* file);
 /** Adds to the figures of the file's entries if the calling thread is the one that opened it. */
 VELOX_API pask_status _pask_fs_mgr_update_metrics(pask_fs_file* file, uint32_t bytes_read, uint32_t bytes_written,
@@ -84,7 +88,8 @@ VELOX_API pask_status _pask_fs_mgr_update_metrics(pask_fs_file* file, uint32_t b
 
 /** Closes the descriptor, unless there is none or it is a standard stream's; there is none after, whatever the result. */
 VELOX_API pask_status _pask_fs_close_internal(pask_fs_file* file);
-/** Opens the file again by its name, without creating or truncating it. After a failure it has no descriptor. */
+/** Opens the file again by its name, without creating or truncating it, and without waiting for the other end of a pipe. After a
+ *  failure it has no descriptor. */
 VELOX_API pask_status _pask_fs_reopen_internal(pask_fs_file* file);
 VELOX_API const char* _pask_fs_filename_internal(pask_fs_file* file);
 

@@ -198,7 +198,7 @@ static uint32_t fill(pask_iostream* s) {
     return status;
   }
   s->position = 0;
-  s->end = count;
+  s->end = smaller(count, s->size);
   s->at_end = count == 0;
   return 0;
 }
@@ -325,6 +325,7 @@ uint32_t pask_iostream_write(pask_iostream* s, const void* data, uint32_t size, 
   if (!data && size != 0) return IOSTREAM_ERR_INVALID_ARG;
   uint32_t count = 0;
   PASK_TRY(s->callbacks.write(s->user_data, data, size, &count));
+  count = smaller(count, size);
   s->bytes_written += count;
   if (written) *written = count;
   return 0;

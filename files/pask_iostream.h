@@ -11,6 +11,8 @@
  * or what a callback returned, unchanged: any word but 0 ends an operation. Out-parameters are written on success only.
  * Nothing is reported to the log.
  *
+ * A count that a callback gives above what it was asked for is taken as what it was asked for.
+ *
  * Threads: the reference count is atomic, so any thread may hold a stream alive; all else is for one thread at a time.
  * Callbacks run on the caller's thread, and must not use the stream that they are called by. */
 #ifndef PASK_IOSTREAM_H

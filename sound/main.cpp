@@ -33,8 +33,9 @@ int receive() {
   return file;
 }
 
-answer listen_to(int file) {
+answer listen_to(int file, bool last) {
   answer made = {};
+  made.last = last;
   const auto refuse = [&](const char* why) { std::snprintf(made.why, sizeof made.why, "%s", why); };
   try {
     made.sound = analyse(file);
@@ -59,7 +60,7 @@ int main() {
   for (int files = 0; files < k_most_files; ++files) {
     const int file = receive();
     if (file < 0) break;
-    const answer made = listen_to(file);
+    const answer made = listen_to(file, files + 1 == k_most_files);
     close(file);
     if (send(k_socket, &made, sizeof made, MSG_NOSIGNAL) != sizeof made) break;
   }

@@ -10,6 +10,7 @@ namespace velox::sound {
 constexpr int k_socket = 3; /* the listener's end */
 
 struct answer {
+  uint32_t last;     /* 1: the process ends now, and is to get no further file */
   velox_sound sound; /* where `why` is empty */
   char why[128];     /* a sentence's end: the file "holds no sound that is understood"; ends with a zero */
 };

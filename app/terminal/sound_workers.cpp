@@ -80,12 +80,6 @@ class beginnings {
   posix_spawnattr_t attributes_;
 };
 
-/** The answer's sentence, whatever came in its place. */
-std::string why_of(const answer& from) {
-  const std::string why(from.why, strnlen(from.why, sizeof from.why));
-  return why;
-}
-
 }  // namespace
 
 sound_workers::sound_workers(std::string program, size_t jobs, std::chrono::milliseconds patience)
@@ -192,7 +186,8 @@ sound_outcome sound_workers::take(worker& from) const {
   from.busy = false;
   if (size == sizeof got) {
     outcome.sound = got.sound;
-    outcome.why = why_of(got);
+    outcome.why = std::string(got.why, strnlen(got.why, sizeof got.why));
+    if (got.last) end(from);
     return outcome;
   }
   outcome.why = "can't be listened to: it crashes the decoder" + end(from);

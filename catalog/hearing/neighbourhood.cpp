@@ -13,12 +13,11 @@ namespace {
 
 using clock = std::chrono::steady_clock;
 
-constexpr int64_t k_always_anew = 1024; /* so many sounds are compared as a whole whenever something has changed */
-constexpr int64_t k_most_anew = 16384;  /* and up to so many when they have doubled: by then a sample says enough */
-constexpr size_t k_sample = 256;        /* sounds that others are measured by */
-constexpr size_t k_nearest_above = 32;  /* of each sound in the layers above the first */
-constexpr size_t k_width = 128;         /* of a search: the best that are followed */
-constexpr size_t k_entries = 8;         /* sounds that it begins with in the layer below */
+constexpr size_t k_sample = 256;       /* sounds that others are measured by */
+constexpr uint64_t k_thinning = 8;     /* of so many sounds, one is in the layer above as well */
+constexpr size_t k_nearest_above = 32; /* of each sound in the layers above the first */
+constexpr size_t k_width = 128;        /* of a search: the best that are followed */
+constexpr size_t k_entries = 8;        /* sounds that it begins with in the layer below */
 constexpr uint32_t k_at_once = 256;
 constexpr auto k_longest = std::chrono::seconds(1); /* between two transactions */
 
@@ -34,7 +33,8 @@ uint64_t chance_of(int64_t id) {
 /** The highest layer that a sound is in. */
 int layer_of(int64_t id) {
   int layer = 0;
-  for (uint64_t chance = chance_of(id); layer < k_most_layers && chance % 16 == 0; chance /= 16) ++layer;
+  for (uint64_t chance = chance_of(id); layer < k_most_layers && chance % k_thinning == 0; chance /= k_thinning)
+    ++layer;
   return layer;
 }
 
@@ -78,7 +78,8 @@ std::vector<int64_t> sample_of(std::vector<int64_t> ids, size_t most) {
 
 class neighbourhood {
  public:
-  neighbourhood(store& of, const std::function<bool(uint64_t, uint64_t)>& go_on) : of_(of), go_on_(go_on), cache_(of) {}
+  neighbourhood(store& of, const std::function<bool(uint64_t, uint64_t)>& go_on, const settling& limits)
+      : of_(of), go_on_(go_on), limits_(limits), cache_(of) {}
 
   void settle() {
     const sound_census there = of_.sounds_there();
@@ -86,20 +87,22 @@ class neighbourhood {
     all_ = static_cast<uint64_t>(there.unplaced + there.gone);
     if (is_to_be_anew(there)) {
       place_anew();
-      if (there.sounds > k_most_anew) settle();  // by a sample: the others follow
+      if (there.sounds > limits_.compared_whole) settle();  // by a sample: the others follow
       return;
     }
     top_ = there.top;
+    entries_ = of_.sounds_on(top_, k_entries);
     load_sample(there.settled_last);
     mend();
+    if (there.sounds <= limits_.compared_whole) load_all();
     place_new();
     cache_.flush();
   }
 
  private:
-  static bool is_to_be_anew(const sound_census& there) {
-    if (there.sounds <= k_always_anew || there.settled == 0) return true;
-    return there.sounds <= k_most_anew && there.sounds >= 2 * there.settled;
+  bool is_to_be_anew(const sound_census& there) const {
+    if (there.sounds <= limits_.always_anew || there.settled == 0) return true;
+    return there.sounds <= limits_.compared_whole && there.sounds >= 2 * there.settled;
   }
 
   void step(uint64_t done) {
@@ -118,7 +121,8 @@ class neighbourhood {
   void place_anew() {
     std::vector<int64_t> ids = all_numbers(of_);
     sound_placing placing{.anew_last = ids.empty() ? 1 : ids.back()};
-    if (ids.size() > k_most_anew) ids = sample_of(std::move(ids), k_always_anew);
+    if (static_cast<int64_t>(ids.size()) > limits_.compared_whole)
+      ids = sample_of(std::move(ids), static_cast<size_t>(limits_.always_anew));
     std::vector<sound_profile> profiles;
     profiles.reserve(ids.size());
     for (size_t at = 0; at < ids.size(); at += k_at_once) {
@@ -197,9 +201,29 @@ class neighbourhood {
     }
   }
 
+  void load_all() {
+    const std::vector<int64_t> ids = all_numbers(of_);
+    for (size_t at = 0; at < ids.size(); at += k_at_once) {
+      for (auto& each : cache_.profiles(std::span(ids).subspan(at, std::min<size_t>(k_at_once, ids.size() - at))))
+        if (each->scale.all_spread > 0) everyone_.push_back(std::move(each));
+    }
+  }
+
   void place(sound_profile fresh) {
     set_scale(fresh, sample_, true);
     cache_.put_profile(fresh);
+    if (everyone_.empty()) return place_by_search(fresh);
+    near_sounds found;
+    for (const auto& each : everyone_) found.push_back({each->id, distance(fresh, *each)});
+    std::sort(found.begin(), found.end(), nearer);
+    for (int layer = 0; layer <= layer_of(fresh.id); ++layer) {
+      std::erase_if(found, [layer](const near_sound& each) { return layer_of(each.id) < layer; });
+      join(fresh.id, layer, found);
+    }
+    everyone_.push_back(std::make_shared<const sound_profile>(fresh));
+  }
+
+  void place_by_search(const sound_profile& fresh) {
     const int own = layer_of(fresh.id);
     near_sounds found = entries(fresh);
     for (int layer = std::max(own, top_); layer >= 0; --layer) {
@@ -208,15 +232,15 @@ class neighbourhood {
       if (layer <= own) join(fresh.id, layer, found);
       if (layer > 0 && found.size() > k_entries) found.resize(k_entries);
     }
-    top_ = std::max(top_, own);
+    if (own <= top_) return;
+    top_ = own;
+    entries_ = {fresh.id};
   }
 
-  /** Where a search begins: some of the highest layer, and the nearest of the sample. */
+  /** Where a search begins: with some of the highest layer. */
   near_sounds entries(const sound_profile& to) {
     near_sounds found;
-    for (const auto& each : cache_.profiles(of_.sounds_on(top_, k_entries))) {
-      if (each->id != to.id && each->scale.all_spread > 0) found.push_back({each->id, distance(to, *each)});
-    }
+    for (const auto& each : cache_.profiles(entries_)) found.push_back({each->id, distance(to, *each)});
     return found;
   }
 
@@ -246,15 +270,18 @@ class neighbourhood {
     return best;
   }
 
-  /** Gives a sound its list, and puts it into the lists of those that it is near to. */
+  /** Gives a sound its list, and puts it into the lists of all that were found on the way and have farther ones: who is near to a
+   *  sound in a crowd may have nobody nearer than it. */
   void join(int64_t id, int layer, const near_sounds& found) {
     const size_t most = kept_on(layer);
-    near_sounds own(found.begin(), found.begin() + static_cast<ptrdiff_t>(std::min(found.size(), most)));
-    for (const near_sound& each : own) {
-      near_sounds theirs = cache_.list(layer, each.id);
-      if (take_in(theirs, {id, each.distance}, most)) cache_.put_list(layer, each.id, std::move(theirs));
+    for (const near_sound& each : found) {
+      const near_sounds& known = cache_.list(layer, each.id);
+      if (known.size() >= most && nearer(known.back(), {id, each.distance})) continue;
+      near_sounds theirs = known;
+      take_in(theirs, {id, each.distance}, most);
+      cache_.put_list(layer, each.id, std::move(theirs));
     }
-    cache_.put_list(layer, id, std::move(own));
+    cache_.put_list(layer, id, {found.begin(), found.begin() + static_cast<ptrdiff_t>(std::min(found.size(), most))});
   }
 
   // ---- Mending
@@ -288,17 +315,20 @@ class neighbourhood {
 
   store& of_;
   const std::function<bool(uint64_t, uint64_t)>& go_on_;
+  const settling limits_;
   sound_cache cache_;
   std::vector<sound_profile> sample_;
+  std::vector<sound_cache::profile_ptr> everyone_; /* where all are compared */
   int top_ = 0;
+  std::vector<int64_t> entries_; /* of the layer above all */
   uint64_t done_ = 0, all_ = 0;
   clock::time_point flushed_ = clock::now();
 };
 
 }  // namespace
 
-void settle_sounds(store& of, const std::function<bool(uint64_t done, uint64_t all)>& go_on) {
-  neighbourhood(of, go_on).settle();
+void settle_sounds(store& of, const std::function<bool(uint64_t done, uint64_t all)>& go_on, const settling& limits) {
+  neighbourhood(of, go_on, limits).settle();
 }
 
 }  // namespace velox::catalog

@@ -1,8 +1,10 @@
 /* Scanning: tab-separated files, audio files made on the spot, odd and broken ones among them, and interrupts. */
 #include <signal.h>
+#include <sqlite3.h>
 #include <unistd.h>
 
 #include <cstdlib>
+#include <fstream>
 #include <nlohmann/json.hpp>
 
 #include "program.h"
@@ -109,7 +111,7 @@ TEST_F(ScanAudio, ToldOfBrokenFilesAndGoesOn) {
   fs::permissions(path("music/closed.flac"), fs::perms::none);
   const bool may_read_all = access(path("music/closed.flac").c_str(), R_OK) == 0;
 
-  const outcome scanned = run({"scan", path("music")});
+  const outcome scanned = run({"scan", "--shortest", "0", path("music")});
   EXPECT_EQ(scanned.status, 1);
   for (const std::string name : {"cut.flac", "not audio.mp3", "empty.m4a"})
     EXPECT_TRUE(holds(scanned.error, name)) << name << " isn't told of in: " << scanned.error;
@@ -138,6 +140,96 @@ TEST_F(Scan, AnInterruptEndsEachWait) {
     EXPECT_EQ(waiting->end(), 1);
     EXPECT_TRUE(holds(read("stderr"), "interrupted")) << read("stderr");
   }
+}
+
+class ScanSound : public ScanAudio {
+ protected:
+  void SetUp() override {
+    ScanAudio::SetUp();
+    if (access(fs::path(CADENZ_PROGRAM).replace_filename("cadenz-analyse").c_str(), X_OK) != 0)
+      GTEST_SKIP() << "nothing listens in this build";
+  }
+  /** Some seconds of a source of ffmpeg's. */
+  void make(const std::string& title, const std::string& source, int seconds) const {
+    ASSERT_EQ(
+        std::system(("ffmpeg -loglevel error -y -f lavfi -i " + source + " -t " + std::to_string(seconds) +
+                     " -map_metadata -1 -metadata title='" + title + "' '" + path("music/" + title + ".flac") + "'")
+                        .c_str()),
+        0);
+  }
+  static std::string heard(int tracks) { return "It knows what " + std::to_string(tracks) + " tracks sound like."; }
+};
+
+TEST_F(ScanSound, ListensAndTellsWhatItHears) {
+  for (int i = 1; i <= 4; ++i) {
+    make("Hum " + std::to_string(i), "sine=frequency=" + std::to_string(200 + 5 * i), 3);
+    make("Hiss " + std::to_string(i), "anoisesrc=amplitude=0.2:seed=" + std::to_string(i), 3);
+  }
+  EXPECT_FALSE(holds(run({"scan", "--no-sound", path("music")}).out, "sound like"));
+  EXPECT_EQ(run({"sound", "Hum 1"}).status, 1) << "nobody has listened";
+  const outcome scanned = run({"scan", "--jobs", "2", path("music")});
+  EXPECT_EQ(scanned.status, 0) << scanned.error;
+  EXPECT_TRUE(holds(scanned.out, heard(8)) && holds(scanned.out, "8 tracks are too short")) << scanned.out;
+  EXPECT_EQ(run({"recommend", "--track", "Hum 1"}).status, 1) << "too short, all of them";
+  EXPECT_FALSE(holds(run({"scan", "--shortest", "0", path("music")}).out, "too short"));
+
+  const json shown = json::parse(run({"sound", "--json", "Hum 1"}).out, nullptr, false);
+  ASSERT_FALSE(shown.is_discarded());
+  EXPECT_NEAR(shown["sound"]["brightness"], 205, 40);
+  EXPECT_EQ(shown["near"].size(), 7u);
+  for (int i = 0; i < 3; ++i) EXPECT_TRUE(std::string(shown["near"][i]["title"]).starts_with("Hum")) << shown;
+  EXPECT_TRUE(holds(run({"sound", "Hum 1"}).out, "Sounds like it"));
+  const json given = json::parse(run({"recommend", "--track", "Hum 1", "--sonic", "--json"}).out, nullptr, false);
+  ASSERT_FALSE(given.is_discarded());
+  EXPECT_TRUE(given["tracks"][0]["sound"]["loudness"].is_number_float()) << given;
+  EXPECT_TRUE(holds(given["tracks"][0]["reason"]["text"], "sounds like \"Hum 1\" (seed 1): ")) << given;
+  EXPECT_TRUE(holds(run({"recommend", "--track", "Hum 1", "--sonic"}).out, "LUFS"));
+}
+
+TEST_F(ScanSound, IsToldOnceOfWhatCannotBeHeard) {
+  make("Broken", "sine", 3);
+  make("Whole", "sine", 3);
+  std::string sound(fs::file_size(path("music/Broken.flac")), '\0');
+  std::ifstream(path("music/Broken.flac"), std::ios::binary)
+      .read(sound.data(), static_cast<std::streamsize>(sound.size()));
+  write("music/Broken.flac", sound.substr(0, sound.find("\xff\xf8")) + std::string(20000, 'z'));
+  const outcome scanned = run({"scan", path("music")});
+  EXPECT_EQ(scanned.status, 1);
+  EXPECT_TRUE(holds(scanned.error, "Broken.flac: ") && holds(scanned.out, "1 file can't be listened to"))
+      << scanned.error;
+  const outcome again = run({"scan", path("music")});
+  EXPECT_EQ(again.status, 0) << again.error;
+  EXPECT_EQ(again.error, "");
+}
+
+TEST_F(ScanSound, KilledInTheMiddleItLosesWhatWasUnderWay) {
+  make("0", "sine", 60);
+  for (int i = 1; i < 30; ++i) {
+    fs::copy(path("music/0.flac"), path("music/" + std::to_string(i) + ".flac"));
+    std::ofstream(path("music/" + std::to_string(i) + ".flac"), std::ios::app) << i;  // another content
+  }
+  const auto kept = [&] {
+    sqlite3* db = nullptr;
+    sqlite3_stmt* row = nullptr;
+    sqlite3_open_v2(path("catalog.db").c_str(), &db, SQLITE_OPEN_READONLY, nullptr);
+    sqlite3_busy_timeout(db, 5000);
+    sqlite3_prepare_v2(db, "SELECT count(*) FROM sound_record", -1, &row, nullptr);
+    const int count = row && sqlite3_step(row) == SQLITE_ROW ? sqlite3_column_int(row, 0) : 0;
+    sqlite3_finalize(row);
+    sqlite3_close(db);
+    return count;
+  };
+  {
+    const auto scanning = start({"scan", "--jobs", "1", path("music")});
+    for (int i = 0; i < 1000 && kept() < 3; ++i) usleep(10'000);
+    scanning->signal(SIGKILL);
+    scanning->end();
+  }
+  const int before = kept();
+  EXPECT_TRUE(before >= 3 && before < 30) << before;
+  const outcome rest = run({"scan", path("music")});
+  EXPECT_EQ(rest.status, 0) << rest.error;
+  EXPECT_TRUE(holds(rest.out, heard(30))) << rest.out;
 }
 
 TEST_F(ScanAudio, StopsSoundlyOnCtrlCAndGoesOnNextTime) {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <velox/pask_hashtable.h>
 #include <velox/pask_modules.h>
+#include <velox/pask_thread.h>
 #include <velox/velox_standin.h>
 
 #include <algorithm>
@@ -10,6 +11,7 @@
 #include <set>
 #include <thread>
 
+#include "held_lock.h"
 #include "random.h"
 #include "report_log.h"
 
@@ -19,6 +21,12 @@ constexpr pask_status NOT_FOUND = 0x100d0003, PAST_END = 0x100d0361, NO_MEMORY =
                       INVALID = 0x900d0001, NO_TABLE = 0x900d0321;
 
 using texts = std::vector<std::string>;
+
+// The record's first fields, in their promised order.
+struct record {
+  uint32_t magic;
+  pask_rwlock_handle lock;
+};
 
 std::mutex s_freeing;
 texts s_freed;
@@ -277,6 +285,37 @@ TEST_F(HashTable, RefusedMemoryIsToldAtEachLevel) {
 }
 
 // ---- Threads
+
+// Those that share the lock come through beside a reader, and nobody beside a writer.
+TEST_F(HashTable, EachOperationWaitsForTheLock) {
+  make(PASK_HASHTABLE_THREADSAFE);
+  ASSERT_EQ(add("a", "1") | add("b", "2") | add("c", "3"), 0u);
+  const pask_rwlock_handle lock = reinterpret_cast<const record*>(table)->lock;
+  const auto free_lock = [=] { pask_thread_rwlock_unlock(lock); };
+  uint32_t count = 0;
+  pask_hashtable_handle copy = nullptr;
+  const std::vector<named_call> readers = {
+      {"find", [&] { find("a"); }},
+      {"value_count", [&] { pask_hashtable_value_count(table, "a", &count); }},
+      {"count", [&] { pask_hashtable_count(table, &count); }},
+  };
+  const std::vector<named_call> writers = {
+      {"add", [&] { add("d", "4"); }},
+      {"update", [&] { update("a", 0, "5"); }},
+      {"remove", [&] { pask_hashtable_value_remove_ex(table, "a", 0, nullptr, nullptr); }},
+      {"value_delete", [&] { pask_hashtable_value_delete(table, "b"); }},
+      {"index_get", [&] { pask_hashtable_index_get(table, 0, nullptr, nullptr, nullptr); }},
+      {"index_remove", [&] { pask_hashtable_index_remove(table, 0); }},
+      {"clear", [&] { pask_hashtable_clear(table); }},
+      {"copy", [&] { pask_hashtable_copy(table, &copy); }},
+  };
+  EXPECT_EQ(pask_thread_rwlock_writelock(lock), 0u);
+  EXPECT_EQ(through_lock(readers, free_lock), "");
+  EXPECT_EQ(pask_thread_rwlock_readlock(lock), 0u);
+  for (const named_call& reader : readers) std::jthread{reader.run};
+  EXPECT_EQ(through_lock(writers, free_lock), "");
+  EXPECT_EQ(pask_hashtable_delete(copy), 0u);
+}
 
 // Readers hold what they have read until they meet at the end; writers replace, remove and add the same keys.
 TEST_F(HashTable, ReadersKeepWhatWritersReplace) {

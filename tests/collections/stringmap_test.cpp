@@ -79,6 +79,7 @@ TEST_F(StringMap, CopiesGoByTheFlagsOfTheirDestination) {
                                                                {0x10, "A=0 b=3 a=2 n=null "}}) {
     auto* destination = make(flags | PASK_STRINGMAP_BORROW_VALUES, {"A", "0"});
     EXPECT_EQ(pask_stringmap_copyto(destination, make(0)) | pask_stringmap_copyto(destination, copy), 0u);
+    EXPECT_EQ(pask_stringmap_copyto(destination, destination), INVALID);
     EXPECT_EQ(text(destination), result);
   }
 }

@@ -1,14 +1,27 @@
 // The vector of records against a plain model, and its promised comparisons, releases, blocks and report counts.
 #include <gtest/gtest.h>
 #include <velox/pask_modules.h>
+#include <velox/pask_thread.h>
 #include <velox/pask_vector2.h>
+#include <velox/velox_manager.h>
 #include <velox/velox_standin.h>
 
 #include <algorithm>
+#include <cstring>
+#include <functional>
 #include <vector>
 
+#include "held_lock.h"
 #include "random.h"
 #include "report_log.h"
+
+static int s_byte_comparisons;
+
+// In place of the memory service's own.
+int32_t pask_memory_memcmp(const void* a, const void* b, uint32_t size) {
+  ++s_byte_comparisons;
+  return std::memcmp(a, b, size);
+}
 
 namespace {
 
@@ -22,7 +35,7 @@ using vector2 = pask_vector2_handle;
 // The record's fields, in their promised order.
 struct record {
   uint32_t magic;
-  void* lock;
+  pask_critsec_handle lock;
   uint32_t* buffer;
   uint32_t capacity, element_size, count;
   uint8_t owns_buffer;
@@ -42,17 +55,27 @@ values items_of(vector2 vector) {
 }
 
 values s_released, s_compared;
-void release(void* at) { s_released.push_back(*static_cast<uint32_t*>(at)); }
+vector2 s_vector, s_out;
+uint32_t s_number = 6;
+std::function<void()> s_change;  // done by the callback that ends the countdown
+size_t s_countdown;
+void count_down() {
+  if (s_countdown != 0 && --s_countdown == 0) s_change();
+}
+void release(void* at) {
+  s_released.push_back(*static_cast<uint32_t*>(at));
+  count_down();
+}
 
 // Orders by tens: 21 and 25 are equal, yet not identical.
 int32_t by_tens(const void* a, const void* b) {
   s_compared.push_back(*static_cast<const uint32_t*>(b));
-  return static_cast<int32_t>(*static_cast<const uint32_t*>(a) / 10) - static_cast<int32_t>(s_compared.back() / 10);
+  const auto tens = static_cast<int32_t>(*static_cast<const uint32_t*>(a) / 10);
+  const int32_t order = tens - static_cast<int32_t>(s_compared.back() / 10);
+  count_down();
+  return order;
 }
 bool less(uint32_t a, uint32_t b) { return a / 10 < b / 10; }
-
-vector2 s_vector, s_out;
-uint32_t s_number = 6;
 
 class Vector2 : public testing::Test {
  protected:
@@ -165,6 +188,52 @@ TEST_F(Vector2, SearchesCompareInThePromisedOrder) {
   }
 }
 
+// Each callback of each operation in turn moves the array, cuts the vector or empties it: no further one sees what isn't there.
+TEST_F(Vector2, CallbacksMayChangeIt) {
+  values full;
+  while (full.size() < 16) full.push_back(10 * static_cast<uint32_t>(1 + full.size()));
+  struct row {
+    const char* name;
+    uint32_t flags;
+    std::function<pask_status()> run;
+  };
+  static const uint32_t s_sought = 85;
+  const row changes[] = {
+      {"moves", 0, [] { return pask_vector2_set_min_size(s_vector, 50000); }},
+      {"clears", 0, [] { return pask_vector2_clear(s_vector); }},
+      {"cuts", 0, [] { return pask_vector2_deleterange(s_vector, 2, UINT32_MAX) | pask_vector2_trim(s_vector); }},
+  };
+  const row operations[] = {
+      {"sort", SORTED, [] { return pask_vector2_sort(s_vector, by_tens, 1); }},
+      {"add", SORTED, [] { return pask_vector2_add(s_vector, &s_sought, 4, nullptr); }},
+      {"replace", SORTED | UNIQUE, [] { return pask_vector2_add(s_vector, &s_sought, 4, nullptr); }},
+      {"insert", SORTED, [] { return pask_vector2_insert(s_vector, 8, &s_sought, 4); }},
+      {"find", 0, [] { return pask_vector2_hintfind(s_vector, 12, &s_sought, nullptr) & ~NOT_FOUND; }},
+      {"gallop up", SORTED, [] { return pask_vector2_hintfind(s_vector, 0, &s_sought, nullptr) & ~NOT_FOUND; }},
+      {"gallop down", SORTED, [] { return pask_vector2_hintfind(s_vector, 15, &s_sought, nullptr) & ~NOT_FOUND; }},
+      {"delete", 0, [] { return pask_vector2_deleterange(s_vector, 4, 9); }},
+  };
+  for (const row& operation : operations)
+    for (const row& change : changes)
+      for (size_t at = 1, changed = 1; changed != 0; ++at) {
+        SCOPED_TRACE(testing::Message() << operation.name << ", callback " << at << " " << change.name);
+        s_vector = make(operation.flags, full);
+        EXPECT_EQ(operation.run(), 0u);
+        const values undisturbed = items_of(s_vector);
+        s_vector = make(operation.flags, full);
+        s_compared.clear();
+        changed = 0;
+        s_change = [&] { changed += change.run() == 0; };
+        s_countdown = at;
+        EXPECT_EQ(operation.run(), 0u);
+        s_countdown = 0;
+        for (const uint32_t value : s_compared) EXPECT_TRUE(value >= 10 && value <= 160) << value;
+        EXPECT_TRUE(of(s_vector)->capacity != 50000 || items_of(s_vector) == undisturbed);
+        EXPECT_TRUE(&operation != operations ||
+                    (of(s_vector)->flags & SORTED) == (of(s_vector)->count == 16 ? SORTED : 0));
+      }
+}
+
 // A block of the caller's is changed in place until the array is resized.
 TEST_F(Vector2, MovesFromABorrowedBlockWhenItResizesAndPassesAnOwnedOneOn) {
   const vector2 vector = make(SORTED, {7, 8});
@@ -172,6 +241,9 @@ TEST_F(Vector2, MovesFromABorrowedBlockWhenItResizesAndPassesAnOwnedOneOn) {
   EXPECT_EQ(pask_vector2_attach(vector, block, 10, 4, 0, 1), WRONG_SIZE);
   EXPECT_EQ(items_of(vector), (values{7, 8}));
   // After one operation on a vector over the block: whether it still is, the capacity and the elements.
+  EXPECT_EQ(pask_vector2_attach(vector, of(vector)->buffer, 8, 4, 1, 1), INVALID) << "its own";
+  EXPECT_EQ(pask_vector2_attach(vector, of(vector)->buffer + 15, 4, 4, 0, 1), INVALID) << "a piece of its own";
+  EXPECT_EQ(items_of(vector), (values{7, 8}));
   const auto after = [&](auto operation, const values& in_block, uint32_t capacity, const values& items) {
     EXPECT_EQ(pask_vector2_attach(vector, block, sizeof block, 4, 0, 0), 0u);
     EXPECT_EQ(of(vector)->flags & SORTED, 0u);
@@ -181,8 +253,10 @@ TEST_F(Vector2, MovesFromABorrowedBlockWhenItResizesAndPassesAnOwnedOneOn) {
     EXPECT_EQ(items_of(vector), items);
     EXPECT_EQ(values(block, block + 4), in_block);
   };
+  s_byte_comparisons = 0;
   after([=] { return pask_vector2_swapindex(vector, 3, 3) | pask_vector2_sort(vector, nullptr, 0); },  // by bytes
         {10, 20, 30, 40}, 4, {10, 20, 30, 40});
+  EXPECT_GT(s_byte_comparisons, 0) << "bytes compare by the memory service";
   EXPECT_EQ(s_released, (values{7, 8}));
   after([=] { return pask_vector2_add(vector, &s_number, 4, nullptr); }, {10, 20, 30, 40}, 9, {10, 20, 30, 40, 6});
   after([=] { return pask_vector2_swapindex(vector, 0, 3); }, {10, 20, 30, 40}, 5, {40, 20, 30, 10});
@@ -196,6 +270,43 @@ TEST_F(Vector2, MovesFromABorrowedBlockWhenItResizesAndPassesAnOwnedOneOn) {
   EXPECT_TRUE(s_released.empty() && capacity == 3 && of(vector)->capacity == 0);
   EXPECT_EQ(pask_vector2_attach(vector, buffer, 12, 4, 1, 0) | pask_vector2_clear(vector), 0u);
   EXPECT_EQ(s_released, (values{20, 30, 40}));
+}
+
+TEST_F(Vector2, EachOperationWaitsForTheLock) {
+  const vector2 v = make(LOCKED, values(50, 7));
+  void* at = nullptr;
+  static uint32_t block[2];
+  uint32_t count = 0;
+  vector2 copy = nullptr;
+  const auto go_on = [](void*, void*) -> uint8_t { return 1; };
+  const std::vector<named_call> calls = {
+      {"add", [&] { pask_vector2_add(v, &s_number, 4, nullptr); }},
+      {"insert", [&] { pask_vector2_insert(v, 0, &s_number, 4); }},
+      {"attach", [&] { pask_vector2_attach(v, block, 8, 4, 0, 0); }},
+      {"detach", [&] { pask_vector2_detach(v, nullptr, nullptr, nullptr); }},
+      {"get_buffer", [&] { pask_vector2_get_buffer(v, &at, nullptr, nullptr); }},
+      {"set_min_size", [&] { pask_vector2_set_min_size(v, 99); }},
+      {"getindex", [&] { pask_vector2_getindex(v, 0, &at); }},
+      {"count", [&] { pask_vector2_count(v, &count); }},
+      {"sort", [&] { pask_vector2_sort(v, nullptr, 0); }},
+      {"foreach", [&] { pask_vector2_foreach(v, go_on, nullptr); }},
+      {"swapindex", [&] { pask_vector2_swapindex(v, 0, 1); }},
+      {"trim", [&] { pask_vector2_trim(v); }},
+      {"find", [&] { pask_vector2_find(v, &s_number, nullptr); }},
+      {"copy", [&] { pask_vector2_copy(v, nullptr, &copy); }},
+      {"clear", [&] { pask_vector2_clear(v); }},
+      {"deleteindex", [&] { pask_vector2_deleteindex(v, 0); }},
+      {"deleterange", [&] { pask_vector2_deleterange(v, 0, 1); }},
+  };
+  EXPECT_EQ(pask_thread_critsec_enter(of(v)->lock), 0u);
+  EXPECT_EQ(through_lock(calls, [&] { pask_thread_critsec_leave(of(v)->lock); }), "");
+  made_.push_back(copy);
+  EXPECT_EQ(pask_vector2_create(&s_out, 4, LOCKED, nullptr, nullptr), 0u);
+  const pask_critsec_handle lock = of(s_out)->lock;
+  EXPECT_EQ(pask_thread_critsec_enter(lock), 0u);
+  EXPECT_EQ(through_lock({{"delete", [] { pask_vector2_delete(s_out); }}}, [=] { pask_thread_critsec_leave(lock); }),
+            "");
+  s_out = nullptr;
 }
 
 #define CALL(operation, ...) [](vector2 v) { return pask_vector2_##operation(v, __VA_ARGS__); }

@@ -6,9 +6,11 @@
 #include <velox/velox_standin.h>
 
 #include <algorithm>
+#include <functional>
 #include <thread>
 #include <vector>
 
+#include "held_lock.h"
 #include "random.h"
 #include "report_log.h"
 
@@ -31,14 +33,18 @@ const record* of(pask_vector_handle vector) { return reinterpret_cast<const reco
 bool is_sorted(pask_vector_handle vector) { return (of(vector)->flags & PASK_VECTOR_SORTED) != 0; }
 values items_of(pask_vector_handle vector) { return {of(vector)->items, of(vector)->items + of(vector)->count}; }
 
+pask_vector_handle s_vector, s_out;
 values s_released;
 std::vector<std::pair<uintptr_t, uintptr_t>> s_compared;
+std::function<void()> s_change;  // done by the comparison that ends the countdown
+size_t s_countdown;
 
 void release(uintptr_t value) { s_released.push_back(value); }
 
 // Orders by tens: 21 and 25 are equal, yet not identical.
 int32_t by_tens(uintptr_t a, uintptr_t b) {
   s_compared.emplace_back(a, b);
+  if (s_countdown != 0 && --s_countdown == 0) s_change();
   return static_cast<int32_t>(a / 10) - static_cast<int32_t>(b / 10);
 }
 
@@ -180,6 +186,52 @@ TEST_F(Vector, SearchesCompareInThePromisedOrder) {
             (pairs{{29, 22}, {29, 11}, {29, 21}, {22, 29}, {23, 29}, {31, 29}, {NOT_FOUND, 9}}));
 }
 
+// Each comparison of each operation in turn moves the array, cuts it or empties the vector: no further one sees what isn't there.
+TEST_F(Vector, ComparisonsMayChangeIt) {
+  values full;
+  while (full.size() < 16) full.push_back(10 * (1 + full.size()));
+  struct row {
+    const char* name;
+    std::function<pask_status()> run;
+  };
+  const row changes[] = {
+      {"moves", [] { return pask_vector_set_min_size(s_vector, 50000); }},
+      {"clears", [] { return pask_vector_clear(s_vector); }},
+      {"cuts",
+       [&] {
+         pask_vector_handle tail = nullptr;
+         const pask_status status = pask_vector_split(s_vector, 1, &tail);
+         kept(tail);
+         return status;
+       }},
+  };
+  const row operations[] = {
+      {"sort", [] { return pask_vector_sort(s_vector, by_tens, 1); }},
+      {"add", [] { return pask_vector_add(s_vector, 85); }},
+      {"insert", [] { return pask_vector_insert(s_vector, 8, 85); }},
+      {"find", [] { return pask_vector_find(s_vector, 159, nullptr) & ~NOT_FOUND; }},
+      {"find_literal", [] { return pask_vector_find_literal(s_vector, 169, nullptr) & ~NOT_FOUND; }},
+  };
+  for (const row& operation : operations)
+    for (const row& change : changes)
+      for (size_t at = 1, changed = 1; changed != 0; ++at) {
+        SCOPED_TRACE(testing::Message() << operation.name << ", comparison " << at << " " << change.name);
+        s_vector = make(PASK_VECTOR_SORTED, by_tens, full);
+        EXPECT_EQ(operation.run(), 0u);
+        const values undisturbed = items_of(s_vector);
+        s_vector = make(PASK_VECTOR_SORTED, by_tens, full);
+        s_compared.clear();
+        changed = 0;
+        s_change = [&] { changed += change.run() == 0; };
+        s_countdown = at;
+        EXPECT_EQ(operation.run(), 0u);
+        s_countdown = 0;
+        for (const auto& [a, b] : s_compared) EXPECT_TRUE(a != 0 && a < 170 && b != 0 && b < 170);
+        EXPECT_TRUE(of(s_vector)->capacity != 50000 || items_of(s_vector) == undisturbed);
+        EXPECT_TRUE(&operation != operations || is_sorted(s_vector) == (of(s_vector)->count == 16));
+      }
+}
+
 TEST_F(Vector, ReleasesWhatItOwnsAndNoZero) {
   const pask_vector_handle vector = make(PASK_VECTOR_THREADSAFE, nullptr, {1, 0, 3, 4});
   EXPECT_EQ(pask_vector_deleteindex(vector, 1) | pask_vector_removeindex(vector, 0, nullptr), 0u);
@@ -206,7 +258,6 @@ TEST_F(Vector, SplitsAndMovesTheElements) {
   EXPECT_EQ(s_released, values{});
 }
 
-pask_vector_handle s_vector, s_out;
 uintptr_t s_last;
 values s_seen;
 
@@ -240,6 +291,41 @@ TEST_F(Vector, LockLetsThreadsAddAtOnceAndIsFreeWhenAnElementIsReleased) {
   EXPECT_EQ(of(s_vector)->count, 8000u);
   EXPECT_EQ(pask_vector_insert(s_vector, 0, 1) | pask_vector_deleteindex(s_vector, 0), 0u);
   EXPECT_TRUE(s_entered);
+}
+
+// Zeros, which aren't released.
+TEST_F(Vector, EachOperationWaitsForTheLock) {
+  const pask_vector_handle v = make(PASK_VECTOR_THREADSAFE, nullptr, values(50, 0));
+  uintptr_t value = 0;
+  uint32_t count = 0;
+  pask_vector_handle copy = nullptr, tail = nullptr;
+  const auto go_on = [](void*, uintptr_t) -> uint8_t { return 1; };
+  const std::vector<named_call> calls = {
+      {"add", [&] { pask_vector_add(v, 0); }},
+      {"insert", [&] { pask_vector_insert(v, 0, 0); }},
+      {"set_min_size", [&] { pask_vector_set_min_size(v, 99); }},
+      {"getindex", [&] { pask_vector_getindex(v, 0, &value); }},
+      {"removeindex", [&] { pask_vector_removeindex(v, 0, nullptr); }},
+      {"deleteindex", [&] { pask_vector_deleteindex(v, 0); }},
+      {"swapindex", [&] { pask_vector_swapindex(v, 0, 1); }},
+      {"count", [&] { pask_vector_count(v, &count); }},
+      {"sort", [&] { pask_vector_sort(v, nullptr, 0); }},
+      {"foreach", [&] { pask_vector_foreach(v, go_on, nullptr); }},
+      {"find", [&] { pask_vector_find(v, 0, nullptr); }},
+      {"find_literal", [&] { pask_vector_find_literal(v, 0, nullptr); }},
+      {"clear", [&] { pask_vector_clear(v); }},
+      {"copy", [&] { pask_vector_copy(v, nullptr, &copy); }},
+      {"split", [&] { pask_vector_split(v, 5, &tail); }},
+  };
+  EXPECT_EQ(pask_thread_critsec_enter(of(v)->lock), 0u);
+  EXPECT_EQ(through_lock(calls, [&] { pask_thread_critsec_leave(of(v)->lock); }), "");
+  kept(copy), kept(tail);
+  EXPECT_EQ(pask_vector_create(&s_out, PASK_VECTOR_THREADSAFE, nullptr, nullptr), 0u);
+  const pask_critsec_handle lock = of(s_out)->lock;
+  EXPECT_EQ(pask_thread_critsec_enter(lock), 0u);
+  EXPECT_EQ(through_lock({{"delete", [] { pask_vector_delete(s_out); }}}, [=] { pask_thread_critsec_leave(lock); }),
+            "");
+  s_out = nullptr;
 }
 
 #define CALL(operation, ...) [](pask_vector_handle v) { return pask_vector_##operation(v, __VA_ARGS__); }

@@ -43,8 +43,10 @@ TEST_F(Files, OpenByFlags) {
   for (const auto& [name, flags, status] : rows) EXPECT_EQ(open(name, flags), status) << name << " " << flags;
   EXPECT_EQ(pask_fs_shutdown(), 0u);
   EXPECT_EQ(open("old", 1), 0x90030007u);
-  close(files[6]);  // after the stop, and without a trace in the pool that starts again
+  close(files[6]);  // after the stop: counted out by the next start
+  EXPECT_EQ(g_fs_num_file_handles, 2u);
   EXPECT_EQ(pask_fs_initialize(), 0u);
+  EXPECT_EQ(g_fs_num_file_handles, 1u);
 }
 
 TEST_F(Files, NullAndForbiddenPathsAreRefused) {
@@ -166,6 +168,8 @@ TEST_F(Files, WholeFilesAndStandardStreams) {
   close(files[0]);
   EXPECT_STREQ(bytes, "abab");
   EXPECT_EQ(held(), "f");
+  ::close(0);
+  EXPECT_EQ(pask_fs_file_open(PASK_FS_STDIN, 0, 0, &files[0]), BAD_DESCRIPTOR);
   dup2(saved, 0), ::close(saved);
 }
 
@@ -187,6 +191,10 @@ TEST_F(Files, Copies) {
   velox_standin_memory_refuse(1, 0);
   EXPECT_EQ(pask_fs_file_copy(from.c_str(), to.c_str(), 0), NO_MEMORY);
   EXPECT_EQ(velox_standin_memory_refuse_end(), 1);
+  // A target that can't be opened isn't the copy's, and stays.
+  std::filesystem::create_directory(path("folder"));
+  EXPECT_EQ(pask_fs_file_copy(from.c_str(), path("folder").c_str(), 0), BAD_PATH);
+  EXPECT_TRUE(std::filesystem::exists(path("folder")));
   for (const auto& [name, there] : {std::pair{"from", 1}, {"to", 0}, {"", 0}, {"from/x", 0}})
     EXPECT_TRUE(pask_fs_file_exists(path(name).c_str(), &flag) == 0 && flag == there) << name;
 }

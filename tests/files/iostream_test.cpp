@@ -101,6 +101,7 @@ TEST(Iostream, ReadsEntirelyWithThePromisedGrowth) {
 pask_status told(void* word) { return *static_cast<pask_status*>(word); }
 pask_status no_bytes(void* word, void*, uint32_t, uint32_t* got) { return *got = 0, told(word); }
 pask_status take_half(void* word, const void*, uint32_t size, uint32_t* taken) { return *taken = size / 2, told(word); }
+pask_status take_more(void* word, const void*, uint32_t size, uint32_t* taken) { return *taken = size + 1, told(word); }
 
 TEST(Iostream, DoesWhatItsCallbacksCanAndRefusesTheRest) {
   pask_status told_word = 0;
@@ -125,6 +126,9 @@ TEST(Iostream, DoesWhatItsCallbacksCanAndRefusesTheRest) {
     EXPECT_EQ(taken, word ? 0u : 2u);
   }
   EXPECT_TRUE(!text && n == 0);
+  const stream greedy(0, {{}, take_more, {}, told, {}}, &told_word);
+  results(0, {pask_iostream_write(greedy, "12345", 5, &n), n - 5});
+  results(0, {pask_iostream_throughput(greedy, nullptr, &n), n - 5});
   results(0, {pask_iostream_throughput(writer, nullptr, &taken), pask_iostream_flush(reader), taken - 2});
 
   pask_iostream_handle out = nullptr;

@@ -14,7 +14,8 @@
 
 constexpr uint32_t READ_WRITE = 3, ANEW = READ_WRITE | PASK_FS_OPEN_CREATE | PASK_FS_OPEN_TRUNCATE;
 constexpr uint32_t INVALID = 0x90030001, NO_MEMORY = 0x90030002, NOT_FOUND = 0x90030041, EXISTS = 0x90030042,
-                   BAD_DESCRIPTOR = 0x90030045, BAD_PATH = 0x90030046, END_OF_FILE = 0x90030049, BEYOND = 0x90030051;
+                   BAD_DESCRIPTOR = 0x90030045, NO_DEVICE = 0x9003000b, OTHER = 0x9003003e, BAD_PATH = 0x90030046,
+                   END_OF_FILE = 0x90030049, BEYOND = 0x90030051;
 
 struct Scratch : testing::Test {
   Scratch() { EXPECT_TRUE(mkdtemp(folder) && pask_fs_initialize() == 0); }

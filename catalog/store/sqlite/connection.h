@@ -65,7 +65,10 @@ class statement {
   void bind_one(std::string_view value) {
     sqlite3_bind_text64(prepared_, ++bound_, value.data(), value.size(), SQLITE_STATIC, SQLITE_UTF8);
   }
-  void bind_one(bytes value) { sqlite3_bind_blob64(prepared_, ++bound_, value.data(), value.size(), SQLITE_STATIC); }
+  void bind_one(bytes value) {
+    const void* data = value.empty() ? "" : static_cast<const void*>(value.data());  // no bytes aren't NULL
+    sqlite3_bind_blob64(prepared_, ++bound_, data, value.size(), SQLITE_STATIC);
+  }
   void bind_one(float value) { sqlite3_bind_double(prepared_, ++bound_, static_cast<double>(value)); }
   void bind_one(const std::optional<int64_t>& value) {
     if (value) {

@@ -140,8 +140,10 @@ class looker {
   near_sounds hear(int64_t track) {
     near_sounds near;
     {
-      statement row = db_.prepared("SELECT nearest FROM sound WHERE track=? AND placed=1");
-      if (row.bind(track).step()) near = list_in(row, 0);
+      statement row = db_.prepared("SELECT nearest, " SONIC_COLUMNS " FROM sound s WHERE track=? AND placed=1");
+      if (!row.bind(track).step()) return near;
+      near = list_in(row, 0);
+      into_.hear(track, sonic_in(row, 1), {track, 1});  // nothing sounds more like it than itself
     }
     statement row = db_.prepared("SELECT track, " SONIC_COLUMNS " FROM sound s WHERE id=?");
     for (near_sound& each : near) {

@@ -1,0 +1,48 @@
+// A listener that tries to break out: it answers with what it could do.
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "sandbox.h"
+#include "wire.h"
+
+int main() {
+  velox::sound::give_up_rights();
+  char byte = 0;
+  iovec data = {&byte, 1};
+  alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))] = {};
+  msghdr message = {};
+  message.msg_iov = &data, message.msg_iovlen = 1, message.msg_control = control,
+  message.msg_controllen = sizeof control;
+  if (recvmsg(velox::sound::k_socket, &message, 0) <= 0) return 1;
+  int file = -1;
+  std::memcpy(&file, CMSG_DATA(CMSG_FIRSTHDR(&message)), sizeof file);
+
+  std::string could = read(file, &byte, 1) == 1 ? "read" : "not read";
+  if (open("/etc/hostname", O_RDONLY) >= 0) could += ", open";
+  if (open("/tmp/velox-prisoner", O_WRONLY | O_CREAT, 0600) >= 0) could += ", create";
+  if (socket(AF_INET, SOCK_STREAM, 0) >= 0) could += ", socket";
+  close(file);
+  if (socket(AF_INET, SOCK_STREAM, 0) >= 0) could += ", socket in the place of the file";
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+  if (void* const much = std::malloc(size_t{2} << 30)) could += ", 2 GB", std::free(much);
+#ifdef VELOX_HAVE_SECCOMP
+  if (open("/etc/hostname", O_RDONLY) >= 0) could += ", open in the place of the file";
+  if (const pid_t child = fork(); child == 0) {
+    _exit(0);
+  } else if (child > 0) {
+    could += ", fork";
+  }
+#endif
+#endif
+  velox::sound::answer told = {};
+  told.last = 1;
+  std::snprintf(told.why, sizeof told.why, "%s", could.c_str());
+  return send(velox::sound::k_socket, &told, sizeof told, 0) == sizeof told ? 0 : 1;
+}
