@@ -15,6 +15,7 @@
 int main() {
   velox::sound::give_up_rights();
   char byte = 0;
+  if (send(velox::sound::k_socket, &byte, 1, 0) != 1) return 1;
   iovec data = {&byte, 1};
   alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))] = {};
   msghdr message = {};
