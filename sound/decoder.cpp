@@ -105,16 +105,12 @@ class decoding {
   }
 
   void listen(int seconds) {
-    go_to_middle(seconds);
-    const owner<AVPacket, av_packet_free> packet(av_packet_alloc());
-    for (bool more = true; more && !full();) {
-      more = av_read_frame(format_.get(), packet.get()) >= 0;
-      if (!more || packet->stream_index == stream_->index) {
-        const int sent = avcodec_send_packet(codec_.get(), more ? packet.get() : nullptr);
-        if (sent == AVERROR(ENOMEM)) fail("its sound can't be decoded", sent);
-        receive();
-      }
-      av_packet_unref(packet.get());
+    seconds_ = seconds;
+    go_to_middle();
+    hear();
+    if (heard_ == 0 && from_ > 0) {  // it holds less than it says
+      go_to_beginning();
+      hear();
     }
     if (heard_ == 0) throw unheard("holds no sound that can be decoded");
     flush();
@@ -164,14 +160,34 @@ class decoding {
   }
 
   /** Where the length is known and seeking works; else the beginning is as good. */
-  void go_to_middle(int seconds) {
-    const int64_t whole = format_->duration, wanted = seconds * int64_t{AV_TIME_BASE};
-    seconds_ = seconds;
+  void go_to_middle() {
+    const int64_t whole = format_->duration, wanted = seconds_ * int64_t{AV_TIME_BASE};
     if (whole == AV_NOPTS_VALUE || whole <= wanted) return;
-    from_ = static_cast<double>(whole - wanted) / 2 / AV_TIME_BASE;
-    const int64_t at = (whole - wanted) / 2 + (format_->start_time == AV_NOPTS_VALUE ? 0 : format_->start_time);
-    if (av_seek_frame(format_.get(), -1, at, AVSEEK_FLAG_BACKWARD) < 0) from_ = 0;
-    if (format_->start_time != AV_NOPTS_VALUE) from_ += static_cast<double>(format_->start_time) / AV_TIME_BASE;
+    const int64_t at = begin_time() + (whole - wanted) / 2;
+    if (seek(at)) from_ = static_cast<double>(at) / AV_TIME_BASE;
+  }
+
+  void go_to_beginning() {
+    from_ = 0;
+    avcodec_flush_buffers(codec_.get());
+    seek(begin_time());
+  }
+
+  int64_t begin_time() const { return format_->start_time == AV_NOPTS_VALUE ? 0 : format_->start_time; }
+  bool seek(int64_t to) { return av_seek_frame(format_.get(), -1, to, AVSEEK_FLAG_BACKWARD) >= 0; }
+
+  void hear() {
+    const owner<AVPacket, av_packet_free> packet(av_packet_alloc());
+    if (!packet) throw std::bad_alloc();
+    for (bool more = true; more && !full();) {
+      more = av_read_frame(format_.get(), packet.get()) >= 0;
+      if (!more || packet->stream_index == stream_->index) {
+        const int sent = avcodec_send_packet(codec_.get(), more ? packet.get() : nullptr);
+        if (sent == AVERROR(ENOMEM)) fail("its sound can't be decoded", sent);
+        receive();
+      }
+      av_packet_unref(packet.get());
+    }
   }
 
   void receive() {

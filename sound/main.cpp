@@ -57,6 +57,8 @@ int main() {
     return 2;
   }
   give_up_rights();
+  const char ready = 0;
+  if (send(k_socket, &ready, sizeof ready, MSG_NOSIGNAL) != sizeof ready) return 1;
   for (int files = 0; files < k_most_files; ++files) {
     const int file = receive();
     if (file < 0) break;

@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <initializer_list>
 
 #ifdef VELOX_HAVE_SECCOMP
 #include <seccomp.h>
@@ -29,48 +30,55 @@ void limit(int what, rlim_t most) {
 }
 
 #if defined(VELOX_HAVE_SECCOMP) && !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
-void allow_calls_of_decoding() {
-  const int allowed[] = {SCMP_SYS(read),
-                         SCMP_SYS(readv),
-                         SCMP_SYS(pread64),
-                         SCMP_SYS(lseek),
-                         SCMP_SYS(_llseek),
-                         SCMP_SYS(fstat),
-                         SCMP_SYS(fstat64),
-                         SCMP_SYS(newfstatat),
-                         SCMP_SYS(close),
-                         SCMP_SYS(recvmsg),
-                         SCMP_SYS(sendmsg),
-                         SCMP_SYS(sendto),
-                         SCMP_SYS(mmap),
-                         SCMP_SYS(mmap2),
-                         SCMP_SYS(munmap),
-                         SCMP_SYS(mremap),
-                         SCMP_SYS(mprotect),
-                         SCMP_SYS(madvise),
-                         SCMP_SYS(brk),
-                         SCMP_SYS(futex),
-                         SCMP_SYS(clock_gettime),
-                         SCMP_SYS(gettimeofday),
-                         SCMP_SYS(getrandom),
-                         SCMP_SYS(rt_sigreturn),
-                         SCMP_SYS(rt_sigprocmask),
-                         SCMP_SYS(restart_syscall),
-                         SCMP_SYS(getpid),
-                         SCMP_SYS(gettid),
-                         SCMP_SYS(tgkill),
-                         SCMP_SYS(sched_getaffinity),
-                         SCMP_SYS(exit),
-                         SCMP_SYS(exit_group)};
-  scmp_filter_ctx filter = seccomp_init(SCMP_ACT_ERRNO(EPERM));
-  if (!filter) return;
+constexpr scmp_datum_t k_executable = PROT_EXEC;
+
+/** What decoding and answering need; each may be bound to a value of its arguments. */
+bool allow_calls_of_decoding(scmp_filter_ctx filter) {
+  const int free_calls[] = {SCMP_SYS(read),
+                            SCMP_SYS(pread64),
+                            SCMP_SYS(lseek),
+                            SCMP_SYS(_llseek),
+                            SCMP_SYS(fstat),
+                            SCMP_SYS(fstat64),
+                            SCMP_SYS(newfstatat),
+                            SCMP_SYS(close),
+                            SCMP_SYS(recvmsg),
+                            SCMP_SYS(send),
+                            SCMP_SYS(sendto),
+                            SCMP_SYS(munmap),
+                            SCMP_SYS(mremap),
+                            SCMP_SYS(madvise),
+                            SCMP_SYS(brk),
+                            SCMP_SYS(futex),
+                            SCMP_SYS(clock_gettime),
+                            SCMP_SYS(gettimeofday),
+                            SCMP_SYS(getrandom),
+                            SCMP_SYS(rt_sigreturn),
+                            SCMP_SYS(rt_sigprocmask),
+                            SCMP_SYS(restart_syscall),
+                            SCMP_SYS(getpid),
+                            SCMP_SYS(gettid),
+                            SCMP_SYS(sched_getaffinity),
+                            SCMP_SYS(exit),
+                            SCMP_SYS(exit_group)};
   bool whole = true;
-  for (const int call : allowed) whole = seccomp_rule_add(filter, SCMP_ACT_ALLOW, call, 0) == 0 && whole;
-  if (whole) seccomp_load(filter);
+  for (const int call : free_calls) whole = seccomp_rule_add(filter, SCMP_ACT_ALLOW, call, 0) == 0 && whole;
+  // Memory never becomes code, and a signal reaches nobody but the process itself: abort() sends one.
+  for (const int call : {SCMP_SYS(mmap), SCMP_SYS(mmap2), SCMP_SYS(mprotect)})
+    whole = seccomp_rule_add(filter, SCMP_ACT_ALLOW, call, 1, SCMP_A2_64(SCMP_CMP_MASKED_EQ, k_executable, 0)) == 0 &&
+            whole;
+  const auto self = static_cast<scmp_datum_t>(getpid());
+  return seccomp_rule_add(filter, SCMP_ACT_ALLOW, SCMP_SYS(tgkill), 1, SCMP_A0_64(SCMP_CMP_EQ, self)) == 0 && whole;
+}
+
+void filter_calls() {
+  const scmp_filter_ctx filter = seccomp_init(SCMP_ACT_ERRNO(EPERM));
+  if (!filter) return;
+  if (allow_calls_of_decoding(filter)) seccomp_load(filter);
   seccomp_release(filter);
 }
 #else
-void allow_calls_of_decoding() {}
+void filter_calls() {}
 #endif
 
 }  // namespace
@@ -82,10 +90,11 @@ void give_up_rights() {
   limit(RLIMIT_CORE, 0);
   limit(RLIMIT_FSIZE, 0);
   limit(RLIMIT_NOFILE, k_socket + 2);
+  limit(RLIMIT_NPROC, 0);  // which holds for anybody but root
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
   limit(RLIMIT_AS, k_memory);
 #endif
-  allow_calls_of_decoding();
+  filter_calls();
 }
 
 }  // namespace velox::sound

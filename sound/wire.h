@@ -1,5 +1,5 @@
-// What goes between a scan and a process that listens for it, over a socket that keeps messages whole: a byte with the descriptor
-// of a file one way, this record the other way.
+// What goes between a scan and a process that listens for it, over a socket that keeps messages whole: the listener sends a byte when it
+// is ready; then a byte with the descriptor of a file goes one way, a record the other way, in turns.
 #ifndef VELOX_SOUND_WIRE_H
 #define VELOX_SOUND_WIRE_H
 

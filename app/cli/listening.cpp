@@ -21,6 +21,8 @@ using std::chrono::seconds;
 constexpr uint32_t asked_at_once = 256;
 constexpr seconds between_settling{10};
 constexpr seconds between_looks{1};
+constexpr seconds patience{60};       // with a file, while each core has one
+constexpr uint64_t most_unread = 10;  // that are told by name: a disk that isn't there has many
 
 /** "1:03". */
 std::string length_of(seconds time) {
@@ -29,14 +31,13 @@ std::string length_of(seconds time) {
   return std::to_string(all / 60) + (rest.size() < 2 ? ":0" : ":") + rest;
 }
 
+size_t cores() { return std::max(std::thread::hardware_concurrency(), 1u); }
+
 class listening {
  public:
-  listening(velox_catalog_handle catalog, std::string program, size_t jobs)
-      : catalog_(catalog), workers_(std::move(program), jobs) {
-    velox_catalog_sound_counts counts = {};
-    check(velox_catalog_sound_count(catalog, &counts));
-    all_ = counts.unheard;
-  }
+  /** `all` files are waiting. */
+  listening(velox_catalog_handle catalog, std::string program, size_t jobs, uint64_t all)
+      : catalog_(catalog), workers_(std::move(program), jobs, patience * ((jobs + cores() - 1) / cores())), all_(all) {}
 
   uint64_t run() {
     while (!interrupted()) {
@@ -50,6 +51,8 @@ class listening {
       if (clock::now() - settled_ >= between_settling) settle();
     }
     if (!interrupted()) settle();
+    line_.clear();
+    if (unread_ > most_unread) tell(std::to_string(unread_ - most_unread) + " more files can't be read just now");
     return failed_;
   }
 
@@ -71,15 +74,20 @@ class listening {
   void keep(const sound_outcome& outcome) {
     ++done_;
     std::string why = outcome.why;
-    if (why.empty() && velox_catalog_sound_put(catalog_, outcome.of.track, outcome.of.content, &outcome.sound,
-                                               nullptr) == VELOX_STANDIN_ERR_INVALID_ARG)
+    if (why.empty()) {
+      const pask_status status = put(outcome, &outcome.sound, nullptr);
+      if (status != VELOX_STANDIN_ERR_INVALID_ARG) return check(status);
       why = "can't be listened to: what was heard makes no sense";
-    if (why.empty()) return;
+    }
     ++failed_;
+    if (!outcome.may_change) check(put(outcome, nullptr, why.c_str()));
+    if (outcome.may_change && ++unread_ > most_unread) return;
     line_.clear();
     tell(outcome.of.path + ": " + why);
-    if (!outcome.may_change)
-      check(velox_catalog_sound_put(catalog_, outcome.of.track, outcome.of.content, nullptr, why.c_str()));
+  }
+
+  pask_status put(const sound_outcome& outcome, const velox_sound* sound, const char* why) const {
+    return velox_catalog_sound_put(catalog_, outcome.of.track, outcome.of.content, sound, why);
   }
 
   void settle() {
@@ -112,7 +120,7 @@ class listening {
   sound_workers workers_;
   progress_line line_;
   std::deque<sound_task> waiting_;
-  uint64_t after_ = 0, all_ = 0, done_ = 0, failed_ = 0;
+  uint64_t all_, after_ = 0, done_ = 0, failed_ = 0, unread_ = 0;
   bool asked_all_ = false;
   clock::time_point began_ = clock::now(), settled_ = began_;
 };
@@ -120,12 +128,14 @@ class listening {
 }  // namespace
 
 uint64_t listen(velox_catalog_handle catalog, size_t jobs) {
+  velox_catalog_sound_counts counts = {};
+  check(velox_catalog_sound_count(catalog, &counts));
   const std::string program = sound_program();
-  if (program.empty()) {
+  if (program.empty() && counts.unheard > 0) {
     tell("nobody listens to the music: cadenz-analyse isn't installed", "scan with --no-sound not to be told of it");
     return 0;
   }
-  return listening(catalog, program, jobs > 0 ? jobs : std::max(std::thread::hardware_concurrency(), 1u)).run();
+  return listening(catalog, program, jobs > 0 ? jobs : cores(), counts.unheard).run();
 }
 
 }  // namespace app

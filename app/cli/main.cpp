@@ -101,7 +101,7 @@ void add_scan(CLI::App& program, command_line& line) {
       ->type_name("");
   command->add_flag("--no-sound", line.scan.no_sound, "Don't listen to the music");
   command->add_option("--jobs", line.scan.jobs, "Listen to so many files at once (as many as there are cores)")
-      ->check(whole_number(1, 1024))
+      ->check(whole_number(1, 256))
       ->type_name("N");
   command
       ->add_option("--shortest", line.scan.shortest,

@@ -80,6 +80,18 @@ class beginnings {
   posix_spawnattr_t attributes_;
 };
 
+/** Whether a process ended by what it did itself: a signal that a person, a shutdown or a system without memory sends says nothing
+ *  of the file that it had. */
+bool ended_itself(int status) {
+  if (!WIFSIGNALED(status)) return true;
+  constexpr int of_others[] = {SIGKILL, SIGTERM, SIGINT, SIGHUP, SIGQUIT};
+  return std::ranges::find(of_others, WTERMSIG(status)) == std::end(of_others);
+}
+
+std::string words_of(int status) {
+  return WIFSIGNALED(status) ? strsignal(WTERMSIG(status)) : "exit status " + std::to_string(WEXITSTATUS(status));
+}
+
 }  // namespace
 
 sound_workers::sound_workers(std::string program, size_t jobs, std::chrono::milliseconds patience)
@@ -106,9 +118,14 @@ void sound_workers::start(worker& of) const {
   if (error != 0) {
     ::close(ends[0]);
     of.process = 0;
-    throw failure(program_ + " can't be started: " + std::strerror(error), "scan with --no-sound, or install it again");
+    fail(std::string("can't be started: ") + std::strerror(error));
   }
   of.socket = ends[0];
+  of.ready = false;
+}
+
+void sound_workers::fail(const std::string& what) const {
+  throw failure(program_ + ' ' + what, "scan with --no-sound, or install it again");
 }
 
 bool sound_workers::send(worker& to, int file) {
@@ -124,16 +141,16 @@ bool sound_workers::send(worker& to, int file) {
   return ::sendmsg(to.socket, &message, MSG_NOSIGNAL) == 1;
 }
 
-/** Ends a process, and tells how it went if it had ended by itself. */
-std::string sound_workers::end(worker& of) {
-  if (of.process == 0) return {};
+/** Ends a process, and tells its status, which is that of its own end if it had come to one. */
+int sound_workers::end(worker& of) {
+  if (of.process == 0) return 0;
   ::close(std::exchange(of.socket, -1));
   ::kill(of.process, SIGKILL);
   int status = 0;
   while (::waitpid(of.process, &status, 0) < 0 && errno == EINTR) continue;
   of.process = 0;
   of.busy = false;
-  return WIFSIGNALED(status) ? std::string(" (") + strsignal(WTERMSIG(status)) + ")" : std::string();
+  return status;
 }
 
 void sound_workers::give(sound_task task) {
@@ -147,8 +164,7 @@ void sound_workers::give(sound_task task) {
   if (!send(to, file.number)) {  // it had done its share, and ended
     end(to);
     start(to);
-    if (!send(to, file.number))
-      throw failure(program_ + " doesn't answer", "scan with --no-sound, or install it again");
+    if (!send(to, file.number)) fail("doesn't listen: " + words_of(end(to)));
   }
   to.busy = true;
   to.task = std::move(task);
@@ -171,7 +187,7 @@ std::vector<sound_outcome> sound_workers::wait(std::chrono::milliseconds most) {
   if (::poll(places.data(), places.size(), static_cast<int>(std::max<int64_t>(left, 0))) < 0) return outcomes;
   for (size_t i = 0; i < busy.size(); ++i) {
     if (places[i].revents != 0) {
-      outcomes.push_back(take(*busy[i]));
+      if (std::optional<sound_outcome> outcome = take(*busy[i])) outcomes.push_back(std::move(*outcome));
     } else if (clock::now() - busy[i]->since >= patience_) {
       outcomes.push_back(give_up(*busy[i]));
     }
@@ -179,9 +195,16 @@ std::vector<sound_outcome> sound_workers::wait(std::chrono::milliseconds most) {
   return outcomes;
 }
 
-sound_outcome sound_workers::take(worker& from) const {
+/** Nothing when all that it said is that it is ready. */
+std::optional<sound_outcome> sound_workers::take(worker& from) const {
   answer got = {};
   const ssize_t size = ::recv(from.socket, &got, sizeof got, MSG_DONTWAIT);
+  const bool untaken = size < 0 && errno == ECONNRESET;
+  if (size == 1 && !from.ready) {
+    from.ready = true;
+    return std::nullopt;
+  }
+  if (!from.ready) fail("ends before it listens: " + words_of(end(from)));
   sound_outcome outcome{std::move(from.task), {}, {}};
   from.busy = false;
   if (size == sizeof got) {
@@ -190,16 +213,20 @@ sound_outcome sound_workers::take(worker& from) const {
     if (got.last) end(from);
     return outcome;
   }
-  outcome.why = "can't be listened to: it crashes the decoder" + end(from);
+  const int status = end(from);
+  outcome.why = size > 0 ? "can't be listened to: the decoder goes astray"
+                         : "can't be listened to: it crashes the decoder (" + words_of(status) + ")";
+  outcome.may_change = untaken || (size <= 0 && !ended_itself(status));
   return outcome;
 }
 
 sound_outcome sound_workers::give_up(worker& of) const {
-  sound_outcome outcome{std::move(of.task), {}, {}};
   end(of);
-  outcome.why = "can't be listened to: the decoder didn't come to an end in " +
-                std::to_string(std::chrono::ceil<std::chrono::seconds>(patience_).count()) + " s";
-  return outcome;
+  const auto patience = std::chrono::ceil<std::chrono::seconds>(patience_).count();
+  if (!of.ready) fail("doesn't begin to listen within " + std::to_string(patience) + " s");
+  return {std::move(of.task),
+          {},
+          "can't be listened to: the decoder didn't come to an end within " + std::to_string(patience) + " s"};
 }
 
 std::string sound_program() {

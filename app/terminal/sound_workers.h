@@ -7,6 +7,7 @@
 #include <velox/velox_sound.h>
 
 #include <chrono>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -22,7 +23,7 @@ struct sound_outcome {
   sound_task of;
   velox_sound sound;  // where `why` is empty
   std::string why;
-  bool may_change = false;  // the file couldn't even be given: another time it may
+  bool may_change = false;  // that isn't the file's doing: another time it may go well
 };
 
 class sound_workers {
@@ -38,21 +39,24 @@ class sound_workers {
   bool is_busy() const;
   /** There is room. Throws when no process can be started. */
   void give(sound_task task);
-  /** What has come of files that were given, as soon as there is something; nothing when a signal came first. */
+  /** What has come of files that were given, as soon as there is something; nothing when a signal came first. Throws when a process
+   *  ends before it has begun. */
   std::vector<sound_outcome> wait(std::chrono::milliseconds most);
 
  private:
   struct worker {
     pid_t process = 0;  // 0: none yet
     int socket = -1;
+    bool ready = false;  // it has begun as it should; what happens from then on comes from files
     bool busy = false;
     sound_task task = {};
     std::chrono::steady_clock::time_point since = {};
   };
   void start(worker& of) const;
   static bool send(worker& to, int file);
-  static std::string end(worker& of);
-  sound_outcome take(worker& from) const;
+  static int end(worker& of);
+  [[noreturn]] void fail(const std::string& what) const;
+  std::optional<sound_outcome> take(worker& from) const;
   sound_outcome give_up(worker& of) const;
 
   const std::string program_;

@@ -136,7 +136,7 @@ TEST_F(Analysis, TakesWhatIsOddAndRefusesWhatIsNoSound) {
   }
 }
 
-/** The middle is what is listened to. */
+/** The middle is what is listened to, or what there is of a file that promises more. */
 TEST_F(Analysis, ListensToTheMiddle) {
   samples all = tone(100, 300, 0.3);
   const samples middle = tone(200, 3000, 0.3);
@@ -146,6 +146,9 @@ TEST_F(Analysis, ListensToTheMiddle) {
   ASSERT_TRUE(convert(path("long.wav"), "-b:a 64k", path("long.opus")));
   for (const char* name : {"long.wav", "long.opus"})
     EXPECT_NEAR(static_cast<double>(hear(path(name)).brightness), 3000, 250) << name;
+  ASSERT_TRUE(convert(path("long.wav"), "-t 360", path("cut.flac")));
+  fs::resize_file(path("cut.flac"), fs::file_size(path("cut.flac")) / 10);
+  EXPECT_NEAR(static_cast<double>(hear(path("cut.flac")).brightness), 300, 50);
 }
 
 TEST_F(Analysis, HearsTheSameInAnotherForm) {
