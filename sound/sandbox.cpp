@@ -21,7 +21,7 @@
 namespace velox::sound {
 namespace {
 
-// A sanitizer takes up terabytes of addresses, and makes calls of its own.
+// A sanitizer takes up terabytes of addresses, opens files of the system, and makes calls of its own.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr bool k_sanitized = true;
 #else
@@ -94,9 +94,9 @@ void give_up_rights() {
   if (nice(k_niceness) == -1) errno = 0;  // it runs all the same
   limit(RLIMIT_CORE, 0);
   limit(RLIMIT_FSIZE, 0);
-  limit(RLIMIT_NOFILE, k_socket + 2);
   limit(RLIMIT_NPROC, 0);  // which holds for anybody but root
   if (k_sanitized) return;
+  limit(RLIMIT_NOFILE, k_socket + 2);
   limit(RLIMIT_AS, k_memory);
   filter_calls();
 }
