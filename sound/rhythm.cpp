@@ -2,6 +2,7 @@
 // times that are likely, the one whose multiples fit best.
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
 
 #include "sides.h"
 
@@ -11,8 +12,10 @@ namespace {
 constexpr double k_slowest = 40, k_fastest = 220, k_usual = 110; /* beats a minute */
 constexpr double k_spread = 1.0;                                 /* octaves around the usual tempo */
 constexpr int k_multiples = 4, k_fine_multiples = 8;
+constexpr float k_masked = 13.8f;                              /* 60 dB below the strongest band: nobody hears that */
 constexpr double k_local_seconds = 0.5;                        /* an onset stands out of what is this near */
-constexpr double k_least_beat = 0.04, k_least_over_chance = 2; /* of a correlation that is called a beat */
+constexpr double k_least_beat = 0.04, k_least_over_chance = 3; /* of a correlation that is called a beat */
+constexpr float k_least_onsets = 0.2f;                         /* a second: with less, nothing sets in */
 constexpr double k_shortest_pulse = 0.25, k_longest_pulse = 2; /* seconds */
 
 /** The onsets without what goes on around them. */
@@ -54,6 +57,21 @@ std::vector<double> correlations(const std::vector<float>& series, size_t lags) 
   return made;
 }
 
+/** The correlations that the series would have if each onset were spread over three frames: those of a beat between two lags count for
+ *  both, and no period is preferred because it is a whole number of frames. */
+std::vector<double> spread(const std::vector<double>& alike) {
+  const auto of = [&](size_t lag, int off) {
+    const auto place = static_cast<size_t>(std::abs(static_cast<ptrdiff_t>(lag) + off));
+    return place < alike.size() ? alike[place] : 0;
+  };
+  std::vector<double> made(alike.size());
+  for (size_t lag = 0; lag < alike.size(); ++lag)
+    made[lag] = 6 * of(lag, 0) + 4 * (of(lag, -1) + of(lag, 1)) + of(lag, -2) + of(lag, 2);
+  const double whole = made[0];
+  for (double& each : made) each = whole > 1e-12 ? each / whole : 0;
+  return made;
+}
+
 double at(const std::vector<double>& series, double place) {
   const auto first = static_cast<size_t>(place);
   if (first + 1 >= series.size()) return 0;
@@ -73,11 +91,14 @@ double fit(const std::vector<double>& alike, double period, int most) {
 }  // namespace
 
 void rhythm::add(std::span<const float, k_bands> logs) {
+  std::array<float, k_bands> heard;
+  const float quietest = *std::max_element(logs.begin(), logs.end()) - k_masked;
   float grown = 0;
+  for (size_t i = 0; i < k_bands; ++i) heard[i] = std::max(logs[i], quietest);
   if (!onsets_.empty()) {
-    for (size_t i = 0; i < k_bands; ++i) grown += std::max(logs[i] - before_[i], 0.0f);
+    for (size_t i = 0; i < k_bands; ++i) grown += std::max(heard[i] - std::max(before_[i], quietest), 0.0f);
   }
-  std::copy(logs.begin(), logs.end(), before_.begin());
+  before_ = heard;
   onsets_.push_back(grown / k_bands);
 }
 
@@ -94,18 +115,20 @@ void rhythm::tell(velox_sound& to) const {
   for (int i = 0; i < VELOX_SOUND_PULSES; ++i)
     to.pulse[i] = static_cast<float>(at(alike, k_shortest_pulse * std::pow(ratio, i) * rate_));
 
+  if (to.onsets < k_least_onsets) return;
+  const std::vector<double> beats = spread(alike);
   double best = 0, period = 0;
   for (double tempo = k_slowest; tempo <= k_fastest; tempo *= 1.005) {
     const double far = std::log2(tempo / k_usual) / k_spread;
-    const double fits = fit(alike, 60 / tempo * rate_, k_multiples) * std::exp(-far * far / 2);
+    const double fits = fit(beats, 60 / tempo * rate_, k_multiples) * std::exp(-far * far / 2);
     if (fits > best) best = fits, period = 60 / tempo * rate_;
   }
-  const double beat = period > 0 ? fit(alike, period, k_multiples) : 0;
+  const double beat = period > 0 ? fit(beats, period, k_multiples) : 0;
   // Of few frames some are alike by chance.
   if (beat < std::max(k_least_beat, k_least_over_chance / std::sqrt(static_cast<double>(peaks.size())))) return;
   double finest = 0, fine = period;
   for (double each = period * 0.98; each <= period * 1.02; each *= 1.0005) {
-    const double fits = fit(alike, each, k_fine_multiples);
+    const double fits = fit(beats, each, k_fine_multiples);
     if (fits > finest) finest = fits, fine = each;
   }
   to.tempo = static_cast<float>(60 * rate_ / fine);

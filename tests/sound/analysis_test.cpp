@@ -80,6 +80,7 @@ TEST_F(Analysis, FindsTheBeat) {
   EXPECT_EQ(hear(noise(10, 0.3)).tempo, 0) << "nothing repeats";
   const velox_sound even = hear(clicks(20, 120)), still = hear(tone(10, 440, 0.3));
   EXPECT_GT(even.regularity, 0.5);
+  EXPECT_EQ(still.tempo, 0) << "nothing sets in";
   EXPECT_GT(even.onsets, 4 * still.onsets);
   EXPECT_GT(even.energy, still.energy);
 }
