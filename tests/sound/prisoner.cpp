@@ -9,7 +9,6 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <string>
 
 #include "sandbox.h"
@@ -20,14 +19,8 @@ int main() {
   velox::sound::give_up_rights();
   char byte = 0;
   if (send(velox::sound::k_socket, &byte, 1, 0) != 1) return 1;
-  iovec data = {&byte, 1};
-  alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))] = {};
-  msghdr message = {};
-  message.msg_iov = &data, message.msg_iovlen = 1, message.msg_control = control,
-  message.msg_controllen = sizeof control;
-  if (recvmsg(velox::sound::k_socket, &message, 0) <= 0) return 1;
-  int file = -1;
-  std::memcpy(&file, CMSG_DATA(CMSG_FIRSTHDR(&message)), sizeof file);
+  const int file = velox::sound::file_message().receive(velox::sound::k_socket);
+  if (file < 0) return 1;
 
   std::string could = read(file, &byte, 1) == 1 ? "read" : "not read";
   if (open("/etc/hostname", O_RDONLY) >= 0) could += ", open";
