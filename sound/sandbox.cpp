@@ -21,6 +21,13 @@
 namespace velox::sound {
 namespace {
 
+// A sanitizer takes up terabytes of addresses, and makes calls of its own.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool k_sanitized = true;
+#else
+constexpr bool k_sanitized = false;
+#endif
+
 constexpr rlim_t k_memory = rlim_t{1} << 30;
 constexpr int k_niceness = 10;
 
@@ -29,9 +36,7 @@ void limit(int what, rlim_t most) {
   setrlimit(what, &both);
 }
 
-#if defined(VELOX_HAVE_SECCOMP) && !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
-constexpr scmp_datum_t k_executable = PROT_EXEC;
-
+#ifdef VELOX_HAVE_SECCOMP
 /** What decoding and answering need; each may be bound to a value of its arguments. */
 bool allow_calls_of_decoding(scmp_filter_ctx filter) {
   const int free_calls[] = {SCMP_SYS(read),
@@ -64,11 +69,11 @@ bool allow_calls_of_decoding(scmp_filter_ctx filter) {
   bool whole = true;
   for (const int call : free_calls) whole = seccomp_rule_add(filter, SCMP_ACT_ALLOW, call, 0) == 0 && whole;
   // Memory never becomes code, and a signal reaches nobody but the process itself: abort() sends one.
+  const scmp_arg_cmp no_code = {2, SCMP_CMP_MASKED_EQ, PROT_EXEC, 0};
   for (const int call : {SCMP_SYS(mmap), SCMP_SYS(mmap2), SCMP_SYS(mprotect)})
-    whole = seccomp_rule_add(filter, SCMP_ACT_ALLOW, call, 1, SCMP_A2_64(SCMP_CMP_MASKED_EQ, k_executable, 0)) == 0 &&
-            whole;
-  const auto self = static_cast<scmp_datum_t>(getpid());
-  return seccomp_rule_add(filter, SCMP_ACT_ALLOW, SCMP_SYS(tgkill), 1, SCMP_A0_64(SCMP_CMP_EQ, self)) == 0 && whole;
+    whole = seccomp_rule_add_array(filter, SCMP_ACT_ALLOW, call, 1, &no_code) == 0 && whole;
+  const scmp_arg_cmp itself = {0, SCMP_CMP_EQ, static_cast<scmp_datum_t>(getpid()), 0};
+  return seccomp_rule_add_array(filter, SCMP_ACT_ALLOW, SCMP_SYS(tgkill), 1, &itself) == 0 && whole;
 }
 
 void filter_calls() {
@@ -91,9 +96,8 @@ void give_up_rights() {
   limit(RLIMIT_FSIZE, 0);
   limit(RLIMIT_NOFILE, k_socket + 2);
   limit(RLIMIT_NPROC, 0);  // which holds for anybody but root
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+  if (k_sanitized) return;
   limit(RLIMIT_AS, k_memory);
-#endif
   filter_calls();
 }
 
