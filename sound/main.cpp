@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <cstdio>
-#include <cstring>
 #include <new>
 
 #include "analysis.h"
@@ -16,22 +15,6 @@ using namespace velox::sound;
 namespace {
 
 constexpr int k_most_files = 500; /* then a fresh process goes on: what a decoder leaks doesn't add up */
-
-/** The descriptor of the next file; -1 when there is none. */
-int receive() {
-  char byte = 0;
-  iovec data = {&byte, 1};
-  alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))] = {};
-  msghdr message = {};
-  message.msg_iov = &data, message.msg_iovlen = 1;
-  message.msg_control = control, message.msg_controllen = sizeof control;
-  if (recvmsg(k_socket, &message, 0) <= 0) return -1;
-  const cmsghdr* const head = CMSG_FIRSTHDR(&message);
-  if (!head || head->cmsg_type != SCM_RIGHTS) return -1;
-  int file = -1;
-  std::memcpy(&file, CMSG_DATA(head), sizeof file);
-  return file;
-}
 
 answer listen_to(int file, bool last) {
   answer made = {};
@@ -60,7 +43,7 @@ int main() {
   const char ready = 0;
   if (send(k_socket, &ready, sizeof ready, MSG_NOSIGNAL) != sizeof ready) return 1;
   for (int files = 0; files < k_most_files; ++files) {
-    const int file = receive();
+    const int file = file_message().receive(k_socket);
     if (file < 0) break;
     const answer made = listen_to(file, files + 1 == k_most_files);
     close(file);

@@ -128,19 +128,6 @@ void sound_workers::fail(const std::string& what) const {
   throw failure(program_ + ' ' + what, "scan with --no-sound, or install it again");
 }
 
-bool sound_workers::send(worker& to, int file) {
-  char byte = 0;
-  iovec data = {&byte, 1};
-  alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))] = {};
-  msghdr message = {};
-  message.msg_iov = &data, message.msg_iovlen = 1;
-  message.msg_control = control, message.msg_controllen = sizeof control;
-  cmsghdr* const head = CMSG_FIRSTHDR(&message);
-  head->cmsg_level = SOL_SOCKET, head->cmsg_type = SCM_RIGHTS, head->cmsg_len = CMSG_LEN(sizeof(int));
-  std::memcpy(CMSG_DATA(head), &file, sizeof file);
-  return ::sendmsg(to.socket, &message, MSG_NOSIGNAL) == 1;
-}
-
 /** Ends a process, and tells its status, which is that of its own end if it had come to one. */
 int sound_workers::end(worker& of) {
   if (of.process == 0) return 0;
@@ -161,10 +148,10 @@ void sound_workers::give(sound_task task) {
   }
   worker& to = *std::ranges::find_if(workers_, [](const worker& each) { return !each.busy; });
   if (to.process == 0) start(to);
-  if (!send(to, file.number)) {  // it had done its share, and ended
+  if (!velox::sound::file_message().send(to.socket, file.number)) {  // it had done its share, and ended
     end(to);
     start(to);
-    if (!send(to, file.number)) fail("doesn't listen: " + words_of(end(to)));
+    if (!velox::sound::file_message().send(to.socket, file.number)) fail("doesn't listen: " + words_of(end(to)));
   }
   to.busy = true;
   to.task = std::move(task);

@@ -53,7 +53,6 @@ class sound_workers {
     std::chrono::steady_clock::time_point since = {};
   };
   void start(worker& of) const;
-  static bool send(worker& to, int file);
   static int end(worker& of);
   [[noreturn]] void fail(const std::string& what) const;
   std::optional<sound_outcome> take(worker& from) const;

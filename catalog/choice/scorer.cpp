@@ -12,7 +12,9 @@ namespace {
 constexpr float k_mood_weight = 0.6f; /* against a genre */
 constexpr float k_chance = 0.03f;     /* sets apart what is equally good, differently for each request */
 constexpr float k_all_seeds = 0.1f;   /* what is near to several seeds counts a little more */
-constexpr float k_avoided = 0.6f;     /* taken off the similarity of what sounds just like what was disliked */
+constexpr float k_share_of_tags =
+    0.8f;                         /* for a seed whose sound is known: what is left tells apart what has the same tags */
+constexpr float k_avoided = 0.6f; /* taken off the similarity of what sounds just like what was disliked */
 constexpr float k_popularity_unset = 0.08f, k_popularity_set = 0.35f;
 
 }  // namespace
@@ -96,7 +98,8 @@ static float similarity_of(const pairing& with) {
       left *= 1 - near;
     }
   }
-  return 1 - (1 - std::min(sum, 1.0f)) * left;
+  const float tags = std::min(sum, 1.0f) * (with.with.sounds.empty() ? 1 : k_share_of_tags);
+  return 1 - (1 - tags) * left;
 }
 
 scored scorer::score(uint32_t place) {

@@ -303,7 +303,7 @@ TEST_F(Stations, AnOlderCatalogueIsBroughtUp) {
   for (const char* sql :
        {"DROP TABLE station", "DROP TABLE station_event", "DROP TABLE station_datum", "DROP TABLE station_setting",
         "DROP TABLE station_verdict", "DROP TABLE duplicate", "DROP TABLE sound", "DROP TABLE sound_record",
-        "DROP TABLE sound_layer", "DROP TABLE sound_gone",
+        "DROP TABLE sound_list", "DROP TABLE sound_gone",
         "DELETE FROM total WHERE name IN ('sounds', 'settled', 'settled_last', 'shortest')", "DROP INDEX track_digest",
         "ALTER TABLE track DROP COLUMN digest", "PRAGMA user_version=1"})
     query(sql);

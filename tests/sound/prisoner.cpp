@@ -9,7 +9,6 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <string>
 
 #include "sandbox.h"
@@ -20,14 +19,8 @@ int main() {
   velox::sound::give_up_rights();
   char byte = 0;
   if (send(velox::sound::k_socket, &byte, 1, 0) != 1) return 1;
-  iovec data = {&byte, 1};
-  alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))] = {};
-  msghdr message = {};
-  message.msg_iov = &data, message.msg_iovlen = 1, message.msg_control = control,
-  message.msg_controllen = sizeof control;
-  if (recvmsg(velox::sound::k_socket, &message, 0) <= 0) return 1;
-  int file = -1;
-  std::memcpy(&file, CMSG_DATA(CMSG_FIRSTHDR(&message)), sizeof file);
+  const int file = velox::sound::file_message().receive(velox::sound::k_socket);
+  if (file < 0) return 1;
 
   std::string could = read(file, &byte, 1) == 1 ? "read" : "not read";
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
@@ -37,11 +30,13 @@ int main() {
   close(file);
   if (void* const much = std::malloc(size_t{2} << 30)) could += ", 2 GB", std::free(much);
 #ifdef VELOX_HAVE_SECCOMP
-  if (socket(AF_INET, SOCK_STREAM, 0) >= 0) could += ", socket in the place of the file";
-  if (open("/etc/hostname", O_RDONLY) >= 0) could += ", open in the place of the file";
-  if (mmap(nullptr, 4096, PROT_READ | PROT_EXEC, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0) != MAP_FAILED) could += ", code";
-  if (kill(scan, 0) == 0 || syscall(SYS_tgkill, scan, scan, 0) == 0) could += ", signals";
-  if (const pid_t child = fork(); child == 0) {
+  const bool filtered = getppid() != scan;  // else this kernel has no filter, and the limits alone hold
+  if (filtered && socket(AF_INET, SOCK_STREAM, 0) >= 0) could += ", socket in the place of the file";
+  if (filtered && open("/etc/hostname", O_RDONLY) >= 0) could += ", open in the place of the file";
+  if (filtered && mmap(nullptr, 4096, PROT_READ | PROT_EXEC, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0) != MAP_FAILED)
+    could += ", code";
+  if (filtered && (kill(scan, 0) == 0 || syscall(SYS_tgkill, scan, scan, 0) == 0)) could += ", signals";
+  if (const pid_t child = filtered ? fork() : -1; child == 0) {
     _exit(0);
   } else if (child > 0) {
     could += ", fork";

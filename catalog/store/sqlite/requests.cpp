@@ -140,7 +140,8 @@ class looker {
   near_sounds hear(int64_t track) {
     near_sounds near;
     {
-      statement row = db_.prepared("SELECT nearest, " SONIC_COLUMNS " FROM sound s WHERE track=? AND placed=1");
+      statement row = db_.prepared("SELECT nearest, " SONIC_COLUMNS
+                                   " FROM sound s JOIN sound_list l ON layer=0 AND l.id=s.id WHERE track=?");
       if (!row.bind(track).step()) return near;
       near = list_in(row, 0);
       into_.hear(track, sonic_in(row, 1), {track, 1});  // nothing sounds more like it than itself

@@ -77,17 +77,17 @@ CREATE TABLE station_verdict(station INTEGER, subject INTEGER, banned INTEGER NO
 CREATE INDEX station_liked ON station_verdict(station, liked) WHERE liked IS NOT NULL;
 )sql";
 
-// What tracks sound like. `content` is what the file held when it was listened to; a row with `why` says that it couldn't be. The
-// values stand in columns, the record and the scale by which distances are measured in a table of their own, so that requests pass
-// them by. A list is an array of numbers and distances, nearest first: the first layer's stands with the sound, those above in
-// sound_layer. Numbers of sounds are never given again: a list that names one that has gone names nothing.
+// What tracks sound like. `content` is what the file held when it was listened to; a row with `why` says that it couldn't be. What a
+// request shows stands in narrow rows, of which it reads one for each neighbour; the record and the scale by which distances are
+// measured in a table of their own, and so do the lists: arrays of numbers and distances, nearest first, by layer. Numbers of sounds are
+// never given again: a list that names one that has gone names nothing.
 constexpr const char k_sounds[] = R"sql(
 CREATE TABLE sound(id INTEGER PRIMARY KEY AUTOINCREMENT, track INTEGER NOT NULL UNIQUE, content INTEGER NOT NULL,
                    method INTEGER NOT NULL, placed INTEGER NOT NULL DEFAULT 0, why TEXT, tempo REAL, loudness REAL,
-                   energy REAL, brightness REAL, key INTEGER, minor INTEGER, nearest BLOB);
+                   energy REAL, brightness REAL, key INTEGER, minor INTEGER);
 CREATE INDEX sound_unplaced ON sound(id) WHERE placed=0 AND why IS NULL;
 CREATE TABLE sound_record(id INTEGER PRIMARY KEY, scale BLOB, record BLOB NOT NULL);
-CREATE TABLE sound_layer(layer INTEGER, id INTEGER, nearest BLOB NOT NULL, PRIMARY KEY(layer, id)) WITHOUT ROWID;
+CREATE TABLE sound_list(layer INTEGER, id INTEGER, nearest BLOB NOT NULL, PRIMARY KEY(layer, id)) WITHOUT ROWID;
 CREATE TABLE sound_gone(id INTEGER, layer INTEGER, nearest BLOB, PRIMARY KEY(id, layer)) WITHOUT ROWID;
 INSERT INTO total VALUES ('sounds', 0), ('settled', 0), ('settled_last', 0), ('shortest', 30);
 )sql";

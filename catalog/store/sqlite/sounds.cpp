@@ -43,14 +43,11 @@ void retire_sound(connection& db, int64_t track) {
     if (!row.bind(track).step()) return;
     id = row.integer(0), placed = row.integer(1) != 0, heard = row.integer(2) != 0;
   }
-  if (placed) {
-    db.prepared("INSERT OR REPLACE INTO sound_gone SELECT id, 0, nearest FROM sound WHERE id=?").bind(id).run();
-    for (int layer = 1; layer <= k_most_layers; ++layer) {
-      db.prepared("INSERT OR REPLACE INTO sound_gone SELECT id, layer, nearest FROM sound_layer WHERE layer=? AND id=?")
-          .bind(layer, id)
-          .run();
-      db.prepared("DELETE FROM sound_layer WHERE layer=? AND id=?").bind(layer, id).run();
-    }
+  for (int layer = 0; placed && layer <= k_most_layers; ++layer) {
+    db.prepared("INSERT OR REPLACE INTO sound_gone SELECT id, layer, nearest FROM sound_list WHERE layer=? AND id=?")
+        .bind(layer, id)
+        .run();
+    db.prepared("DELETE FROM sound_list WHERE layer=? AND id=?").bind(layer, id).run();
   }
   db.prepared("DELETE FROM sound WHERE id=?").bind(id).run();
   db.prepared("DELETE FROM sound_record WHERE id=?").bind(id).run();
@@ -116,7 +113,7 @@ sound_census sqlite_store::sounds_there() {
   sound_census there{.sounds = total("sounds"), .settled = total("settled"), .settled_last = total("settled_last")};
   there.unplaced = count_of(db_.prepared("SELECT count(*) FROM sound WHERE placed=0 AND why IS NULL"));
   there.gone = count_of(db_.prepared("SELECT count(DISTINCT id) FROM sound_gone"));
-  statement row = db_.prepared("SELECT ifnull(max(layer), 0) FROM sound_layer");
+  statement row = db_.prepared("SELECT ifnull(max(layer), 0) FROM sound_list");
   if (row.step()) there.top = static_cast<int>(row.within(0, 0, k_most_layers));
   return there;
 }
@@ -147,12 +144,9 @@ std::vector<kept_sound> sqlite_store::sounds(std::span<const int64_t> ids) {
 
 std::vector<sound_list> sqlite_store::sound_lists(int layer, std::span<const int64_t> ids) {
   std::vector<sound_list> found;
-  statement row = layer == 0 ? db_.prepared("SELECT nearest FROM sound WHERE id=?1")
-                             : db_.prepared("SELECT nearest FROM sound_layer WHERE id=?1 AND layer=?2");
+  statement row = db_.prepared("SELECT nearest FROM sound_list WHERE layer=? AND id=?");
   for (const int64_t id : ids) {
-    row.bind(id);
-    if (layer != 0) row.bind(layer);
-    if (row.step()) found.push_back({layer, id, list_in(row, 0)});
+    if (row.bind(layer, id).step()) found.push_back({layer, id, list_in(row, 0)});
     row.rewind();
   }
   return found;
@@ -160,10 +154,8 @@ std::vector<sound_list> sqlite_store::sound_lists(int layer, std::span<const int
 
 std::vector<int64_t> sqlite_store::sounds_on(int layer, uint32_t limit) {
   std::vector<int64_t> ids;
-  statement row = layer == 0 ? db_.prepared("SELECT id FROM sound WHERE placed=1 LIMIT ?1")
-                             : db_.prepared("SELECT id FROM sound_layer WHERE layer=?2 LIMIT ?1");
-  row.bind(limit);
-  if (layer != 0) row.bind(layer);
+  statement row = db_.prepared("SELECT id FROM sound_list WHERE layer=? LIMIT ?");
+  row.bind(layer, limit);
   while (row.step()) ids.push_back(row.integer(0));
   return ids;
 }
@@ -180,8 +172,10 @@ std::vector<sound_list> sqlite_store::gone_sounds(uint32_t limit) {
 std::optional<track_sound> sqlite_store::sound_of(int64_t track) {
   track_sound found;
   {
-    statement row =
-        db_.prepared("SELECT r.record, s.nearest FROM sound s JOIN sound_record r ON r.id=s.id WHERE s.track=?");
+    statement row = db_.prepared(
+        "SELECT r.record, l.nearest FROM sound s JOIN sound_record r ON r.id=s.id LEFT JOIN sound_list l ON l.id=s.id "
+        "AND "
+        "layer=0 WHERE s.track=?");
     if (!row.bind(track).step()) return std::nullopt;
     found.record = plain_in<velox_sound>(row, 0);
     if (!is_sound(found.record)) row.damaged(0);
@@ -199,8 +193,7 @@ std::optional<track_sound> sqlite_store::sound_of(int64_t track) {
 void sqlite_store::place(const sound_placing& what) {
   view all(*this, true);
   if (what.anew_last != 0) {
-    db_.execute(
-        "UPDATE sound SET placed=0, nearest=NULL WHERE placed=1; DELETE FROM sound_layer; DELETE FROM sound_gone");
+    db_.execute("UPDATE sound SET placed=0 WHERE placed=1; DELETE FROM sound_list; DELETE FROM sound_gone");
     set_total(db_, "settled", static_cast<int64_t>(what.placed.size()));
     set_total(db_, "settled_last", what.anew_last);
   }
@@ -210,13 +203,9 @@ void sqlite_store::place(const sound_placing& what) {
   }
   for (const sound_list& each : what.lists) {
     const std::vector<packed_near> list = packed(each.nearest);
-    if (each.layer == 0) {
-      db_.prepared("UPDATE sound SET nearest=? WHERE id=?").bind(std::as_bytes(std::span(list)), each.id).run();
-    } else {
-      db_.prepared("INSERT OR REPLACE INTO sound_layer SELECT ?, id, ? FROM sound WHERE id=?")
-          .bind(each.layer, std::as_bytes(std::span(list)), each.id)
-          .run();
-    }
+    db_.prepared("INSERT OR REPLACE INTO sound_list SELECT ?, id, ? FROM sound WHERE id=?")
+        .bind(each.layer, std::as_bytes(std::span(list)), each.id)
+        .run();
   }
   for (const int64_t id : what.seen_to) db_.prepared("DELETE FROM sound_gone WHERE id=?").bind(id).run();
   all.commit();
