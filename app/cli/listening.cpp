@@ -1,5 +1,6 @@
 /* Each result is in the catalogue before the next is waited for, so that whatever happens costs the files under way. What is near to
- * what is settled now and then, so that a long scan can be listened to meanwhile. */
+ * what is settled now and then, so that the catalogue can be used meanwhile; that takes a tenth of the time at most, for it keeps the
+ * listeners waiting. */
 #include "cli/listening.h"
 
 #include <algorithm>
@@ -20,6 +21,7 @@ using std::chrono::seconds;
 
 constexpr uint32_t asked_at_once = 256;
 constexpr seconds between_settling{10};
+constexpr int settling_rest = 9;  // at least so many times as long as one takes lies between it and the next
 constexpr seconds between_looks{1};
 constexpr seconds patience{60};       // with a file, while each core has one
 constexpr uint64_t most_unread = 10;  // that are told by name: a disk that isn't there has many
@@ -48,7 +50,7 @@ class listening {
       if (!workers_.is_busy()) break;
       for (const sound_outcome& each : workers_.wait(between_looks)) keep(each);
       show();
-      if (clock::now() - settled_ >= between_settling) settle();
+      if (clock::now() >= next_settling_) settle();
     }
     if (!interrupted()) settle();
     line_.clear();
@@ -96,9 +98,11 @@ class listening {
       if (line.due()) line.show("finding what sounds alike: " + std::to_string(done) + " of " + std::to_string(all));
       return interrupted() ? 1 : 0;
     };
+    const clock::time_point began = clock::now();
     const pask_status status = velox_catalog_sound_settle(catalog_, go_on, this);
     if (status != VELOX_STANDIN_ERR_ABORTED) check(status);
-    settled_ = clock::now();
+    const clock::time_point done = clock::now();
+    next_settling_ = done + std::max<clock::duration>(between_settling, settling_rest * (done - began));
   }
 
   void show() {
@@ -122,7 +126,7 @@ class listening {
   std::deque<sound_task> waiting_;
   uint64_t all_, after_ = 0, done_ = 0, failed_ = 0, unread_ = 0;
   bool asked_all_ = false;
-  clock::time_point began_ = clock::now(), settled_ = began_;
+  clock::time_point began_ = clock::now(), next_settling_ = began_ + between_settling;
 };
 
 }  // namespace
