@@ -291,10 +291,13 @@ class neighbourhood {
     for (;;) {
       const std::vector<sound_list> gone = of_.gone_sounds(k_at_once);
       if (gone.empty()) return;
+      // The first layer is an id's last; where there is none, the catalogue is damaged, and what is there is done with.
+      const bool ends = std::any_of(gone.begin(), gone.end(), [](const sound_list& each) { return each.layer == 0; });
       for (const sound_list& each : gone) {
         for (const near_sound& neighbour : each.nearest) forget(each.layer, each.id, neighbour.id);
-        if (each.layer == 0) cache_.seen_to(each.id);
-        step(each.layer == 0 ? 1 : 0);
+        const bool last = each.layer == 0 || !ends;
+        if (last) cache_.seen_to(each.id);
+        step(last ? 1 : 0);
       }
       cache_.flush();
     }
