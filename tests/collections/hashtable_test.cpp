@@ -292,11 +292,11 @@ TEST_F(HashTable, EachOperationWaitsForTheLock) {
   ASSERT_EQ(add("a", "1") | add("b", "2") | add("c", "3"), 0u);
   const pask_rwlock_handle lock = reinterpret_cast<const record*>(table)->lock;
   const auto free_lock = [=] { pask_thread_rwlock_unlock(lock); };
-  uint32_t count = 0;
+  uint32_t values = 0, count = 0;  // readers run at once
   pask_hashtable_handle copy = nullptr;
   const std::vector<named_call> readers = {
       {"find", [&] { find("a"); }},
-      {"value_count", [&] { pask_hashtable_value_count(table, "a", &count); }},
+      {"value_count", [&] { pask_hashtable_value_count(table, "a", &values); }},
       {"count", [&] { pask_hashtable_count(table, &count); }},
   };
   const std::vector<named_call> writers = {
