@@ -78,7 +78,10 @@ uint32_t pask_string_ucs2_to_utf8(const uint16_t* src, char** result, uint32_t s
   return conversion_end(pask_string_ucs2_to_utf8_buf(src, bytes, block, &size, swap), block, result);
 }
 
-uint32_t pask_string_bytelen_uni(const uint16_t* s) { return s ? pask_string_charlen_uni(s) * 2 + 2 : 0; }
+uint32_t pask_string_bytelen_uni(const uint16_t* s) {
+  uint32_t bytes = 0;
+  return s && __builtin_mul_overflow(pask_string_charlen_uni(s) + 1, 2u, &bytes) ? UINT32_MAX : bytes;
+}
 
 uint32_t pask_string_charlen_uni(const uint16_t* s) {
   if (!s) return 0;

@@ -58,9 +58,12 @@ uint32_t _utf8_set_next_char(char* dst, uint32_t room, uint32_t c, uint32_t* wri
 static text_extent measure_chars(const char* s, text_extent done, uint32_t max_bytes, uint32_t max_chars) {
   while (done.bytes < max_bytes && done.chars < max_chars && s[done.bytes] != 0) {
     const char* const p = s + done.bytes;
-    const uint32_t size = text_is_multibyte(p) ? utf8_sequence_size(p) : 1;
-    done.invalid = size == 0;
-    if (done.invalid || size > max_bytes - done.bytes) break;
+    const uint32_t left = max_bytes - done.bytes;
+    const uint32_t size = text_is_multibyte(p) ? utf8_lead_size(text_byte(p)) : 1;
+    uint32_t valid = 1;
+    while (valid < size && valid < left && utf8_is_continuation(p + valid)) ++valid;
+    done.invalid = size == 0 || (valid < size && valid < left);
+    if (valid != size) break;
     done.bytes += size;
     ++done.chars;
   }
@@ -149,14 +152,14 @@ static uint32_t ascii_agreement(const char* a, const char* b, uint32_t max_chars
 uint32_t _pask_string_utf8_compare(const char* a, const char* b, uint32_t max_chars, uint32_t exact, int32_t* diff,
                                    uint32_t* count, const char** a_end, const char** b_end) {
   // Fast over the ASCII that both begin with. A first byte that differs in any case is a difference, or no ASCII: nothing to skip.
-  uint32_t matched =
-      byte_tolower(text_byte(a)) == byte_tolower(text_byte(b)) ? ascii_agreement(a, b, max_chars, exact != 0) : 0;
+  const bool begins = max_chars != 0 && byte_tolower(text_byte(a)) == byte_tolower(text_byte(b));
+  uint32_t matched = begins ? ascii_agreement(a, b, max_chars, exact != 0) : 0;
   a += matched;
   b += matched;
   uint32_t budget = max_chars - matched;
   int32_t difference = 0;
   uint32_t status = 0;
-  while (*a != 0 && *b != 0 && budget != 0 && difference == 0) {
+  while (budget != 0 && difference == 0 && *a != 0 && *b != 0) {
     uint32_t ca = 0;
     uint32_t cb = 0;
     --budget;
@@ -197,9 +200,8 @@ uint32_t _pask_string_utf8_copy(char* dst, uint32_t size, const char* src, uint3
     max_chars -= valid.chars;
     if (!valid.invalid) break;
     const uint32_t bytes = utf8_lead_size(text_byte(src));
-    const bool cut = src[1] == 0 || (bytes == 3 && src[2] == 0);
     if (bytes > room) break;
-    if (bytes == 0 || cut) {
+    if (bytes == 0 || src[1] == 0 || (bytes == 3 && src[2] == 0)) {
       status = STRING_ERR_INVALID_UTF8;
       break;
     }

@@ -220,13 +220,32 @@ TEST(Utf8, AgreesWithTheModel) {
 }
 
 TEST(Utf8, LimitsAreNotReadPast) {
-  const guarded_text four("a\xc3\xa9z", 4);  // no terminator
-  char out[8];
-  EXPECT_STREQ(pask_string_strncpy(out, sizeof out, four, 3), "a\xc3\xa9z");
-  EXPECT_STREQ(pask_string_strncpy(out, 5, four, ALL), "a\xc3\xa9z");
-  EXPECT_EQ((list{pask_string_byteclen(four, 3), pask_string_charnlen(four, 4), pask_string_charnlen(four, 2),
-                  pask_string_strncmp(four, four + 1, 1)}),
-            (list{4, 3, 1, -1}));
+  const std::string letters = "abcdefghijklmnopqrstuvwxy";
+  const std::string whole = letters + "\303\251\342\202\254" + letters + "\342\202\254z";
+  char out[80];
+  uint32_t chars = 0;
+  size_t next = 0;  // where the last character that begins within the limit ends
+  for (uint32_t limit = 0; limit <= whole.size(); ++limit) {
+    SCOPED_TRACE(limit);
+    const guarded_text text(whole.substr(0, limit), limit);  // no terminator
+    const bool cut = next > limit;
+    const uint32_t fit = chars - cut;
+    EXPECT_EQ(pask_string_charnlen(text, limit), fit);
+    EXPECT_EQ(pask_string_bytenlen(text, limit), limit);
+    EXPECT_EQ(pask_string_bytenlen_nonull(text, limit), limit);
+    EXPECT_EQ(pask_string_strcnspn(text, "z", limit), limit < whole.size() ? limit : limit - 1);
+    EXPECT_EQ(pask_string_strnchr(text, 'Z', limit), nullptr);
+    EXPECT_EQ(pask_string_strnchr(text, 0x20ac, limit), limit < 30 ? nullptr : text + 27);
+    EXPECT_EQ(pask_string_match_prefix(text, limit, whole.c_str()), static_cast<int32_t>(limit));
+    if (cut) continue;
+    EXPECT_EQ(pask_string_byteclen(text, chars), limit);
+    EXPECT_EQ(pask_string_strncmp(text, whole.c_str(), chars), 0);
+    EXPECT_EQ(pask_string_strnicmp(whole.c_str(), text, chars), 0);
+    EXPECT_EQ(pask_string_strncpy(out, sizeof out, text, chars), whole.substr(0, limit));
+    EXPECT_EQ(pask_string_strcpy(out, limit + 1, text), whole.substr(0, limit));
+    ++chars;
+    next += limit < whole.size() ? size_of(static_cast<uint8_t>(whole[limit])) : 0;
+  }
 }
 
 TEST(Ucs2, ConvertsBothWays) {
