@@ -265,6 +265,46 @@ TEST(Ucs2, ConvertsBothWays) {
             (list{0, 0, NO_ROOM, 3, 0x900503a1, 0, 6, 2, 2, 0}));
 }
 
+// Runs of every kind, both ways and in either order, cut by the end of the input and of the room.
+TEST(Ucs2, AgreesWithTheModel) {
+  TEST_RANDOM(random, std::mt19937);
+  const std::string pieces[] = {"a",        "\177",     std::string(1, '\0'), "abcdefghijklmnopqrstuvwxyz",
+                                "\302\200", "\337\277", "\340\240\200",       "\357\277\277"};
+  for (int round = 0; round < 5000 && !HasFailure(); ++round) {
+    std::string text;
+    for (size_t n = random() % 12, kinds = 1 + random() % 8; n > 0; --n) text += pieces[random() % kinds];
+    if (random() % 4 == 0) text += random() % 2 ? "\303(" : "\342\202";
+    SCOPED_TRACE(testing::PrintToString(text));
+    const uint32_t swap = random() % 2;
+    std::vector<uint16_t> wanted;
+    std::string back;
+    const size_t room = random() % (text.size() + 20);
+    bool fits = true;
+    size_t at = 0;
+    while (at < text.size()) {
+      const size_t begin = at;
+      const auto c = take(text, &at);
+      if (!c) break;
+      const auto unit = static_cast<uint16_t>(*c);
+      wanted.push_back(swap ? __builtin_bswap16(unit) : unit);
+      fits = fits && back.size() + at - begin < room;
+      if (fits) back += text.substr(begin, at - begin);
+    }
+    const size_t bytes = 2 * wanted.size();
+    const guarded_text in(text, text.size()), units("", bytes), out(std::string(room, '#'), room);
+    auto* const to = reinterpret_cast<uint16_t*>(units.get());
+    uint32_t size = 99;
+    EXPECT_EQ(pask_string_utf8_to_ucs2_buf(in, static_cast<uint32_t>(text.size()), to, &size, swap),
+              at == text.size() ? 0 : INVALID);
+    EXPECT_EQ(std::vector<uint16_t>(to, to + size / 2), wanted);
+
+    size = static_cast<uint32_t>(room);
+    EXPECT_EQ(pask_string_ucs2_to_utf8_buf(to, static_cast<uint32_t>(bytes), out, &size, swap), fits ? 0 : NO_ROOM);
+    EXPECT_EQ(size, back.size());
+    EXPECT_EQ(std::string(out, room), back + std::string(room - back.size(), '#'));  // nothing behind it is touched
+  }
+}
+
 TEST(Ucs2, AllocatesOrLeavesTheResult) {
   const int64_t live = velox_standin_memory_live_blocks();
   uint16_t* units = nullptr;
