@@ -1,6 +1,7 @@
 // Lengths and tests of strings, in bytes and in characters.
 #include "pask_string.h"
 #include "pask_text.h"
+#include "pask_text_block.h"
 
 // A count that 32 bits can't tell is the highest one.
 static uint32_t told(size_t bytes) { return bytes < UINT32_MAX ? static_cast<uint32_t>(bytes) : UINT32_MAX; }

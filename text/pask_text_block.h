@@ -111,3 +111,18 @@ inline size_t text_scan(const char* s, size_t most, char byte = 0) {
 }
 
 inline bool text_is_ascii(const char* s) { return s[text_scan(s, SIZE_MAX)] == 0; }
+
+// --- Measuring.
+
+// As text_measure(), behind so many bytes of ASCII.
+text_extent text_measure_mixed(const char* s, uint32_t ascii, uint32_t max_bytes, uint32_t max_chars);
+
+// The characters of s up to its terminator, an invalid sequence, max_chars, or the last that ends within max_bytes.
+//
+// Fast for ASCII, where bytes and characters are counted alike, so that the nearer limit is the limit.
+inline text_extent text_measure(const char* s, uint32_t max_bytes, uint32_t max_chars) {
+  const size_t most = text_min(max_bytes, max_chars);
+  const auto ascii = static_cast<uint32_t>(text_scan(s, most));
+  if (ascii == most || s[ascii] == 0) return {ascii, ascii, 0};
+  return text_measure_mixed(s, ascii, max_bytes, max_chars);
+}

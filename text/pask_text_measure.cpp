@@ -28,7 +28,8 @@ static text_extent measure_chars(const char* s, text_extent done, uint32_t max_b
 // in it: then its characters are those that measure_chars() would step over, the last one perhaps reaching into the next block.
 // What a block that doesn't count has to say, and whether it ends a character that the last one left open, is left to
 // measure_chars(), which begins again at that character.
-static text_extent measure_blocks(const char* s, text_extent done, uint32_t max_bytes, uint32_t max_chars) {
+[[gnu::always_inline]] static inline text_extent measure_blocks(const char* s, text_extent done, uint32_t max_bytes,
+                                                                uint32_t max_chars) {
   text_flags cut = 0;  // wanted from this block by a character of the last one
   while (TEXT_BLOCKS && done.bytes < max_bytes) {
     const char* const p = s + done.bytes;
@@ -105,26 +106,19 @@ static text_extent measure_strides(const char* s, text_extent done, size_t ahead
 constexpr uint32_t HEAD = 64;
 constexpr uint32_t WINDOW = 4096;
 
-[[gnu::noinline]] static text_extent measure_mixed(const char* s, uint32_t ascii, uint32_t max_bytes,
-                                                   uint32_t max_chars) {
-  text_extent done = {ascii, ascii, 0};
-  if (STRIDES && max_bytes - ascii > HEAD) {
-    done = measure_blocks(s, done, ascii + HEAD, max_chars);
-    if (done.bytes - ascii < HEAD - 2) return done;  // it ends there
-    for (bool more = true; more;) {
-      const size_t window = text_min(WINDOW, text_min(max_bytes - done.bytes, max_chars - done.chars));
-      const text_extent behind = measure_strides(s, done, strnlen(s + done.bytes, window));
-      more = behind.bytes != done.bytes;
-      done = behind;
-    }
+[[gnu::noinline]] static text_extent measure_long(const char* s, text_extent done, uint32_t max_bytes,
+                                                  uint32_t max_chars) {
+  for (uint32_t start = done.bytes - 1; start != done.bytes;) {
+    start = done.bytes;
+    const size_t window = text_min(WINDOW, text_min(max_bytes - done.bytes, max_chars - done.chars));
+    done = measure_strides(s, done, strnlen(s + done.bytes, window));
   }
   return measure_blocks(s, done, max_bytes, max_chars);
 }
 
-// Fast for ASCII, where bytes and characters are counted alike, so that the nearer limit is the limit.
-text_extent text_measure(const char* s, uint32_t max_bytes, uint32_t max_chars) {
-  const size_t most = text_min(max_bytes, max_chars);
-  const size_t ascii = text_scan(s, most);
-  if (ascii == most || s[ascii] == 0) return {static_cast<uint32_t>(ascii), static_cast<uint32_t>(ascii), 0};
-  return measure_mixed(s, static_cast<uint32_t>(ascii), max_bytes, max_chars);
+text_extent text_measure_mixed(const char* s, uint32_t ascii, uint32_t max_bytes, uint32_t max_chars) {
+  const uint32_t head = STRIDES && max_bytes - ascii > HEAD ? ascii + HEAD : max_bytes;
+  const text_extent done = measure_blocks(s, {ascii, ascii, 0}, head, max_chars);
+  const bool ends = head == max_bytes || head - done.bytes > 2;  // a character may reach out of the head
+  return ends ? done : measure_long(s, done, max_bytes, max_chars);
 }
