@@ -88,24 +88,32 @@ inline uint32_t block_offset(const char* p, uint32_t unit) {
   return static_cast<uint32_t>(reinterpret_cast<uintptr_t>(p) & (unit - 1));
 }
 
+// Set in the bytes that are ASCII and neither 0 nor `byte`, which is ASCII.
+inline text_block block_plain_without(text_block block, char byte) {
+  const bool zero = __builtin_constant_p(byte) && byte == 0;  // no byte at all
+  return zero ? block_plain(block) : block_without(block_plain(block), block_equal(block, byte));
+}
+
+// As text_scan(), from the i-th byte on, which is below `most` and begins a block.
+size_t text_scan_long(const char* s, size_t i, size_t most, char byte);
+
 // The number of bytes of s in front of the first that is 0, isn't ASCII or is `byte`, which is ASCII; at most `most`.
 inline size_t text_scan(const char* s, size_t most, char byte = 0) {
-  const auto plain = [=](const char* p) {
-    const text_block block = block_load(p);
-    const bool zero = __builtin_constant_p(byte) && byte == 0;  // no byte at all
-    return zero ? block_plain(block) : block_without(block_plain(block), block_equal(block, byte));
-  };
   size_t i = 0;
   if (!TEXT_BLOCKS) {
     while (i < most && s[i] != 0 && !text_is_multibyte(s + i) && (byte == 0 || s[i] != byte)) ++i;
     return i;
   }
   if (most == 0) return 0;
+  const auto stops_at = [=](const char* p) {
+    return ~block_flags(block_plain_without(block_load(p), byte)) & FLAGS_ALL;
+  };
   const uint32_t skipped = block_offset(s, BLOCK_BYTES);
-  text_flags stops = ~block_flags(plain(s - skipped)) & flags_from(skipped);
-  for (i = 0 - static_cast<size_t>(skipped); stops == 0; stops = ~block_flags(plain(s + i)) & FLAGS_ALL) {
+  text_flags stops = stops_at(s - skipped) & flags_from(skipped);
+  for (i = 0 - static_cast<size_t>(skipped); stops == 0; stops = stops_at(s + i)) {
     i += BLOCK_BYTES;
     if (i >= most) return most;
+    if (i >= 4 * BLOCK_BYTES) return text_scan_long(s, i, most, byte);
   }
   return text_min(i + flags_before(stops), most);
 }

@@ -5,6 +5,23 @@
 #include "pask_text.h"
 #include "pask_text_block.h"
 
+// Four blocks at a time where all of them lie in the page of the first.
+size_t text_scan_long(const char* s, size_t i, size_t most, char byte) {
+  constexpr uint32_t GROUP = 4 * BLOCK_BYTES;
+  const auto plain = [=](size_t at) { return block_plain_without(block_load(s + at), byte); };
+  const auto plain_group = [=](size_t at) {
+    const text_block front = plain(at) & plain(at + BLOCK_BYTES);
+    return front & plain(at + 2 * BLOCK_BYTES) & plain(at + 3 * BLOCK_BYTES);
+  };
+  for (; i < most; i += BLOCK_BYTES) {
+    if (block_offset(s + i, GROUP) == 0)
+      while (i < most && block_flags(plain_group(i)) == FLAGS_ALL) i += GROUP;
+    if (i >= most) break;
+    if (const text_flags stops = ~block_flags(plain(i)) & FLAGS_ALL) return text_min(i + flags_before(stops), most);
+  }
+  return most;
+}
+
 // Goes on one character at a time: the end of every measurement that meets a limit or an invalid sequence.
 static text_extent measure_chars(const char* s, text_extent done, uint32_t max_bytes, uint32_t max_chars) {
   while (done.bytes < max_bytes && done.chars < max_chars && s[done.bytes] != 0) {
