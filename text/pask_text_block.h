@@ -118,6 +118,20 @@ inline size_t text_scan(const char* s, size_t most, char byte = 0) {
   return text_min(i + flags_before(stops), most);
 }
 
+// strlen, without the call for a short text.
+inline size_t text_length(const char* s) {
+  if (!TEXT_BLOCKS) return strlen(s);
+  const auto ends_at = [](const char* p) { return block_flags(block_equal(block_load(p), 0)); };
+  const uint32_t skipped = block_offset(s, BLOCK_BYTES);
+  text_flags ends = ends_at(s - skipped) & flags_from(skipped);
+  size_t i = 0 - static_cast<size_t>(skipped);
+  for (; ends == 0; ends = ends_at(s + i)) {
+    i += BLOCK_BYTES;
+    if (i >= 4 * BLOCK_BYTES) return i + strlen(s + i);
+  }
+  return i + flags_before(ends);
+}
+
 inline bool text_is_ascii(const char* s) { return s[text_scan(s, SIZE_MAX)] == 0; }
 
 // --- Measuring.
