@@ -48,7 +48,7 @@ static text_extent measure_chars(const char* s, text_extent done, uint32_t max_b
 [[gnu::always_inline]] static inline text_extent measure_blocks(const char* s, text_extent done, uint32_t max_bytes,
                                                                 uint32_t max_chars) {
   text_flags cut = 0;  // wanted from this block by a character of the last one
-  while (TEXT_BLOCKS && done.bytes < max_bytes) {
+  while (TEXT_BLOCKS && done.bytes < max_bytes && done.chars < max_chars) {
     const char* const p = s + done.bytes;
     const uint32_t skipped = block_offset(p, BLOCK_BYTES);
     const text_block block = block_load(p - skipped);
