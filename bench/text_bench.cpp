@@ -1,4 +1,4 @@
-// Text against what would be picked instead: libc, and ICU where it is installed.
+// Text against what would be picked instead: libc, and ICU and GLib where they are installed.
 #include <benchmark/benchmark.h>
 #include <strings.h>
 #include <velox/pask_number.h>
@@ -8,10 +8,15 @@
 #include <unicode/ustring.h>
 #endif
 
+#if __has_include(<glib.h>)
+#include <glib.h>
+#endif
+
 #include <charconv>
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -71,6 +76,7 @@ TEXT_BENCH(icu_count_ascii, 0, icu_count(s, static_cast<int32_t>(strlen(s))));
 TEXT_BENCH(icu_count_mixed, 10, icu_count(s, static_cast<int32_t>(strlen(s))));
 TEXT_BENCH(icu_count_dense, 1, icu_count(s, static_cast<int32_t>(strlen(s))));
 #endif
+TEXT_BENCH(bytelen, 0, pask_string_bytelen(s));
 TEXT_BENCH(copy_ascii, 0, pask_string_strcpy(s_out, sizeof s_out, s));
 TEXT_BENCH(copy_mixed, 10, pask_string_strcpy(s_out, sizeof s_out, s));
 TEXT_BENCH(libc_strncpy, 0, stpncpy(s_out, s, strlen(s) + 1));
@@ -86,6 +92,60 @@ TEXT_BENCH(strcspn_absent, 0, pask_string_strcspn(s, "/:"));
 TEXT_BENCH(libc_strcspn_absent, 0, strcspn(s, "/:"));
 TEXT_BENCH(tolower_buf, 0, pask_string_tolower_buf(s, s_out, sizeof s_out - 1));
 TEXT_BENCH(trim, 0, (pask_string_trim(s), s));
+
+// A megabyte of one kind of text, for what is done to whole texts: sentences of ASCII, of Latin with letters of two bytes, of CJK.
+// Conversions write to `bytes` or `units`; those from UCS-2 find the text in `units`.
+struct long_text {
+  explicit long_text(const char* piece) {
+    while (text.size() < 1 << 20) text += piece;
+    bytes.resize(text.size() + 1);
+    units.resize(text.size() + 1);
+    pask_string_utf8_to_ucs2_buf(text.data(), size(), units.data(), &units_size, 0);
+  }
+  uint32_t size() const { return static_cast<uint32_t>(text.size()); }
+
+  std::string text, bytes;
+  std::vector<uint16_t> units;
+  uint32_t units_size = 0;
+};
+
+template <typename Run>
+void over_long_text(benchmark::State& state, const char* piece, Run run) {
+  long_text text(piece);
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(run(text));
+    benchmark::ClobberMemory();
+  }
+  state.SetBytesProcessed(state.iterations() * static_cast<int64_t>(text.size()));
+}
+
+#define LONG_TEXT_BENCH(name, ...)                                                                  \
+  BENCHMARK_CAPTURE(over_long_text, name##_ascii, "The quick brown fox jumps over ",                \
+                    [](long_text& t) { return __VA_ARGS__; });                                      \
+  BENCHMARK_CAPTURE(over_long_text, name##_latin,                                                   \
+                    "Voil\303\240 l'\303\251t\303\251 \303\240 No\303\253l, d\303\251j\303\240 ",   \
+                    [](long_text& t) { return __VA_ARGS__; });                                      \
+  BENCHMARK_CAPTURE(over_long_text, name##_cjk, "\344\270\255\346\226\207\346\255\214\346\233\262", \
+                    [](long_text& t) { return __VA_ARGS__; })
+
+uint32_t to_ucs2(long_text& t) {
+  uint32_t size = 0;
+  pask_string_utf8_to_ucs2_buf(t.text.data(), t.size(), t.units.data(), &size, 0);
+  return size;
+}
+uint32_t from_ucs2(long_text& t) {
+  auto size = static_cast<uint32_t>(t.bytes.size());
+  pask_string_ucs2_to_utf8_buf(t.units.data(), t.units_size, t.bytes.data(), &size, 0);
+  return size;
+}
+LONG_TEXT_BENCH(to_ucs2, to_ucs2(t));
+LONG_TEXT_BENCH(from_ucs2, from_ucs2(t));
+LONG_TEXT_BENCH(charlen, pask_string_charlen(t.text.data()));
+LONG_TEXT_BENCH(isvalid, pask_string_isvalid(t.text.data()));
+#if __has_include(<glib.h>)
+LONG_TEXT_BENCH(glib_charlen, g_utf8_strlen(t.text.data(), -1));
+LONG_TEXT_BENCH(glib_isvalid, g_utf8_validate(t.text.data(), -1, nullptr));
+#endif
 
 template <typename Run>
 void over_numbers(benchmark::State& state, Run run) {

@@ -109,10 +109,10 @@ static int32_t strtol_32(const char* s) {
 static uint32_t strtoul_32(const char* s) {
   char* end = nullptr;
   const unsigned long long value = strtoull(s, &end, 10);
-  if (value <= UINT32_MAX) return static_cast<uint32_t>(value);
-  // A negated number comes back from above; the sign tells it from a large one.
+  // A "-" has negated what was read, and the limit is that of what was read.
   while (end > s && is_digit(end[-1])) --end;
-  if (end > s && end[-1] == '-' && 0 - value <= UINT32_MAX) return static_cast<uint32_t>(value);
+  const bool negated = end > s && end[-1] == '-';
+  if ((negated ? 0 - value : value) <= UINT32_MAX) return static_cast<uint32_t>(value);
   errno = ERANGE;
   return UINT32_MAX;
 }

@@ -62,7 +62,8 @@ VELOX_API char* pask_string_strncat(char* dst, uint32_t size, const char* src, u
 /** All bytes of s, unchecked; null for null. */
 VELOX_API char* pask_string_strdup(const char* s);
 VELOX_API pask_status pask_string_strdup2(const char* s, char** out);
-/** At most the first n characters of s, as pask_string_strncpy() copies them; null for null. */
+/** At most the first n characters of s, as pask_string_strncpy() copies them; null for null. The block holds the bytes of s with
+ *  its terminator, or 4 * n, whichever is less, and one more: s is looked at so far. */
 VELOX_API char* pask_string_strndup(const char* s, uint32_t n);
 VELOX_API pask_status pask_string_strndup2(const char* s, uint32_t n, char** out);
 /** A block of size bytes: up to size - 1 bytes of s, then the byte fill, then one terminator as the last byte. Null for a
@@ -76,7 +77,7 @@ VELOX_API pask_status pask_string_worddup2(const char* s, char** out);
 /** Gives a string back to the memory service; null is ignored. */
 VELOX_API void pask_string_free(char* s);
 
-/* --- Lengths and tests. Lengths of null are 0. */
+/* --- Lengths and tests. Lengths of null are 0. Texts from 4 GB up have the highest one. */
 
 /** Bytes of s with the terminator; the second counts and reads at most n. */
 VELOX_API uint32_t pask_string_bytelen(const char* s);
@@ -143,7 +144,9 @@ VELOX_API char* pask_string_strtok(char* s, const char* delimiters, char** save,
  *    |   separates alternatives; the first that takes more than 0 bytes is the answer, else the last one's result
  *    ?   any one byte           *   bytes up to the next "/" or the end        **  bytes up to the end
  *    $   the end of text; the rest of the pattern isn't looked at
- *  Stars take as much as they can. An empty pattern gives 0; a null pattern counts as empty, a null text as "". */
+ *  Stars take as much as they can. An empty pattern gives 0; a null pattern counts as empty, a null text as "".
+ *  Takes at most a step for each pair of a byte of the pattern and one of the text. A star behind the first 256 bytes of the pattern
+ *  takes a block of the memory service; refused: -1. */
 VELOX_API int32_t pask_string_match_prefix(const char* pattern, uint32_t pattern_bytes, const char* text);
 
 /* --- Changing text in place. Null is ignored. */

@@ -23,24 +23,29 @@ char* pask_string_strncat(char* dst, uint32_t size, const char* src, uint32_t n)
   return dst;
 }
 
-// A new string of the first `bytes` bytes of s; null when memory is refused.
-static char* duplicate_bytes(const char* s, uint32_t bytes) {
-  char* const copy = static_cast<char*>(pask_memory_alloc(bytes + 1));
+// A block for a text of that many bytes and its terminator; null when memory is refused, as for what no size can tell.
+static char* text_alloc(size_t bytes) {
+  return bytes < UINT32_MAX ? static_cast<char*>(pask_memory_alloc(static_cast<uint32_t>(bytes) + 1)) : nullptr;
+}
+
+// A new string of the first `bytes` bytes of s.
+static char* duplicate_bytes(const char* s, size_t bytes) {
+  char* const copy = text_alloc(bytes);
   if (!copy) return nullptr;
   memcpy(copy, s, bytes);
   copy[bytes] = 0;
   return copy;
 }
 
-char* pask_string_strdup(const char* s) { return s ? duplicate_bytes(s, static_cast<uint32_t>(strlen(s))) : nullptr; }
+char* pask_string_strdup(const char* s) { return s ? duplicate_bytes(s, strlen(s)) : nullptr; }
 
 char* pask_string_strndup(const char* s, uint32_t n) {
   if (!s) return nullptr;
-  uint32_t most = 0;
-  if (__builtin_mul_overflow(n, 4u, &most)) most = TEXT_NO_LIMIT - 1;
-  const uint32_t size = pask_string_bytenlen(s, most) + 1;
-  char* const copy = static_cast<char*>(pask_memory_alloc(size));
-  if (copy) _pask_string_utf8_copy(copy, size, s, n);
+  size_t most = 0;
+  if (__builtin_mul_overflow(n, 4u, &most)) most = SIZE_MAX;
+  const size_t bytes = text_min(strnlen(s, most) + 1, most);
+  char* const copy = text_alloc(bytes);
+  if (copy) _pask_string_utf8_copy(copy, static_cast<uint32_t>(bytes) + 1, s, n);
   return copy;
 }
 
@@ -62,7 +67,7 @@ char* pask_string_worddup(const char* s) {
   for (; size != 0 && c >= 1 && c <= 32; size = utf8_decode(s, &c)) s += size;
   const char* end = s;
   for (; size != 0 && c > 32; size = utf8_decode(end, &c)) end += size;
-  return end > s ? duplicate_bytes(s, static_cast<uint32_t>(end - s)) : nullptr;
+  return end > s ? duplicate_bytes(s, static_cast<size_t>(end - s)) : nullptr;
 }
 
 // The duplicators with an out-parameter don't tell why there is no result.

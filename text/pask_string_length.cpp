@@ -1,8 +1,12 @@
 // Lengths and tests of strings, in bytes and in characters.
 #include "pask_string.h"
 #include "pask_text.h"
+#include "pask_text_block.h"
 
-uint32_t pask_string_bytelen(const char* s) { return s ? static_cast<uint32_t>(strlen(s)) + 1 : 0; }
+// A count that 32 bits can't tell is the highest one.
+static uint32_t told(size_t bytes) { return bytes < UINT32_MAX ? static_cast<uint32_t>(bytes) : UINT32_MAX; }
+
+uint32_t pask_string_bytelen(const char* s) { return s ? told(text_length(s) + 1) : 0; }
 
 uint32_t pask_string_bytenlen(const char* s, uint32_t n) {
   if (!s) return 0;
@@ -10,7 +14,7 @@ uint32_t pask_string_bytenlen(const char* s, uint32_t n) {
   return bytes < n ? bytes + 1 : n;
 }
 
-uint32_t pask_string_bytelen_nonull(const char* s) { return s ? static_cast<uint32_t>(strlen(s)) : 0; }
+uint32_t pask_string_bytelen_nonull(const char* s) { return s ? told(text_length(s)) : 0; }
 
 uint32_t pask_string_bytenlen_nonull(const char* s, uint32_t n) { return s ? static_cast<uint32_t>(strnlen(s, n)) : 0; }
 

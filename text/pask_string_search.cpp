@@ -33,8 +33,9 @@ constexpr size_t MIXED_WINDOW = 1024;
       s += text_ascii_run(s, stop);
       if (s == stop) break;
       uint32_t found = 0;
+      if (utf8_lead_size(text_byte(s)) > max_bytes - static_cast<size_t>(s - start)) return nullptr;
       const uint32_t size = utf8_decode(s, &found);
-      if (size == 0 || size > max_bytes - static_cast<size_t>(s - start)) return nullptr;
+      if (size == 0) return nullptr;
       if (found == c) return position(s);
       s += size;
     }

@@ -130,9 +130,6 @@ struct text_extent {
   uint32_t invalid;  // 1 when an invalid sequence ended it
 };
 
-// The characters of s up to its terminator, an invalid sequence, max_chars, or the last that ends within max_bytes.
-text_extent text_measure(const char* s, uint32_t max_bytes, uint32_t max_chars);
-
 // As _utf8_get_prev_char(), for a position with `before` bytes of the string in front of it.
 uint32_t _utf8_step_back(const char** pp, size_t before, uint32_t* c);
 

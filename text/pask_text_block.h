@@ -88,26 +88,63 @@ inline uint32_t block_offset(const char* p, uint32_t unit) {
   return static_cast<uint32_t>(reinterpret_cast<uintptr_t>(p) & (unit - 1));
 }
 
+// Set in the bytes that are ASCII and neither 0 nor `byte`, which is ASCII.
+inline text_block block_plain_without(text_block block, char byte) {
+  const bool zero = __builtin_constant_p(byte) && byte == 0;  // no byte at all
+  return zero ? block_plain(block) : block_without(block_plain(block), block_equal(block, byte));
+}
+
+// As text_scan(), from the i-th byte on, which is below `most` and begins a block.
+size_t text_scan_long(const char* s, size_t i, size_t most, char byte);
+
 // The number of bytes of s in front of the first that is 0, isn't ASCII or is `byte`, which is ASCII; at most `most`.
 inline size_t text_scan(const char* s, size_t most, char byte = 0) {
-  const auto plain = [=](const char* p) {
-    const text_block block = block_load(p);
-    const bool zero = __builtin_constant_p(byte) && byte == 0;  // no byte at all
-    return zero ? block_plain(block) : block_without(block_plain(block), block_equal(block, byte));
-  };
   size_t i = 0;
   if (!TEXT_BLOCKS) {
     while (i < most && s[i] != 0 && !text_is_multibyte(s + i) && (byte == 0 || s[i] != byte)) ++i;
     return i;
   }
   if (most == 0) return 0;
+  const auto stops_at = [=](const char* p) {
+    return ~block_flags(block_plain_without(block_load(p), byte)) & FLAGS_ALL;
+  };
   const uint32_t skipped = block_offset(s, BLOCK_BYTES);
-  text_flags stops = ~block_flags(plain(s - skipped)) & flags_from(skipped);
-  for (i = 0 - static_cast<size_t>(skipped); stops == 0; stops = ~block_flags(plain(s + i)) & FLAGS_ALL) {
+  text_flags stops = stops_at(s - skipped) & flags_from(skipped);
+  for (i = 0 - static_cast<size_t>(skipped); stops == 0; stops = stops_at(s + i)) {
     i += BLOCK_BYTES;
     if (i >= most) return most;
+    if (i >= 4 * BLOCK_BYTES) return text_scan_long(s, i, most, byte);
   }
   return text_min(i + flags_before(stops), most);
 }
 
+// strlen, without the call for a short text.
+inline size_t text_length(const char* s) {
+  if (!TEXT_BLOCKS) return strlen(s);
+  const auto ends_at = [](const char* p) { return block_flags(block_equal(block_load(p), 0)); };
+  const uint32_t skipped = block_offset(s, BLOCK_BYTES);
+  text_flags ends = ends_at(s - skipped) & flags_from(skipped);
+  size_t i = 0 - static_cast<size_t>(skipped);
+  for (; ends == 0; ends = ends_at(s + i)) {
+    i += BLOCK_BYTES;
+    if (i >= 4 * BLOCK_BYTES) return i + strlen(s + i);
+  }
+  return i + flags_before(ends);
+}
+
 inline bool text_is_ascii(const char* s) { return s[text_scan(s, SIZE_MAX)] == 0; }
+
+// --- Measuring.
+
+// As text_measure(), behind so many bytes of ASCII.
+text_extent text_measure_mixed(const char* s, uint32_t ascii, uint32_t max_bytes, uint32_t max_chars);
+
+// The characters of s up to its terminator, an invalid sequence, max_chars, or the last that ends within max_bytes.
+//
+// Fast for ASCII, where bytes and characters are counted alike, so that the nearer limit is the limit.
+inline text_extent text_measure(const char* s, uint32_t max_bytes, uint32_t max_chars) {
+  const size_t most = text_min(max_bytes, max_chars);
+  const auto ascii = static_cast<uint32_t>(text_scan(s, most));
+  if (ascii == most || s[ascii] == 0) return {ascii, ascii, 0};
+  return text_measure_mixed(s, ascii, max_bytes, max_chars);
+}

@@ -1,4 +1,4 @@
-// The UTF-8 codec: single characters, measuring, comparison and copying by characters.
+// The UTF-8 codec: single characters, comparison and copying by characters.
 #include "pask_utf8.h"
 
 #include "pask_text.h"
@@ -54,66 +54,6 @@ uint32_t _utf8_set_next_char(char* dst, uint32_t room, uint32_t c, uint32_t* wri
   return 0;
 }
 
-// Goes on one character at a time: the end of every measurement that meets a limit or an invalid sequence.
-static text_extent measure_chars(const char* s, text_extent done, uint32_t max_bytes, uint32_t max_chars) {
-  while (done.bytes < max_bytes && done.chars < max_chars && s[done.bytes] != 0) {
-    const char* const p = s + done.bytes;
-    const uint32_t size = text_is_multibyte(p) ? utf8_sequence_size(p) : 1;
-    done.invalid = size == 0;
-    if (done.invalid || size > max_bytes - done.bytes) break;
-    done.bytes += size;
-    ++done.chars;
-  }
-  return done;
-}
-
-// Takes whole blocks while they are valid. The upper bits of a byte make four flags, and these tell all: where lead bytes are,
-// where they want continuation bytes, and where such are. Begins behind `done`, at a character.
-//
-// A block counts only when continuation bytes stand exactly where they are wanted, no lead byte wants four, and neither limit lies
-// in it: then its characters are those that measure_chars() would step over, the last one perhaps reaching into the next block.
-// What a block that doesn't count has to say, and whether it ends a character that the last one left open, is left to
-// measure_chars(), which begins again at that character.
-[[gnu::noinline]] static text_extent measure_blocks(const char* s, uint32_t ascii, uint32_t max_bytes,
-                                                    uint32_t max_chars) {
-  text_extent done = {ascii, ascii, 0};
-  text_flags cut = 0;  // wanted from this block by a character of the last one
-  while (TEXT_BLOCKS && done.bytes < max_bytes) {
-    const char* const p = s + done.bytes;
-    const uint32_t skipped = block_offset(p, BLOCK_BYTES);
-    const text_block block = block_load(p - skipped);
-    const text_flags zeros = block_flags(block_equal(block, 0)) & flags_from(skipped);
-    const uint32_t end = zeros != 0 ? flags_before(zeros) : BLOCK_BYTES;
-    const text_flags inside = flags_from(skipped) & (zeros != 0 ? flags_until(end) : FLAGS_ALL);
-    const text_flags high = block_flags(block) & inside;
-    const text_flags lead = high & block_flags<1>(block);
-    const text_flags lead_of_3 = lead & block_flags<2>(block);
-    const text_flags wanted = cut | ((lead << FLAG_STEP | lead_of_3 << 2 * FLAG_STEP) & FLAGS_ALL);
-    const uint32_t bytes = end - skipped;
-    const uint32_t chars = flags_count(inside & ~wanted);
-    if (wanted != (high & ~lead) || (lead_of_3 & block_flags<3>(block)) != 0) break;
-    if (bytes > max_bytes - done.bytes || chars >= max_chars - done.chars) break;
-    done.bytes += bytes;
-    done.chars += chars;
-    if (zeros != 0) return done;
-    cut = lead >> (BLOCK_BYTES - 1) * FLAG_STEP | lead_of_3 >> (BLOCK_BYTES - 2) * FLAG_STEP;
-  }
-  if (cut != 0) {
-    --done.chars;
-    while (utf8_is_continuation(s + --done.bytes)) {
-    }
-  }
-  return measure_chars(s, done, max_bytes, max_chars);
-}
-
-// Fast for ASCII, where bytes and characters are counted alike, so that the nearer limit is the limit.
-text_extent text_measure(const char* s, uint32_t max_bytes, uint32_t max_chars) {
-  const size_t most = text_min(max_bytes, max_chars);
-  const size_t ascii = text_scan(s, most);
-  if (ascii == most || s[ascii] == 0) return {static_cast<uint32_t>(ascii), static_cast<uint32_t>(ascii), 0};
-  return measure_blocks(s, static_cast<uint32_t>(ascii), max_bytes, max_chars);
-}
-
 // Where two runs of ASCII begin to differ, or the start of the block with that place.
 template <typename Block>
 static size_t agreement(const char* a, const char* b, size_t n, bool exact) {
@@ -149,14 +89,14 @@ static uint32_t ascii_agreement(const char* a, const char* b, uint32_t max_chars
 uint32_t _pask_string_utf8_compare(const char* a, const char* b, uint32_t max_chars, uint32_t exact, int32_t* diff,
                                    uint32_t* count, const char** a_end, const char** b_end) {
   // Fast over the ASCII that both begin with. A first byte that differs in any case is a difference, or no ASCII: nothing to skip.
-  uint32_t matched =
-      byte_tolower(text_byte(a)) == byte_tolower(text_byte(b)) ? ascii_agreement(a, b, max_chars, exact != 0) : 0;
+  const bool begins = max_chars != 0 && byte_tolower(text_byte(a)) == byte_tolower(text_byte(b));
+  uint32_t matched = begins ? ascii_agreement(a, b, max_chars, exact != 0) : 0;
   a += matched;
   b += matched;
   uint32_t budget = max_chars - matched;
   int32_t difference = 0;
   uint32_t status = 0;
-  while (*a != 0 && *b != 0 && budget != 0 && difference == 0) {
+  while (budget != 0 && difference == 0 && *a != 0 && *b != 0) {
     uint32_t ca = 0;
     uint32_t cb = 0;
     --budget;
@@ -197,9 +137,8 @@ uint32_t _pask_string_utf8_copy(char* dst, uint32_t size, const char* src, uint3
     max_chars -= valid.chars;
     if (!valid.invalid) break;
     const uint32_t bytes = utf8_lead_size(text_byte(src));
-    const bool cut = src[1] == 0 || (bytes == 3 && src[2] == 0);
     if (bytes > room) break;
-    if (bytes == 0 || cut) {
+    if (bytes == 0 || src[1] == 0 || (bytes == 3 && src[2] == 0)) {
       status = STRING_ERR_INVALID_UTF8;
       break;
     }

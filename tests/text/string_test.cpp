@@ -1,8 +1,11 @@
 // Strings: what each operation does at null, empty and invalid text, and at the end of its room.
 #include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <unistd.h>
 #include <velox/pask_string.h>
 #include <velox/velox_standin.h>
 
+#include <algorithm>
 #include <chrono>
 #include <string>
 #include <tuple>
@@ -10,6 +13,7 @@
 #include <vector>
 
 #include "guarded.h"
+#include "random.h"
 
 namespace {
 
@@ -80,6 +84,26 @@ TEST(String, Duplicates) {
   EXPECT_EQ(pask_string_reverse(text.data())[299], 'a');
   EXPECT_EQ(velox_standin_memory_live_blocks(), live);
 }
+
+#if __SIZEOF_POINTER__ == 8 && !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+// A text of 2^32 - 1 bytes: some pages, over and over. The last one gets the terminator.
+TEST(String, RefusesWhatNoSizeCanTell) {
+  constexpr size_t ALL = size_t{1} << 32, PART = 1 << 22;
+  const int file = memfd_create("text", 0);
+  ASSERT_EQ(pwrite(file, std::string(PART, 'a').data(), PART, 0), static_cast<ssize_t>(PART));
+  char* const text =
+      static_cast<char*>(mmap(nullptr, ALL, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0));
+  for (size_t at = 0; at < ALL; at += PART)
+    ASSERT_NE(mmap(text + at, PART, PROT_READ, MAP_SHARED | MAP_FIXED | MAP_POPULATE, file, 0), MAP_FAILED);
+  mmap(text + ALL - PART, PART, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_FIXED, file, 0);
+  close(file);
+  text[ALL - 1] = 0;
+  char* out = nullptr;
+  EXPECT_EQ(pask_string_strdup2(text, &out), 0x90050002u);
+  EXPECT_EQ(pask_string_bytelen(text), UINT32_MAX);
+  munmap(text, ALL);
+}
+#endif
 
 TEST(String, Measures) {
   const guarded_text three("abc", 3);
@@ -161,12 +185,59 @@ TEST(String, MatchesPatterns) {
     EXPECT_EQ(pask_string_match_prefix(pattern, static_cast<uint32_t>(wanted.size()), text), taken)
         << wanted << " on " << from;
   }
-  // Thirty stars in front of a byte that isn't there: each must give up once.
-  std::string stars, text(500, 'a');
-  for (int i = 0; i < 30; ++i) stars += "**a";
-  stars += "b";
+}
+
+// The rules as they are told, by recursion.
+int32_t model_match(const std::string& pattern, const std::string& text) {
+  if (const char* const bar = pask_string_strnchr(pattern.c_str(), '|', static_cast<uint32_t>(pattern.size()))) {
+    const int32_t taken = model_match(pattern.substr(0, static_cast<size_t>(bar - pattern.c_str())), text);
+    return taken > 0 ? taken : model_match(bar + 1, text);
+  }
+  for (size_t i = 0; i < pattern.size(); ++i) {
+    if (pattern[i] == '$') return i == text.size() ? static_cast<int32_t>(i) : -1;
+    if (pattern[i] == '*') {
+      const size_t rest = pattern.compare(i, 2, "**") == 0 ? i + 2 : i + 1;
+      const size_t run_end = rest == i + 2 ? text.size() : std::min(text.find('/', i), text.size());
+      if (rest == pattern.size()) return static_cast<int32_t>(run_end);
+      for (size_t at = run_end + 1; at-- > i;)
+        if (const int32_t taken = model_match(pattern.substr(rest), text.substr(at)); taken >= 0)
+          return taken + static_cast<int32_t>(at);
+      return -1;
+    }
+    if (i == text.size() || (pattern[i] != '?' && tolower(pattern[i]) != tolower(text[i]))) return -1;
+  }
+  return static_cast<int32_t>(pattern.size());
+}
+
+TEST(String, MatchesPatternsAsTheModel) {
+  TEST_RANDOM(random, std::mt19937);
+  const auto made = [&](const std::string& of, size_t bytes) {
+    std::string s;
+    while (s.size() < bytes) s += of[random() % of.size()];
+    return s;
+  };
+  for (int round = 0; round < 60000 && !HasFailure(); ++round) {
+    const std::string pattern = made("aab/|?**$\377", random() % 12), text = made("aAb/\377", random() % 8);
+    EXPECT_EQ(pask_string_match_prefix(pattern.c_str(), static_cast<uint32_t>(pattern.size()), text.c_str()),
+              model_match(pattern, text))
+        << testing::PrintToString(pattern) << " on " << testing::PrintToString(text);
+  }
+}
+
+TEST(String, MatchesInTextTimesPattern) {
+  const auto times = [](int n, const std::string& piece) {
+    std::string s;
+    for (int i = 0; i < n; ++i) s += piece;
+    return s;
+  };
+  const std::string text = times(1000, "\377a");
   const auto start = std::chrono::steady_clock::now();
-  EXPECT_EQ(pask_string_match_prefix(stars.c_str(), static_cast<uint32_t>(stars.size()), text.c_str()), -1);
+  for (const std::string& pattern :
+       {times(500, "*a") + "b", times(20000, "**a") + "b", times(500, "\377*b|*?b|*") + "b"}) {
+    const int64_t live = velox_standin_memory_live_blocks();
+    EXPECT_EQ(pask_string_match_prefix(pattern.c_str(), static_cast<uint32_t>(pattern.size()), text.c_str()), -1);
+    EXPECT_EQ(velox_standin_memory_live_blocks(), live);
+  }
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
 }
 

@@ -148,11 +148,24 @@ std::string model_copy(const std::string& s, size_t size, uint32_t chars, uint32
 
 TEST(Utf8, AgreesWithTheModel) {
   TEST_RANDOM(random, std::mt19937);
-  // The last four are invalid, or overlong.
+  // The last five are invalid, or overlong.
   const std::string upper = "ABCDEFGHIJKLMNOPQRSTUVWXYZ";
-  const std::string pieces[] = {
-      "a",           "A",    "b",    "Z",        "z",       "[", "@", "\303\251", "\342\202\254", "abcdefghijklmnop",
-      upper + upper, "\303", "\377", "\301\241", "\342\202"};
+  const std::string pieces[] = {"a",
+                                "A",
+                                "b",
+                                "Z",
+                                "z",
+                                "[",
+                                "@",
+                                "\303\251",
+                                "\342\202\254",
+                                "abcdefghijklmnop",
+                                upper + upper,
+                                "\303",
+                                "\377",
+                                "\301\241",
+                                "\342\202",
+                                "\360\237\230"};
   // At the end of a page or in front of other bytes, so that starts and ends fall everywhere.
   const auto placed = [&](const std::string& s) {
     return guarded_text(random() % 2 ? s : s + '\0' + std::string(random() % 20, random() % 2 ? 'a' : '\200'));
@@ -163,7 +176,7 @@ TEST(Utf8, AgreesWithTheModel) {
     return s;
   };
   for (int round = 0; round < 20000 && !HasFailure(); ++round) {
-    const size_t kinds = round % 4 == 0 ? 15 : 11;
+    const size_t kinds = round % 4 == 0 ? 16 : 11;
     const std::string common = text(kinds);
     const std::string a = common + text(kinds);
     std::string b = random() % 4 ? common + text(kinds) : a;
@@ -220,30 +233,82 @@ TEST(Utf8, AgreesWithTheModel) {
 }
 
 TEST(Utf8, LimitsAreNotReadPast) {
-  const guarded_text four("a\xc3\xa9z", 4);  // no terminator
-  char out[8];
-  EXPECT_STREQ(pask_string_strncpy(out, sizeof out, four, 3), "a\xc3\xa9z");
-  EXPECT_STREQ(pask_string_strncpy(out, 5, four, ALL), "a\xc3\xa9z");
-  EXPECT_EQ((list{pask_string_byteclen(four, 3), pask_string_charnlen(four, 4), pask_string_charnlen(four, 2),
-                  pask_string_strncmp(four, four + 1, 1)}),
-            (list{4, 3, 1, -1}));
+  const std::string letters(150, 'a');
+  const std::string whole = letters + "\303\251\342\202\254" + letters + "\342\202\254z";
+  char out[400];
+  uint32_t chars = 0;
+  size_t next = 0;  // where the last character that begins within the limit ends
+  for (uint32_t limit = 0; limit <= whole.size(); ++limit) {
+    SCOPED_TRACE(limit);
+    const guarded_text text(whole.substr(0, limit), limit);  // no terminator
+    const bool cut = next > limit;
+    const uint32_t fit = chars - cut;
+    EXPECT_EQ(pask_string_charnlen(text, limit), fit);
+    EXPECT_EQ(pask_string_bytenlen(text, limit), limit);
+    EXPECT_EQ(pask_string_bytenlen_nonull(text, limit), limit);
+    EXPECT_EQ(pask_string_strcnspn(text, "z", limit), limit < whole.size() ? limit : limit - 1);
+    EXPECT_EQ(pask_string_strnchr(text, 'Z', limit), nullptr);
+    EXPECT_EQ(pask_string_strnchr(text, 0x20ac, limit), limit < 155 ? nullptr : text + 152);
+    EXPECT_EQ(pask_string_match_prefix(text, limit, whole.c_str()), static_cast<int32_t>(limit));
+    if (cut) continue;
+    EXPECT_EQ(pask_string_byteclen(text, chars), limit);
+    EXPECT_EQ(pask_string_strncmp(text, whole.c_str(), chars), 0);
+    EXPECT_EQ(pask_string_strnicmp(whole.c_str(), text, chars), 0);
+    EXPECT_EQ(pask_string_strncpy(out, sizeof out, text, chars), whole.substr(0, limit));
+    EXPECT_EQ(pask_string_strcpy(out, limit + 1, text), whole.substr(0, limit));
+    ++chars;
+    next += limit < whole.size() ? size_of(static_cast<uint8_t>(whole[limit])) : 0;
+  }
 }
 
-TEST(Ucs2, ConvertsBothWays) {
-  uint16_t units[8] = {};
-  uint32_t size = 99;
-  const guarded_text cut("ab\xe2\x82", 4);  // the sequence reaches behind the bytes given
-  EXPECT_EQ((list{pask_string_utf8_to_ucs2_buf("a\0\xe2\x82\xac", 5, units, &size, 0), size, units[0], units[1],
-                  units[2], pask_string_utf8_to_ucs2_buf(cut, 4, units, &size, 1), size, units[1]}),
-            (list{0, 6, 'a', 0, 0x20ac, INVALID, 4, 0x6200}));
-
+TEST(Ucs2, TakesUnitsByThemselves) {
   const uint16_t pair[] = {0xd83d, 0xde00, 0};
+  uint32_t size = 0;
   char text[8] = {};
   EXPECT_EQ((list{pask_string_ucs2_to_utf8_buf(pair, 4, text, &(size = 7), 0), strcmp(text, "\xed\xa0\xbd\xed\xb8\x80"),
-                  pask_string_ucs2_to_utf8_buf(pair, 4, text, &(size = 6), 0), size,
                   pask_string_ucs2_to_utf8_buf(pair, 3, text, &(size = 8), 0), size, pask_string_bytelen_uni(pair),
                   pask_string_charlen_uni(pair), pask_string_bytelen_uni(pair + 2), pask_string_bytelen_uni(nullptr)}),
-            (list{0, 0, NO_ROOM, 3, 0x900503a1, 0, 6, 2, 2, 0}));
+            (list{0, 0, 0x900503a1, 0, 6, 2, 2, 0}));
+}
+
+// Runs of every kind, both ways and in either order, cut by the end of the input and of the room.
+TEST(Ucs2, AgreesWithTheModel) {
+  TEST_RANDOM(random, std::mt19937);
+  const std::string pieces[] = {"a",        "\177",     std::string(1, '\0'), "abcdefghijklmnopqrstuvwxyz",
+                                "\302\200", "\337\277", "\340\240\200",       "\357\277\277"};
+  for (int round = 0; round < 5000 && !HasFailure(); ++round) {
+    std::string text;
+    for (size_t n = random() % 12, kinds = 1 + random() % 8; n > 0; --n) text += pieces[random() % kinds];
+    if (random() % 4 == 0) text += random() % 2 ? "\303(" : "\342\202";
+    SCOPED_TRACE(testing::PrintToString(text));
+    const uint32_t swap = random() % 2;
+    std::vector<uint16_t> wanted;
+    std::string back;
+    const size_t room = random() % (text.size() + 20);
+    bool fits = true;
+    size_t at = 0;
+    while (at < text.size()) {
+      const size_t begin = at;
+      const auto c = take(text, &at);
+      if (!c) break;
+      const auto unit = static_cast<uint16_t>(*c);
+      wanted.push_back(swap ? __builtin_bswap16(unit) : unit);
+      fits = fits && back.size() + at - begin < room;
+      if (fits) back += text.substr(begin, at - begin);
+    }
+    const size_t bytes = 2 * wanted.size();
+    const guarded_text in(text, text.size()), units("", bytes), out(std::string(room, '#'), room);
+    auto* const to = reinterpret_cast<uint16_t*>(units.get());
+    uint32_t size = 99;
+    EXPECT_EQ(pask_string_utf8_to_ucs2_buf(in, static_cast<uint32_t>(text.size()), to, &size, swap),
+              at == text.size() ? 0 : INVALID);
+    EXPECT_EQ(std::vector<uint16_t>(to, to + size / 2), wanted);
+
+    size = static_cast<uint32_t>(room);
+    EXPECT_EQ(pask_string_ucs2_to_utf8_buf(to, static_cast<uint32_t>(bytes), out, &size, swap), fits ? 0 : NO_ROOM);
+    EXPECT_EQ(size, back.size());
+    EXPECT_EQ(std::string(out, room), back + std::string(room - back.size(), '#'));  // nothing behind it is touched
+  }
 }
 
 TEST(Ucs2, AllocatesOrLeavesTheResult) {
