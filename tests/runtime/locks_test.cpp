@@ -18,7 +18,8 @@ namespace {
 
 struct critsec_record {
   int32_t waiters, count;
-  pthread_t owner;
+  void* owner;
+  uint32_t state;
   pthread_cond_t cond;
   pthread_mutex_t mutex;
 };
@@ -26,7 +27,7 @@ struct critsec_record {
 struct rwlock_record {
   pthread_mutex_t mutex;
   pthread_cond_t read_cond, write_cond;
-  uint32_t readers, writer, read_waiters, write_waiters;
+  uint32_t state, read_waiters, write_waiters;
 };
 
 struct event_record {
