@@ -107,7 +107,7 @@ static void give_up(pask_critsec* cs) PASK_REQUIRES(cs->mutex) {
 }
 
 // The thread was cancelled in its wait, from which it comes back with the mutex.
-PASK_NO_THREAD_SAFETY_ANALYSIS static void wait_cancelled(void* section) {
+PASK_NO_THREAD_SAFETY_ANALYSIS static void enter_cancelled(void* section) {
   auto* cs = static_cast<pask_critsec*>(section);
   word_set(cs->waiters, cs->waiters - 1);
   give_up(cs);
@@ -116,7 +116,7 @@ PASK_NO_THREAD_SAFETY_ANALYSIS static void wait_cancelled(void* section) {
 
 // Leaves the word WANTED when it has found the section free.
 static int wait_until_free(pask_critsec* cs) PASK_REQUIRES(cs->mutex) {
-  const wait_place place = {&cs->cond, &cs->mutex.posix, wait_cancelled, cs};
+  const wait_place place = {&cs->cond, &cs->mutex.posix, enter_cancelled, cs};
   int error = 0;
   while (!error && __atomic_exchange_n(&cs->state, uint32_t{WANTED}, __ATOMIC_ACQUIRE) != FREE) {
     word_set(cs->waiters, cs->waiters + 1);

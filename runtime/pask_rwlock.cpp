@@ -20,7 +20,7 @@
 static constexpr uint32_t WRITER = 1u << 31;     // the write lock is held
 static constexpr uint32_t QUEUED = 1u << 30;     // the word is the mutex holder's
 static constexpr uint32_t READERS = QUEUED - 1;  // how many read locks are held
-static constexpr uint32_t HELD = WRITER | READERS;
+static constexpr uint32_t HOLDERS = WRITER | READERS;
 
 struct pask_rwlock {
   pask_mutex mutex;  // held for a few instructions
@@ -71,7 +71,7 @@ uint32_t pask_thread_rwlock_delete(pask_rwlock* rw) {
 
 // Closes the word to all others. Gives who holds the lock.
 static uint32_t state_close(pask_rwlock* rw) PASK_REQUIRES(rw->mutex) {
-  return __atomic_fetch_or(&rw->state, QUEUED, __ATOMIC_ACQUIRE) & HELD;
+  return __atomic_fetch_or(&rw->state, QUEUED, __ATOMIC_ACQUIRE) & HOLDERS;
 }
 
 // Sets who holds the lock, and opens the word unless somebody waits who must be asked for or woken.
