@@ -95,7 +95,7 @@ static void disown(pask_critsec* cs) {
 
 // The status of an operation that ended with `error` under the mutex: a failure to unlock replaces it.
 static uint32_t unlocked(pask_critsec* cs, int error) PASK_RELEASE(cs->mutex) {
-  PASK_ASSERT(cs->waiters > 0 || (cs->waiters == 0 && word_get(cs->state) != WANTED));
+  PASK_ASSERT(cs->waiters >= 0 && (cs->waiters > 0 || word_get(cs->state) != WANTED));
   const int unlock_error = mutex_unlock(cs->mutex);
   return thread_status(unlock_error ? unlock_error : error);
 }
@@ -111,7 +111,7 @@ PASK_NO_THREAD_SAFETY_ANALYSIS static void enter_cancelled(void* section) {
   auto* cs = static_cast<pask_critsec*>(section);
   word_set(cs->waiters, cs->waiters - 1);
   give_up(cs);
-  mutex_unlock(cs->mutex);
+  unlocked(cs, 0);
 }
 
 // Leaves the word WANTED when it has found the section free.

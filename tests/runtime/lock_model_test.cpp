@@ -350,6 +350,7 @@ void expect_in_every_order(const scenario& what) {
   std::unordered_set<uint64_t> met;
   size_t paths = 0;
   s_path.clear();
+  s_decided = 0;
   do {
     ++paths;
     run_path(what, met);
