@@ -3,16 +3,20 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
+#include <unistd.h>
 #include <velox/pask_fs.h>
 #include <velox/pask_modules.h>
+#include <velox/pask_thread_store.h>
 #include <velox/velox_standin.h>
 
 #include <atomic>
+#include <functional>
 #include <latch>
 #include <map>
 #include <sstream>
 #include <thread>
 
+#include "await.h"
 #include "report_log.h"
 
 static constexpr pask_status MEMORY_REFUSES = 0x9001000bu;
@@ -157,6 +161,17 @@ TEST_F(LifecycleOnce, ThreadStoreKeyBelongsToWhoeverMadeIt) {
     EXPECT_EQ(std::exchange(g_pask_thread_store_key, 0u), there);
   }
 
+  // A key of 0, which a process's first is, would read as none.
+  const auto works_with_key_0_free = [] {
+    pthread_key_t next = 1;
+    uintptr_t value = 0;
+    pthread_key_delete(0);
+    return pask_thread_initialize() == 0 && g_pask_thread_store_key != 0 &&
+           pask_thread_store_set(nullptr, 0, 1, nullptr) == 0 && pask_thread_store_get(nullptr, 0, &value) == 0 &&
+           pthread_key_create(&next, nullptr) == 0 && next == 0;
+  };
+  EXPECT_EXIT(_exit(works_with_key_0_free() ? 7 : 1), testing::ExitedWithCode(7), "");
+
   std::vector<pthread_key_t> keys;
   for (pthread_key_t key; pthread_key_create(&key, nullptr) == 0;) keys.push_back(key);
   EXPECT_EQ(pask_hdo_initialize(), 10u);
@@ -180,6 +195,26 @@ TEST_F(LifecycleOnce, StartsAndStopsFromManyThreads) {
     });
   threads.clear();
   EXPECT_EQ(wrong, 0);
+}
+
+// What came before a start is there for whoever finds that it has been.
+TEST_F(LifecycleOnce, StartsPublish) {
+  const auto by_count = [] { return pask_thread_initchecks() > 0; };
+  const auto by_key = [] {
+    uintptr_t value = 0;
+    return pask_thread_store_set(nullptr, 0, 1, nullptr) == 0 && pask_thread_store_get(nullptr, 0, &value) == 0;
+  };
+  for (const std::function<bool()>& started : {std::function<bool()>(by_count), std::function<bool()>(by_key)}) {
+    int before = 0;
+    std::jthread other([&] {
+      await(started);
+      EXPECT_EQ(before, 1);
+    });
+    before = 1;
+    EXPECT_EQ(pask_thread_initialize(), 0u);
+    other.join();
+    EXPECT_EQ(pask_thread_shutdown(), 0u);
+  }
 }
 
 TEST_F(LifecycleOnce, AtomicsCountWithoutTheOthers) {

@@ -3,12 +3,15 @@
 #include <gtest/gtest.h>
 #include <pthread.h>
 #include <time.h>
+#include <velox/pask_modules.h>
 #include <velox/pask_spinlock.h>
 #include <velox/pask_thread.h>
 #include <velox/velox_standin.h>
 
 #include <atomic>
+#include <functional>
 #include <future>
+#include <latch>
 #include <thread>
 #include <vector>
 
@@ -217,6 +220,43 @@ TEST_F(Locks, EventLetsOneWaiterThroughForEachSignalOrAllThatAManualOneWakes) {
     }
     threads.clear();
   }
+}
+
+using waiting = std::function<pask_status()>;
+void* run_waiting(void* wait) {
+  (*static_cast<waiting*>(wait))();
+  return nullptr;
+}
+void* wait_for_latch(void* latch) {
+  static_cast<std::latch*>(latch)->wait();
+  return nullptr;
+}
+
+// The objects are held by the thread that cancels. What is left of the wait would be in the way of what comes after.
+TEST_F(Locks, AreAsBeforeWhenAThreadIsCancelledInItsWait) {
+  ASSERT_EQ(pask_thread_initialize(), 0u);
+  std::latch end(1);
+  pask_thread_handle running = nullptr;
+  ASSERT_EQ(pask_thread_create(wait_for_latch, 0, &end, &running), 0u);
+  std::pair<const char*, waiting> rows[] = {
+      {"section", [&] { return pask_thread_critsec_enter(section); }},
+      {"reader", [&] { return pask_thread_rwlock_readlock(lock); }},
+      {"writer", [&] { return pask_thread_rwlock_writelock(lock); }},
+      {"event", [&] { return pask_thread_event_wait(event, PASK_THREAD_NO_LIMIT); }},
+      {"event with a limit", [&] { return pask_thread_event_wait(event, PATIENCE_MS); }},
+      {"a thread's end", [&] { return pask_thread_wait_and_cleanup(running, PASK_THREAD_NO_LIMIT); }}};
+  for (auto& [what, wait] : rows) {
+    ASSERT_EQ(pask_thread_critsec_enter(section) | pask_thread_rwlock_writelock(lock), 0u) << what;
+    pthread_t thread;
+    void* result = nullptr;
+    ASSERT_EQ(pthread_create(&thread, nullptr, run_waiting, &wait), 0);
+    EXPECT_EQ(pthread_cancel(thread) | pthread_join(thread, &result), 0);
+    EXPECT_EQ(result, PTHREAD_CANCELED) << what;
+    EXPECT_EQ(pask_thread_critsec_leave(section) | pask_thread_rwlock_unlock(lock), 0u) << what;
+    EXPECT_EQ(pask_thread_event_wait(event, 0), PASK_THREAD_INFO_TIMEOUT) << what;
+  }
+  end.count_down();
+  EXPECT_EQ(pask_thread_wait_and_cleanup(running, PASK_THREAD_NO_LIMIT) | pask_thread_shutdown(), 0u);
 }
 
 // Neither a wake without the state nor an early timeout ends the wait; the second timeout carries over a full second.
