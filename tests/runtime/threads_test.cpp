@@ -65,7 +65,13 @@ class Threads : public testing::Test {
 };
 
 void* count_to_20000(void* word) {
-  for (uint32_t i = 0; i < 20000; ++i) pask_atomic_inc(static_cast<uint32_t*>(word), nullptr);
+  auto* count = static_cast<uint32_t*>(word);
+  for (uint32_t i = 0; i < 20000; i += 2) {
+    pask_atomic_inc(count, nullptr);
+    uint32_t seen = 0;
+    for (uint8_t swapped = 0; !swapped; pask_atomic_cas(count, seen, seen + 1, &swapped))
+      pask_atomic_read(count, &seen);
+  }
   return nullptr;
 }
 
