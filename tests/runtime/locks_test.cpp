@@ -116,26 +116,42 @@ TEST(Null, IsRefusedExceptByDelete) {
   EXPECT_EQ(pask_thread_event_delete(nullptr) | pask_spinlock_delete(nullptr), 0u);
 }
 
+// Goes on at once, lets others go first, or sleeps, now and then.
+void dawdle(uint32_t& random) {
+  random = random * 1664525 + 1013904223;
+  if (random >> 28 == 0) std::this_thread::yield();
+  if (random >> 23 == 1) std::this_thread::sleep_for(std::chrono::microseconds(random >> 16 & 63));
+}
+
+// Every thread adds to the sum once for each of its levels; what is read between two writes is the same twice.
 template <class Handle>
-void expect_one_at_a_time(Handle handle, int levels, pask_status (*enter)(Handle), pask_status (*leave)(Handle)) {
-  int sum = 0;
-  std::vector<std::jthread> threads;
-  for (int t = 0; t < 4; ++t)
-    threads.emplace_back([&] {
-      for (int i = 0; i < 5000; ++i) {
-        for (int level = 0; level < levels; ++level) enter(handle);
-        for (int level = 0; level < levels; ++level, leave(handle)) ++sum;
-      }
-    });
-  threads.clear();
-  EXPECT_EQ(sum, 20000 * levels);
+void expect_one_at_a_time(Handle handle, int levels, pask_status (*enter)(Handle), pask_status (*leave)(Handle),
+                          pask_status (*read)(Handle) = nullptr) {
+  for (const uint32_t threads : {2u, 4u, 16u}) {
+    int sum = 0, copy = 0;
+    {
+      std::vector<std::jthread> running;
+      for (uint32_t t = 0; t < threads; ++t)
+        running.emplace_back([&, random = t]() mutable {
+          for (int i = 0; i < 1600; ++i, dawdle(random)) {
+            for (int level = 0; level < levels; ++level) enter(handle);
+            for (int level = 0; level < levels; ++level, leave(handle)) copy = ++sum;
+            if (!read) continue;
+            read(handle);
+            EXPECT_EQ(copy, sum);
+            leave(handle);
+          }
+        });
+    }
+    EXPECT_EQ(sum, static_cast<int>(threads) * 1600 * levels);
+  }
 }
 
 pask_spinlock s_zeroed;
 
 TEST_F(Locks, LetOneThreadInAtATime) {
   expect_one_at_a_time(section, 2, pask_thread_critsec_enter, pask_thread_critsec_leave);
-  expect_one_at_a_time(lock, 1, pask_thread_rwlock_writelock, pask_thread_rwlock_unlock);
+  expect_one_at_a_time(lock, 1, pask_thread_rwlock_writelock, pask_thread_rwlock_unlock, pask_thread_rwlock_readlock);
   pask_spinlock made;
   ASSERT_EQ(pask_spinlock_init(&made), 0u);
   for (pask_spinlock* spinlock : {&s_zeroed, &made})
@@ -262,7 +278,7 @@ TEST_F(Locks, AreAsBeforeWhenAThreadIsCancelledInItsWait) {
 // Neither a wake without the state nor an early timeout ends the wait; the second timeout carries over a full second.
 TEST_F(Locks, EventTimeoutComesNoSoonerThanAsked) {
   std::jthread disturber([this](std::stop_token stop) {
-    for (; !stop.stop_requested(); std::this_thread::yield()) disturb(event);
+    for (; !stop.stop_requested(); std::this_thread::yield()) disturb(event), pask_thread_event_reset(event);
   });
   const auto now_us = [] {
     timespec now;
