@@ -7,6 +7,7 @@
 #include <velox/pask_fs.h>
 #include <velox/pask_modules.h>
 #include <velox/pask_thread_store.h>
+#include <velox/velox_cadenz.h>
 #include <velox/velox_standin.h>
 
 #include <atomic>
@@ -215,6 +216,29 @@ TEST_F(LifecycleOnce, StartsPublish) {
     other.join();
     EXPECT_EQ(pask_thread_shutdown(), 0u);
   }
+}
+
+const velox_manager_record* s_manager;
+velox_client_shutdown_fn s_service_end;
+
+// The manager stops, and refuses nonetheless to let the service go.
+TEST_F(LifecycleOnce, ServiceThatTheManagerEndsLetsGoOfEveryModule) {
+  ASSERT_EQ(velox_standin_start(&s_manager), 0u);
+  const counts before = all_counts();
+  velox_manager_record refusing = *s_manager;
+  refusing.client_register = [](uint32_t package, const char* name, velox_client_shutdown_fn end, uintptr_t zero,
+                                velox_client_ref* client) {
+    s_service_end = end;
+    return s_manager->client_register(package, name, end, zero, client);
+  };
+  refusing.client_unregister = [](velox_client_ref client) {
+    return s_manager->client_unregister(client) | MEMORY_REFUSES;
+  };
+  EXPECT_EQ(velox_cadenz_initialize(&refusing) | velox_cadenz_initialize(&refusing), 0u);
+  EXPECT_EQ(s_service_end(), 0u);
+  EXPECT_EQ(velox_cadenz_initchecks(), 0);
+  EXPECT_EQ(all_counts(), before);
+  EXPECT_EQ(velox_standin_stop(), 0u);
 }
 
 TEST_F(LifecycleOnce, AtomicsCountWithoutTheOthers) {
