@@ -1,19 +1,21 @@
-// The critical section: a recursive lock. While nobody contends, entering and leaving are one atomic instruction each on `state`;
-// who must wait, and who must wake a waiter, goes through the mutex, which is held for a few instructions only, and the condition.
+// The critical section: a recursive lock. While nobody contends, entering and leaving are one atomic instruction each, on `state`.
+// Whoever must wait, or wake a waiter, goes through the mutex, which is held for a few instructions only, and the condition.
 //
-//   FREE    nobody holds the section, and whoever still sleeps has been woken
-//   HELD    somebody does, and whoever still sleeps has been woken
-//   WANTED  somebody does, and a thread sleeps that hasn't been woken
+//   FREE    nobody holds the section
+//   HELD    somebody does; all who sleep have been woken
+//   WANTED  somebody does; somebody sleeps who hasn't been woken
 //
-//   FREE -> HELD            enter, with or without the mutex: entering is open to all, in no order
-//   HELD -> FREE            leave, without the mutex
-//   HELD or WANTED -> WANTED  enter that must wait: under the mutex, which only its sleep gives back
-//   WANTED -> FREE          leave: under the mutex, followed by the broadcast
+//   FREE -> HELD      enter. It takes its chance, in no order among those who want the section
+//   HELD -> FREE      leave
+//   HELD -> WANTED    enter, under the mutex, before it sleeps
+//   WANTED -> FREE    leave, under the mutex; then it wakes all
 //
-// No wake-up is lost: a thread sleeps only when it has made the word WANTED, or found it so, and kept the mutex since; only a leave
-// under the mutex ends that, and wakes all. Those look again, and sleep on after making the word WANTED anew. The release lies
-// inside the mutex and WANTED implies waiters, so that a thread which enters next, leaves and deletes can't pull the section away from under
-// the one that has just left it.
+// No wake-up is lost: a thread makes the word WANTED and sleeps without giving the mutex back in between, and from WANTED
+// only a leave under the mutex leads on. So where the word is FREE all have been woken; each looks again, under the mutex, and
+// makes the word WANTED anew if it must sleep on.
+//
+// The section may go with the thread that leaves it last: WANTED implies waiters, whom delete refuses, so that nobody can delete it
+// before a leave that must wake has given the mutex back.
 #include "pask_assert.h"
 #include "pask_guard.h"
 #include "pask_lock_word.h"
