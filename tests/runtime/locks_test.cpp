@@ -218,26 +218,6 @@ TEST_F(Locks, EventKeepsOrConsumesItsSignal) {
   }
 }
 
-// The manual one is only disturbed: a signal and a reset in one hold of its mutex look no different to its waiters.
-TEST_F(Locks, EventLetsOneWaiterThroughForEachSignalOrAllThatAManualOneWakes) {
-  for (const bool manual : {false, true}) {
-    make_event(0, manual);
-    next = 0;
-    for (const uint32_t timeout : {PATIENCE_MS, PASK_THREAD_NO_LIMIT, PATIENCE_MS})
-      threads.emplace_back([this, timeout] {
-        EXPECT_EQ(pask_thread_event_wait(event, timeout), 0u);
-        ++next;
-      });
-    if (manual) await([this] { return disturb(event) == 0 && next == 3; });
-    for (int through = 1; !manual && through <= 3; ++through) {
-      EXPECT_EQ(pask_thread_event_signal(event), 0u);
-      await([&] { return next == through; });
-      EXPECT_EQ(pask_thread_event_wait(event, 0), PASK_THREAD_INFO_TIMEOUT);
-    }
-    threads.clear();
-  }
-}
-
 using waiting = std::function<pask_status()>;
 void* run_waiting(void* wait) {
   (*static_cast<waiting*>(wait))();
