@@ -40,13 +40,18 @@ uint32_t pask_thread_event_delete(pask_event* ev) {
   return 0;
 }
 
+PASK_NO_THREAD_SAFETY_ANALYSIS static void wait_cancelled(void* event) {
+  mutex_unlock(static_cast<pask_event*>(event)->mutex);
+}
+
 // Waits until signalled. With manual reset any wake is a signal, though the event may have been
 // reset since; with automatic reset a wake without the state was spurious or served another waiter.
 static int wait_signalled(pask_event* ev, uint32_t timeout_ms) PASK_REQUIRES(ev->mutex) {
+  const wait_place place = {&ev->cond, &ev->mutex.posix, wait_cancelled, ev};
   const wait_deadline deadline = wait_deadline_in(timeout_ms);
   int error = 0;
   do {
-    error = wait_once(&ev->cond, &ev->mutex.posix, deadline, &ev->signalled);
+    error = wait_once(place, deadline, &ev->signalled);
   } while (!error && !ev->signalled && !ev->manual_reset);
   return ev->signalled ? 0 : error;
 }

@@ -1,8 +1,10 @@
 // The one start and stop that serves all modules, by the rows of the module graph.
 //
 // Each module has a count and a lock. The lock is held across the whole start or stop, which takes the locks of the modules
-// below: they nest along the graph, which has no cycle.
+// below: they nest along the graph, which has no cycle. What runs functions of the program's runs before it.
 #include "pask_lifecycle.h"
+
+#include <limits.h>
 
 #include "pask_guard.h"
 #include "pask_module_graph.h"
@@ -34,7 +36,7 @@ uint32_t module_stop(const pask_module_row& row) {
 }
 
 void count_set(module_state& module, uint32_t count) PASK_REQUIRES(module.lock) {
-  __atomic_store_n(&module.count, count, __ATOMIC_RELAXED);
+  __atomic_store_n(&module.count, count, __ATOMIC_RELEASE);
 }
 
 uint32_t module_initialize(module_id id) {
@@ -45,19 +47,31 @@ uint32_t module_initialize(module_id id) {
   return status ? PASK_BARE_INIT_FAILED : 0;
 }
 
-uint32_t module_shutdown(module_id id) {
-  module_state& module = s_modules[id];
-  const spinlock_hold held(module.lock);
-  uint32_t status = PASK_BARE_NOT_INITED;
-  if (module.count != 0) {
-    status = module.count == 1 ? module_stop(g_pask_modules[id]) : 0;
-    if (!status) count_set(module, module.count - 1);
-  }
+uint32_t count_down(const pask_module_row& row, module_state& module) PASK_REQUIRES(module.lock) {
+  if (module.count == 0) return PASK_BARE_NOT_INITED;
+  const uint32_t status = module.count == 1 ? module_stop(row) : 0;
+  if (!status) count_set(module, module.count - 1);
   return status;
 }
 
+// What the program's functions make anew while they release is taken in a further round, as at a thread's exit.
+uint32_t module_shutdown(module_id id) {
+  const pask_module_row& row = g_pask_modules[id];
+  module_state& module = s_modules[id];
+  for (int round = 0;; ++round) {
+    void* taken = nullptr;
+    {
+      const spinlock_hold held(module.lock);
+      if (row.before_stop.take && module.count == 1 && round < PTHREAD_DESTRUCTOR_ITERATIONS)
+        taken = row.before_stop.take();
+      if (!taken) return count_down(row, module);
+    }
+    row.before_stop.release(taken);
+  }
+}
+
 int32_t module_count(module_id id) {
-  return static_cast<int32_t>(__atomic_load_n(&s_modules[id].count, __ATOMIC_RELAXED));
+  return static_cast<int32_t>(__atomic_load_n(&s_modules[id].count, __ATOMIC_ACQUIRE));
 }
 
 }  // namespace

@@ -16,12 +16,20 @@ enum failure_rule : uint8_t {
   FAILURE_IGNORED,   // the module comes up all the same
 };
 
+// What must be gone before the last stop, and whose end runs functions of the program's: taken under the module's lock, released
+// outside of it, until nothing is left to take.
+struct pask_before_stop {
+  void* (*take)();
+  void (*release)(void* taken);
+};
+
 struct pask_module_row {
   const char* label;
   const char* build_date;
   failure_rule on_failure;
   bool stop_can_fail;
   pask_module_steps steps;
+  pask_before_stop before_stop = {};
 };
 
 enum module_id : uint8_t {

@@ -76,12 +76,25 @@ uint32_t pask_thread_create(pask_thread_fn function, uint32_t stack_size, void* 
   return thread_status(error);
 }
 
-static int thread_join(pask_thread* thread, uint32_t timeout_ms) PASK_REQUIRES(thread->done_lock) {
+// The waiting thread was cancelled: the handle stays as it was.
+PASK_NO_THREAD_SAFETY_ANALYSIS static void wait_cancelled(void* thread) {
+  mutex_unlock(static_cast<pask_thread*>(thread)->done_lock);
+}
+
+static int done_await(pask_thread* thread, uint32_t timeout_ms) PASK_REQUIRES(thread->done_lock) {
+  const wait_place place = {&thread->done_cond, &thread->done_lock.posix, wait_cancelled, thread};
   const wait_deadline deadline = wait_deadline_in(timeout_ms);
   int error = 0;
-  while (!thread->done && !error)
-    error = wait_once(&thread->done_cond, &thread->done_lock.posix, deadline, &thread->done);
-  return thread->done ? pthread_join(thread->thread_id, nullptr) : error;
+  while (!thread->done && !error) error = wait_once(place, deadline, &thread->done);
+  return thread->done ? 0 : error;
+}
+
+static int thread_join(pask_thread* thread) PASK_REQUIRES(thread->done_lock) {
+  int error;
+  pthread_cleanup_push(wait_cancelled, thread);
+  error = pthread_join(thread->thread_id, nullptr);
+  pthread_cleanup_pop(0);
+  return error;
 }
 
 uint32_t pask_thread_wait_and_cleanup(pask_thread_handle thread, uint32_t timeout_ms) {
@@ -89,7 +102,8 @@ uint32_t pask_thread_wait_and_cleanup(pask_thread_handle thread, uint32_t timeou
   if (!thread) return THREAD_ERR_INVALID_ARG;
   PASK_TRY(thread_check(thread));
   if (const int error = mutex_lock(thread->done_lock)) return _thread_map_error(error);
-  const int error = thread_join(thread, timeout_ms);
+  int error = done_await(thread, timeout_ms);
+  if (!error) error = thread_join(thread);
   mutex_unlock(thread->done_lock);
   if (!error) _free_thread_t(thread);
   return thread_status(error);

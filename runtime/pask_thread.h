@@ -7,7 +7,8 @@
  *   0x90020002  out of memory, in create, which then leaves its out-parameter as it was
  *   0x9002....  a failure of the POSIX call beneath, which the objects' own use doesn't cause
  * Every operation may be called from any thread; only create's result must be handed over, and delete called once nobody
- * else uses the object. Nothing here is logged. */
+ * else uses the object. A thread that is cancelled in a wait leaves the object as if it hadn't come. Nothing here is
+ * logged. */
 #ifndef PASK_THREAD_H
 #define PASK_THREAD_H
 

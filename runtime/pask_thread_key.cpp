@@ -1,8 +1,6 @@
 // The key under which each thread finds its own record, made by whichever library of the family starts first.
 #include "pask_thread_key.h"
 
-#include <limits.h>
-
 #include "pask_thread_error.h"
 #include "pask_thread_record.h"
 
@@ -20,7 +18,7 @@ static int key_create_nonzero(pthread_key_t* key) {
   return error;
 }
 
-static void key_publish(pthread_key_t key) { __atomic_store_n(&g_pask_thread_store_key, key, __ATOMIC_RELAXED); }
+static void key_publish(pthread_key_t key) { __atomic_store_n(&g_pask_thread_store_key, key, __ATOMIC_RELEASE); }
 
 uint32_t _thread_key_start() {
   if (g_pask_thread_store_key != 0) return 0;
@@ -31,19 +29,16 @@ uint32_t _thread_key_start() {
   return 0;
 }
 
-// As at a thread's exit: what the record's free functions store makes a new record, which goes in a further round.
-static void current_release() {
-  for (int round = 0; round < PTHREAD_DESTRUCTOR_ITERATIONS; ++round) {
-    pask_thread* const thread = thread_current();
-    if (!thread) return;
-    thread_current_set(nullptr);
-    _free_thread_t(thread);
-  }
+void* _thread_record_take() {
+  pask_thread* const thread = sb_my_thread_store_key ? thread_current() : nullptr;
+  if (thread) thread_current_set(nullptr);
+  return thread;
 }
+
+void _thread_record_release(void* record) { _free_thread_t(static_cast<pask_thread*>(record)); }
 
 uint32_t _thread_key_stop() {
   if (sb_my_thread_store_key && g_pask_thread_store_key != 0) {
-    current_release();
     pthread_key_delete(g_pask_thread_store_key);
     key_publish(0);
   }

@@ -7,7 +7,7 @@
 #include "pask_thread_error.h"
 
 int thread_current_set(pask_thread* thread) {
-  const pthread_key_t key = __atomic_load_n(&g_pask_thread_store_key, __ATOMIC_RELAXED);
+  const pthread_key_t key = thread_key();
   return key != 0 ? pthread_setspecific(key, thread) : EINVAL;
 }
 
@@ -40,7 +40,6 @@ uint32_t _thread_add_specific(pask_thread** thread) {
 }
 
 void thread_finish(pask_thread* thread) {
-  thread->entry = nullptr;
   if (mutex_lock(thread->state_lock) == 0) {
     thread->finished = 1;
     mutex_unlock(thread->state_lock);
@@ -68,8 +67,13 @@ PASK_NO_THREAD_SAFETY_ANALYSIS void _free_thread_t(pask_thread* thread) {
   pask_memory_free(thread);
 }
 
+// Asked by the thread itself, which alone sets it.
+PASK_NO_THREAD_SAFETY_ANALYSIS static bool left_early(const pask_thread* thread) {
+  return thread->entry && !thread->finished;
+}
+
 void _free_thread_specific(void* value) {
   auto* thread = static_cast<pask_thread*>(value);
-  if (thread->entry) thread_finish(thread);  // the function has left by pthread_exit, or was cancelled
+  if (left_early(thread)) thread_finish(thread);  // by pthread_exit, or cancelled
   _free_thread_t(thread);
 }

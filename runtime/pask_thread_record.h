@@ -20,7 +20,7 @@ struct pask_thread {
   char* name PASK_GUARDED_BY(state_lock);  // or null
   uint8_t finished PASK_GUARDED_BY(state_lock);
   uint8_t completion_ready;  // done_lock and done_cond are there
-  pask_thread_fn entry;      // null once it has returned, and where the library didn't start the thread
+  pask_thread_fn entry;      // null where no library of the family has started the thread
   void* argument;
   thread_local_store_handle store;          // null until something is stored
   pask_mutex done_lock;                     // never nested with state_lock
@@ -34,9 +34,12 @@ inline uint32_t thread_check(const pask_thread* thread) {
   return thread->magic == THREAD_MAGIC ? 0 : uint32_t{THREAD_ERR_BAD_HANDLE};
 }
 
+// The key of the records, or 0. Who sees it finds what its maker did before.
+inline pthread_key_t thread_key() { return __atomic_load_n(&g_pask_thread_store_key, __ATOMIC_ACQUIRE); }
+
 // The calling thread's record, or null while it has none or the key isn't there.
 inline pask_thread* thread_current() {
-  const pthread_key_t key = __atomic_load_n(&g_pask_thread_store_key, __ATOMIC_RELAXED);
+  const pthread_key_t key = thread_key();
   return key != 0 ? static_cast<pask_thread*>(pthread_getspecific(key)) : nullptr;
 }
 // Makes a record, or null, the calling thread's own. Gives an error number.

@@ -127,7 +127,7 @@ uint32_t pask_thread_store_get_next_slot(int32_t* slot) {
 
 uint32_t pask_thread_store_set(pask_thread_handle handle, int32_t slot, uintptr_t value,
                                pask_thread_store_free_fn free_value) {
-  if (!handle && __atomic_load_n(&g_pask_thread_store_key, __ATOMIC_RELAXED) == 0) return 0;
+  if (!handle && thread_key() == 0) return 0;
   pask_thread* thread = nullptr;
   PASK_TRY(thread_find_or_add(handle, &thread));
   if (!thread->store) PASK_TRY(thread_local_store_create(&thread->store));

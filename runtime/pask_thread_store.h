@@ -8,7 +8,8 @@
  * A free function gets a value that isn't 0, once, when it is replaced, cleared, or its store goes. Its slot is empty
  * by then, and it may call any of these operations. What it stores in the slot that is being emptied, or in a store
  * that is going, is released in turn, four times at most, as with the destructors of POSIX keys; what is stored in the
- * last of them is dropped.
+ * last of them is dropped. It may start and stop the thread module, in the last stop too; where that is a part of another
+ * module's stop, not that other one.
  *
  * A store has no lock: it is meant for its own thread, and an operation on another thread's handle must not overlap
  * with that thread's own. Handing out slots may overlap with anything. Nothing here is logged. */

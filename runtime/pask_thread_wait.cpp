@@ -1,4 +1,4 @@
-// Timed waits, shared by the event and by the wait for a thread's end.
+// The waits beneath locks, events, and the wait for a thread's end.
 #include "pask_thread_wait.h"
 
 #include <errno.h>
@@ -25,11 +25,22 @@ static bool has_passed(const timespec& at) {
   return now.tv_sec != at.tv_sec ? now.tv_sec > at.tv_sec : now.tv_nsec >= at.tv_nsec;
 }
 
-int wait_once(pthread_cond_t* cond, pthread_mutex_t* mutex, const wait_deadline& deadline, const uint8_t* flag) {
-  if (!deadline.limited) return pthread_cond_wait(cond, mutex);
+// The frame of both waits holds no variable that a cancellation could leave in doubt.
+static int wait_on(const wait_place& place, const timespec* limit) {
+  int error;
+  pthread_cleanup_push(place.cancelled, place.object);
+  error = limit ? pthread_cond_timedwait(place.cond, place.mutex, limit) : pthread_cond_wait(place.cond, place.mutex);
+  pthread_cleanup_pop(0);
+  return error;
+}
+
+int wait_unlimited(const wait_place& place) { return wait_on(place, nullptr); }
+
+int wait_once(const wait_place& place, const wait_deadline& deadline, const uint8_t* flag) {
+  if (!deadline.limited) return wait_unlimited(place);
   int error = 0;
   do {
-    error = pthread_cond_timedwait(cond, mutex, &deadline.at);
+    error = wait_on(place, &deadline.at);
   } while (error == ETIMEDOUT && !*flag && !has_passed(deadline.at));
   return error;
 }

@@ -3,16 +3,21 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
+#include <unistd.h>
 #include <velox/pask_fs.h>
 #include <velox/pask_modules.h>
+#include <velox/pask_thread_store.h>
+#include <velox/velox_cadenz.h>
 #include <velox/velox_standin.h>
 
 #include <atomic>
+#include <functional>
 #include <latch>
 #include <map>
 #include <sstream>
 #include <thread>
 
+#include "await.h"
 #include "report_log.h"
 
 static constexpr pask_status MEMORY_REFUSES = 0x9001000bu;
@@ -157,6 +162,17 @@ TEST_F(LifecycleOnce, ThreadStoreKeyBelongsToWhoeverMadeIt) {
     EXPECT_EQ(std::exchange(g_pask_thread_store_key, 0u), there);
   }
 
+  // A key of 0, which a process's first is, would read as none.
+  const auto works_with_key_0_free = [] {
+    pthread_key_t next = 1;
+    uintptr_t value = 0;
+    pthread_key_delete(0);
+    return pask_thread_initialize() == 0 && g_pask_thread_store_key != 0 &&
+           pask_thread_store_set(nullptr, 0, 1, nullptr) == 0 && pask_thread_store_get(nullptr, 0, &value) == 0 &&
+           pthread_key_create(&next, nullptr) == 0 && next == 0;
+  };
+  EXPECT_EXIT(_exit(works_with_key_0_free() ? 7 : 1), testing::ExitedWithCode(7), "");
+
   std::vector<pthread_key_t> keys;
   for (pthread_key_t key; pthread_key_create(&key, nullptr) == 0;) keys.push_back(key);
   EXPECT_EQ(pask_hdo_initialize(), 10u);
@@ -180,6 +196,49 @@ TEST_F(LifecycleOnce, StartsAndStopsFromManyThreads) {
     });
   threads.clear();
   EXPECT_EQ(wrong, 0);
+}
+
+// What came before a start is there for whoever finds that it has been.
+TEST_F(LifecycleOnce, StartsPublish) {
+  const auto by_count = [] { return pask_thread_initchecks() > 0; };
+  const auto by_key = [] {
+    uintptr_t value = 0;
+    return pask_thread_store_set(nullptr, 0, 1, nullptr) == 0 && pask_thread_store_get(nullptr, 0, &value) == 0;
+  };
+  for (const std::function<bool()>& started : {std::function<bool()>(by_count), std::function<bool()>(by_key)}) {
+    int before = 0;
+    std::jthread other([&] {
+      await(started);
+      EXPECT_EQ(before, 1);
+    });
+    before = 1;
+    EXPECT_EQ(pask_thread_initialize(), 0u);
+    other.join();
+    EXPECT_EQ(pask_thread_shutdown(), 0u);
+  }
+}
+
+const velox_manager_record* s_manager;
+velox_client_shutdown_fn s_service_end;
+
+// The manager stops, and refuses nonetheless to let the service go.
+TEST_F(LifecycleOnce, ServiceThatTheManagerEndsLetsGoOfEveryModule) {
+  ASSERT_EQ(velox_standin_start(&s_manager), 0u);
+  const counts before = all_counts();
+  velox_manager_record refusing = *s_manager;
+  refusing.client_register = [](uint32_t package, const char* name, velox_client_shutdown_fn end, uintptr_t zero,
+                                velox_client_ref* client) {
+    s_service_end = end;
+    return s_manager->client_register(package, name, end, zero, client);
+  };
+  refusing.client_unregister = [](velox_client_ref client) {
+    return s_manager->client_unregister(client) | MEMORY_REFUSES;
+  };
+  EXPECT_EQ(velox_cadenz_initialize(&refusing) | velox_cadenz_initialize(&refusing), 0u);
+  EXPECT_EQ(s_service_end(), 0u);
+  EXPECT_EQ(velox_cadenz_initchecks(), 0);
+  EXPECT_EQ(all_counts(), before);
+  EXPECT_EQ(velox_standin_stop(), 0u);
 }
 
 TEST_F(LifecycleOnce, AtomicsCountWithoutTheOthers) {

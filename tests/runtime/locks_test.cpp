@@ -3,12 +3,15 @@
 #include <gtest/gtest.h>
 #include <pthread.h>
 #include <time.h>
+#include <velox/pask_modules.h>
 #include <velox/pask_spinlock.h>
 #include <velox/pask_thread.h>
 #include <velox/velox_standin.h>
 
 #include <atomic>
+#include <functional>
 #include <future>
+#include <latch>
 #include <thread>
 #include <vector>
 
@@ -18,7 +21,8 @@ namespace {
 
 struct critsec_record {
   int32_t waiters, count;
-  pthread_t owner;
+  void* owner;
+  uint32_t state;
   pthread_cond_t cond;
   pthread_mutex_t mutex;
 };
@@ -26,7 +30,7 @@ struct critsec_record {
 struct rwlock_record {
   pthread_mutex_t mutex;
   pthread_cond_t read_cond, write_cond;
-  uint32_t readers, writer, read_waiters, write_waiters;
+  uint32_t state, read_waiters, write_waiters;
 };
 
 struct event_record {
@@ -112,26 +116,42 @@ TEST(Null, IsRefusedExceptByDelete) {
   EXPECT_EQ(pask_thread_event_delete(nullptr) | pask_spinlock_delete(nullptr), 0u);
 }
 
+// Goes on at once, lets others go first, or sleeps, now and then.
+void dawdle(uint32_t& random) {
+  random = random * 1664525 + 1013904223;
+  if (random >> 28 == 0) std::this_thread::yield();
+  if (random >> 23 == 1) std::this_thread::sleep_for(std::chrono::microseconds(random >> 16 & 63));
+}
+
+// Every thread adds to the sum once for each of its levels; what is read between two writes is the same twice.
 template <class Handle>
-void expect_one_at_a_time(Handle handle, int levels, pask_status (*enter)(Handle), pask_status (*leave)(Handle)) {
-  int sum = 0;
-  std::vector<std::jthread> threads;
-  for (int t = 0; t < 4; ++t)
-    threads.emplace_back([&] {
-      for (int i = 0; i < 5000; ++i) {
-        for (int level = 0; level < levels; ++level) enter(handle);
-        for (int level = 0; level < levels; ++level, leave(handle)) ++sum;
-      }
-    });
-  threads.clear();
-  EXPECT_EQ(sum, 20000 * levels);
+void expect_one_at_a_time(Handle handle, int levels, pask_status (*enter)(Handle), pask_status (*leave)(Handle),
+                          pask_status (*read)(Handle) = nullptr) {
+  for (const uint32_t threads : {2u, 4u, 16u}) {
+    int sum = 0, copy = 0;
+    {
+      std::vector<std::jthread> running;
+      for (uint32_t t = 0; t < threads; ++t)
+        running.emplace_back([&, random = t]() mutable {
+          for (int i = 0; i < 1600; ++i, dawdle(random)) {
+            for (int level = 0; level < levels; ++level) enter(handle);
+            for (int level = 0; level < levels; ++level, leave(handle)) copy = ++sum;
+            if (!read) continue;
+            read(handle);
+            EXPECT_EQ(copy, sum);
+            leave(handle);
+          }
+        });
+    }
+    EXPECT_EQ(sum, static_cast<int>(threads) * 1600 * levels);
+  }
 }
 
 pask_spinlock s_zeroed;
 
 TEST_F(Locks, LetOneThreadInAtATime) {
   expect_one_at_a_time(section, 2, pask_thread_critsec_enter, pask_thread_critsec_leave);
-  expect_one_at_a_time(lock, 1, pask_thread_rwlock_writelock, pask_thread_rwlock_unlock);
+  expect_one_at_a_time(lock, 1, pask_thread_rwlock_writelock, pask_thread_rwlock_unlock, pask_thread_rwlock_readlock);
   pask_spinlock made;
   ASSERT_EQ(pask_spinlock_init(&made), 0u);
   for (pask_spinlock* spinlock : {&s_zeroed, &made})
@@ -198,30 +218,47 @@ TEST_F(Locks, EventKeepsOrConsumesItsSignal) {
   }
 }
 
-// The manual one is only disturbed: a signal and a reset in one hold of its mutex look no different to its waiters.
-TEST_F(Locks, EventLetsOneWaiterThroughForEachSignalOrAllThatAManualOneWakes) {
-  for (const bool manual : {false, true}) {
-    make_event(0, manual);
-    next = 0;
-    for (const uint32_t timeout : {PATIENCE_MS, PASK_THREAD_NO_LIMIT, PATIENCE_MS})
-      threads.emplace_back([this, timeout] {
-        EXPECT_EQ(pask_thread_event_wait(event, timeout), 0u);
-        ++next;
-      });
-    if (manual) await([this] { return disturb(event) == 0 && next == 3; });
-    for (int through = 1; !manual && through <= 3; ++through) {
-      EXPECT_EQ(pask_thread_event_signal(event), 0u);
-      await([&] { return next == through; });
-      EXPECT_EQ(pask_thread_event_wait(event, 0), PASK_THREAD_INFO_TIMEOUT);
-    }
-    threads.clear();
+using waiting = std::function<pask_status()>;
+void* run_waiting(void* wait) {
+  (*static_cast<waiting*>(wait))();
+  return nullptr;
+}
+void* wait_for_latch(void* latch) {
+  static_cast<std::latch*>(latch)->wait();
+  return nullptr;
+}
+
+// The objects are held by the thread that cancels. What is left of the wait would be in the way of what comes after.
+TEST_F(Locks, AreAsBeforeWhenAThreadIsCancelledInItsWait) {
+  ASSERT_EQ(pask_thread_initialize(), 0u);
+  std::latch end(1);
+  pask_thread_handle running = nullptr;
+  ASSERT_EQ(pask_thread_create(wait_for_latch, 0, &end, &running), 0u);
+  std::pair<const char*, waiting> rows[] = {
+      {"section", [&] { return pask_thread_critsec_enter(section); }},
+      {"reader", [&] { return pask_thread_rwlock_readlock(lock); }},
+      {"writer", [&] { return pask_thread_rwlock_writelock(lock); }},
+      {"event", [&] { return pask_thread_event_wait(event, PASK_THREAD_NO_LIMIT); }},
+      {"event with a limit", [&] { return pask_thread_event_wait(event, PATIENCE_MS); }},
+      {"a thread's end", [&] { return pask_thread_wait_and_cleanup(running, PASK_THREAD_NO_LIMIT); }}};
+  for (auto& [what, wait] : rows) {
+    ASSERT_EQ(pask_thread_critsec_enter(section) | pask_thread_rwlock_writelock(lock), 0u) << what;
+    pthread_t thread;
+    void* result = nullptr;
+    ASSERT_EQ(pthread_create(&thread, nullptr, run_waiting, &wait), 0);
+    EXPECT_EQ(pthread_cancel(thread) | pthread_join(thread, &result), 0);
+    EXPECT_EQ(result, PTHREAD_CANCELED) << what;
+    EXPECT_EQ(pask_thread_critsec_leave(section) | pask_thread_rwlock_unlock(lock), 0u) << what;
+    EXPECT_EQ(pask_thread_event_wait(event, 0), PASK_THREAD_INFO_TIMEOUT) << what;
   }
+  end.count_down();
+  EXPECT_EQ(pask_thread_wait_and_cleanup(running, PASK_THREAD_NO_LIMIT) | pask_thread_shutdown(), 0u);
 }
 
 // Neither a wake without the state nor an early timeout ends the wait; the second timeout carries over a full second.
 TEST_F(Locks, EventTimeoutComesNoSoonerThanAsked) {
   std::jthread disturber([this](std::stop_token stop) {
-    for (; !stop.stop_requested(); std::this_thread::yield()) disturb(event);
+    for (; !stop.stop_requested(); std::this_thread::yield()) disturb(event), pask_thread_event_reset(event);
   });
   const auto now_us = [] {
     timespec now;

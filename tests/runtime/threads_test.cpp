@@ -46,6 +46,12 @@ void note_freed(uintptr_t value) {
   s_freed_by = std::this_thread::get_id();
 }
 
+// The module's lock is free, also in the last stop.
+void restart_and_note(uintptr_t value) {
+  EXPECT_EQ(pask_thread_initialize() | pask_thread_shutdown(), 0u);
+  note_freed(value);
+}
+
 class Threads : public testing::Test {
  protected:
   void SetUp() override {
@@ -59,7 +65,13 @@ class Threads : public testing::Test {
 };
 
 void* count_to_20000(void* word) {
-  for (uint32_t i = 0; i < 20000; ++i) pask_atomic_inc(static_cast<uint32_t*>(word), nullptr);
+  auto* count = static_cast<uint32_t*>(word);
+  for (uint32_t i = 0; i < 20000; i += 2) {
+    pask_atomic_inc(count, nullptr);
+    uint32_t seen = 0;
+    for (uint8_t swapped = 0; !swapped; pask_atomic_cas(count, seen, seen + 1, &swapped))
+      pask_atomic_read(count, &seen);
+  }
   return nullptr;
 }
 
@@ -100,16 +112,21 @@ TEST_F(Threads, RefuseBadArgumentsAndWorkOnlyOnceStarted) {
   ASSERT_EQ(pask_thread_initialize(), 0u);
 }
 
+std::string task_of_this() { return "/proc/self/task/" + std::to_string(gettid()); }
+void await_end(const std::string& task) {
+  await([&] { return access(task.c_str(), F_OK) != 0; });
+}
+
 struct visit {
   std::latch there{1}, leave{1};
   pask_thread_id id = 0;
-  std::string task = "/proc/self/task/";
+  std::string task;
   char name[8] = "";
 };
 
 void* visit_and_exit(void* argument) {
   auto* at = static_cast<visit*>(argument);
-  at->task += std::to_string(gettid());
+  at->task = task_of_this();
   EXPECT_EQ(pask_thread_get_id(nullptr, &at->id) | pask_thread_store_set(nullptr, 1, 8, note_freed), 0u);
   at->there.count_down();
   at->leave.wait();
@@ -119,6 +136,55 @@ void* visit_and_exit(void* argument) {
 
 void* sleep_a_little(void*) {
   EXPECT_EQ(pask_thread_sleep(50), 0u);
+  return nullptr;
+}
+
+// The beginning of a thread's record.
+struct thread_record {
+  uint32_t magic, refcount;
+  pthread_mutex_t state_lock;
+  pthread_t thread_id;
+  char* name;
+  uint8_t finished, completion_ready;
+  void* (*entry)(void*);
+  void *argument, *store;
+  pthread_mutex_t done_lock;
+  uint8_t done;
+};
+
+// Ends as threads of the family's other libraries do, which leave `entry` as it was.
+void* finish_and_exit(void* task) {
+  *static_cast<std::string*>(task) = task_of_this();
+  auto* own = static_cast<thread_record*>(pthread_getspecific(g_pask_thread_store_key));
+  pthread_mutex_lock(&own->done_lock);
+  own->finished = own->done = 1;
+  pthread_mutex_unlock(&own->done_lock);
+  pask_atomic_dec(&own->refcount, nullptr);
+  pthread_exit(nullptr);
+}
+
+TEST_F(Threads, ThatAnotherLibraryHasFinishedStayUntilTheyAreWaitedFor) {
+  std::string task;
+  pask_thread_handle thread = nullptr;
+  ASSERT_EQ(pask_thread_create(finish_and_exit, 0, &task, &thread), 0u);
+  auto* done_lock = &reinterpret_cast<thread_record*>(thread)->done_lock;
+  await([=] {
+    pthread_mutex_lock(done_lock);
+    const bool done = reinterpret_cast<thread_record*>(thread)->done;
+    pthread_mutex_unlock(done_lock);
+    return done;
+  });
+  await_end(task);
+  ASSERT_EQ(velox_standin_memory_live_blocks(), 1);
+  EXPECT_EQ(pask_thread_wait_and_cleanup(thread, 0), 0u);
+}
+
+void* rename_often(void* thread) {
+  for (int i = 0; i < 300; ++i) {
+    char name[16];
+    EXPECT_EQ(pask_thread_set_name(static_cast<pask_thread_handle>(thread), i % 2 ? "odd" : "an even one"), 0u);
+    EXPECT_EQ(pask_thread_get_name(static_cast<pask_thread_handle>(thread), name, sizeof name), 0u);
+  }
   return nullptr;
 }
 
@@ -135,11 +201,16 @@ TEST_F(Threads, AreReachedThroughTheirHandleUntilTheyAreWaitedFor) {
   at.there.wait();
   pask_thread_id id = 0;
   EXPECT_TRUE(pask_thread_get_id(thread, &id) == 0 && id == at.id && id != pthread_self());
-  EXPECT_EQ(pask_thread_set_name(thread, "first") | pask_thread_set_name(thread, "visitor"), 0u);
+  pask_thread_handle other = nullptr;
+  ASSERT_EQ(pask_thread_create(rename_often, 0, thread, &other), 0u);
+  rename_often(thread);
+  EXPECT_EQ(pask_thread_wait_and_cleanup(other, PASK_THREAD_NO_LIMIT), 0u);
+  EXPECT_EQ(pask_thread_set_name(thread, "visitor"), 0u);
   EXPECT_EQ(pask_thread_set_priority(thread, -5) | pask_thread_set_priority(thread, 5), 0u);
   for (const uint32_t ms : {0u, 20u}) EXPECT_EQ(pask_thread_wait_and_cleanup(thread, ms), PASK_THREAD_INFO_TIMEOUT);
   at.leave.count_down();
-  await([&] { return access(at.task.c_str(), F_OK) != 0; });
+  while (pask_thread_set_priority(thread, 0) == 0 && access(at.task.c_str(), F_OK) == 0) {
+  }
   EXPECT_EQ(pask_thread_set_priority(thread, 0), 0u);  // nobody is there any more
   EXPECT_STREQ(at.name, "visitor");
   const guarded_text cut("", 7), whole("", 8);
@@ -177,7 +248,7 @@ TEST_F(Threads, TakeTheirRecordsWithThem) {
   });
   foreign.join();
   EXPECT_TRUE(s_freed == (counts{{5, 1}}) && s_freed_by == id && velox_standin_memory_live_blocks() == 0);
-  EXPECT_EQ(pask_thread_store_set(nullptr, 0, 4, note_freed) | pask_thread_shutdown(), 0u);
+  EXPECT_EQ(pask_thread_store_set(nullptr, 0, 4, restart_and_note) | pask_thread_shutdown(), 0u);
   EXPECT_EQ(s_freed, (counts{{4, 1}, {5, 1}}));
   EXPECT_EQ(pask_thread_store_set(nullptr, 0, 6, note_freed) | pask_thread_store_clear(nullptr, 0), 0u);
   EXPECT_EQ(pask_thread_store_get(nullptr, 0, &value), NOT_FOUND);
