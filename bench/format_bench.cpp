@@ -1,7 +1,8 @@
 // The format engine against libc's snprintf and std::to_chars, the accumulator against std::string.
-#include <benchmark/benchmark.h>
 #include <velox/pask_format.h>
 #include <velox/pask_string_accum.h>
+
+#include "against.h"
 
 #include <charconv>
 #include <cstdio>
@@ -30,20 +31,21 @@ void with_libc(benchmark::State& state, const char* format, Args... args) {
   }
 }
 
-#define FORMAT_PAIR(name, ...)                     \
-  BENCHMARK_CAPTURE(with_pask, name, __VA_ARGS__); \
-  BENCHMARK_CAPTURE(with_libc, name, __VA_ARGS__)
+#define FORMAT(name, ...)                                                                 \
+  WORKLOAD(name "|ours", [](benchmark::State& state) { with_pask(state, __VA_ARGS__); }); \
+  WORKLOAD(name "|snprintf", [](benchmark::State& state) { with_libc(state, __VA_ARGS__); })
 
-FORMAT_PAIR(text, "%s", "a track of some artist");
-FORMAT_PAIR(number, "%d", 1234567);
-FORMAT_PAIR(wide_number, "%llu", 12345678901234567890ull);
-FORMAT_PAIR(hexadecimal, "%x", 0xdeadbeefu);
-FORMAT_PAIR(padded, "%-20s|%8d|%08x", "artist", 42, 0xbeefu);
-FORMAT_PAIR(key, "%s[%d].%s=%u", "seed", 3, "identifier", 77u);
-FORMAT_PAIR(plain, "a line of plain text that is only copied, as messages often are, and no conversion in it");
-FORMAT_PAIR(fixed, "%.2f", 3.14159);
-FORMAT_PAIR(generic, "%g", 1234.5);
-FORMAT_PAIR(exponent, "%.15e", 1.2345678901234567e100);
+FORMAT("%s", "%s", "a track of some artist");
+FORMAT("%d", "%d", 1234567);
+FORMAT("%llu", "%llu", 12345678901234567890ull);
+FORMAT("%x", "%x", 0xdeadbeefu);
+FORMAT("%-20s, %8d, %08x", "%-20s|%8d|%08x", "artist", 42, 0xbeefu);
+FORMAT("%s[%d].%s=%u", "%s[%d].%s=%u", "seed", 3, "identifier", 77u);
+FORMAT("90 bytes of plain text",
+       "a line of plain text that is only copied, as messages often are, and no conversion in it");
+FORMAT("%.2f", "%.2f", 3.14159);
+FORMAT("%g", "%g", 1234.5);
+FORMAT("%.15e", "%.15e", 1.2345678901234567e100);
 
 void number_with_to_chars(benchmark::State& state) {
   char text[32];
@@ -54,7 +56,7 @@ void number_with_to_chars(benchmark::State& state) {
     benchmark::DoNotOptimize(text);
   }
 }
-BENCHMARK(number_with_to_chars);
+WORKLOAD("%d|std::to_chars", number_with_to_chars);
 
 constexpr int PIECES = 1000;
 
@@ -67,7 +69,7 @@ void append_with_accum(benchmark::State& state) {
     pask_string_accum_delete(acc);
   }
 }
-BENCHMARK(append_with_accum);
+WORKLOAD("1,000 appends|ours", append_with_accum);
 
 void append_with_string(benchmark::State& state) {
   const char* words = "some words ";
@@ -78,7 +80,7 @@ void append_with_string(benchmark::State& state) {
     benchmark::DoNotOptimize(text.data());
   }
 }
-BENCHMARK(append_with_string);
+WORKLOAD("1,000 appends|std::string", append_with_string);
 
 }  // namespace
 

@@ -1,8 +1,9 @@
 // Critical section, read-write lock and event against std::recursive_mutex, pthread_rwlock_t, and a mutex with a condition
 // variable: in a process of one thread, where libc too does without atomic instructions, then in one of several.
-#include <benchmark/benchmark.h>
 #include <pthread.h>
 #include <velox/pask_thread.h>
+
+#include "against.h"
 
 #include <condition_variable>
 #include <latch>
@@ -77,47 +78,30 @@ Object& shared() {
 
 /* ---- Nobody in the way --------------------------------------------------------------------------------------------- */
 
-template <class Lock>
-void enter_twice(benchmark::State& state) {
-  if (state.range(0)) several_threads();
+template <class Lock, class Work>
+void alone(benchmark::State& state, bool several, Work work) {
+  if (several) several_threads();
   Lock& lock = shared<Lock>();
-  for (auto _ : state) lock.enter(), lock.enter(), lock.leave(), lock.leave();
+  for (auto _ : state) work(lock);
 }
 
-template <class Lock>
-void enter_once(benchmark::State& state) {
-  if (state.range(0)) several_threads();
-  Lock& lock = shared<Lock>();
-  for (auto _ : state) lock.enter(), lock.leave();
-}
+#define ALONE(name, lock_type, several, ...) \
+  WORKLOAD(name,                             \
+           [](benchmark::State& state) { alone<lock_type>(state, several, [](lock_type& lock) { __VA_ARGS__; }); })
+/* In a process of one thread, and in one of several. */
+#define FREE(name, type, who, ...)                                \
+  ALONE(name ", the only thread|" who, type, false, __VA_ARGS__); \
+  ALONE(name "|" who, type, true, __VA_ARGS__)
 
-template <class Lock>
-void read_once(benchmark::State& state) {
-  if (state.range(0)) several_threads();
-  Lock& lock = shared<Lock>();
-  for (auto _ : state) lock.read(), lock.unlock();
-}
-
-template <class Lock>
-void write_once(benchmark::State& state) {
-  if (state.range(0)) several_threads();
-  Lock& lock = shared<Lock>();
-  for (auto _ : state) lock.write(), lock.unlock();
-}
-
-/* Those of a process of one thread must come first. */
-#define ALL_FREE(threads)                                                    \
-  BENCHMARK(enter_once<section>)->ArgName("threads")->Arg(threads);          \
-  BENCHMARK(enter_once<recursive_mutex>)->ArgName("threads")->Arg(threads);  \
-  BENCHMARK(enter_twice<section>)->ArgName("threads")->Arg(threads);         \
-  BENCHMARK(enter_twice<recursive_mutex>)->ArgName("threads")->Arg(threads); \
-  BENCHMARK(read_once<rwlock>)->ArgName("threads")->Arg(threads);            \
-  BENCHMARK(read_once<posix_rwlock>)->ArgName("threads")->Arg(threads);      \
-  BENCHMARK(write_once<rwlock>)->ArgName("threads")->Arg(threads);           \
-  BENCHMARK(write_once<posix_rwlock>)->ArgName("threads")->Arg(threads)
-
-ALL_FREE(0);
-ALL_FREE(1);
+FREE("critical section, enter and leave", section, "ours", lock.enter(), lock.leave());
+FREE("critical section, enter and leave", recursive_mutex, "std::recursive_mutex", lock.enter(), lock.leave());
+FREE("critical section, twice", section, "ours", lock.enter(), lock.enter(), lock.leave(), lock.leave());
+FREE("critical section, twice", recursive_mutex, "std::recursive_mutex", lock.enter(), lock.enter(), lock.leave(),
+     lock.leave());
+FREE("read-write lock, to read", rwlock, "ours", lock.read(), lock.unlock());
+FREE("read-write lock, to read", posix_rwlock, "pthread_rwlock", lock.read(), lock.unlock());
+FREE("read-write lock, to write", rwlock, "ours", lock.write(), lock.unlock());
+FREE("read-write lock, to write", posix_rwlock, "pthread_rwlock", lock.write(), lock.unlock());
 
 /* ---- Two threads --------------------------------------------------------------------------------------------------- */
 
@@ -131,16 +115,18 @@ void contend(benchmark::State& state) {
     lock.leave();
   }
 }
-BENCHMARK(contend<section>)->Threads(2)->UseRealTime();
-BENCHMARK(contend<recursive_mutex>)->Threads(2)->UseRealTime();
+WORKLOAD("critical section, two threads at once|ours", contend<section>)->Threads(2)->UseRealTime();
+WORKLOAD("critical section, two threads at once|std::recursive_mutex", contend<recursive_mutex>)
+    ->Threads(2)
+    ->UseRealTime();
 
 template <class Lock>
 void read_together(benchmark::State& state) {
   Lock& lock = shared<Lock>();
   for (auto _ : state) lock.read(), lock.unlock();
 }
-BENCHMARK(read_together<rwlock>)->Threads(2)->UseRealTime();
-BENCHMARK(read_together<posix_rwlock>)->Threads(2)->UseRealTime();
+WORKLOAD("read-write lock, two readers at once|ours", read_together<rwlock>)->Threads(2)->UseRealTime();
+WORKLOAD("read-write lock, two readers at once|pthread_rwlock", read_together<posix_rwlock>)->Threads(2)->UseRealTime();
 
 // There and back: each thread signals what the other waits for.
 template <class Event>
@@ -151,8 +137,10 @@ void round_trip(benchmark::State& state) {
   else
     for (auto _ : state) there.wait(), back.signal();
 }
-BENCHMARK(round_trip<event>)->Threads(2)->UseRealTime();
-BENCHMARK(round_trip<mutex_and_condition>)->Threads(2)->UseRealTime();
+WORKLOAD("event, there and back between two threads|ours", round_trip<event>)->Threads(2)->UseRealTime();
+WORKLOAD("event, there and back between two threads|mutex and condition", round_trip<mutex_and_condition>)
+    ->Threads(2)
+    ->UseRealTime();
 
 }  // namespace
 

@@ -1,11 +1,12 @@
 // Streams against libc's and the standard library's over the same source, and MD5 against OpenSSL and GLib where they
 // are installed.
-#include <benchmark/benchmark.h>
 #include <stdio.h>
 #include <velox/pask_iostream.h>
 #include <velox/pask_md5.h>
 #include <velox/pask_modules.h>
 #include <velox/velox_manager.h>
+
+#include "against.h"
 #if __has_include(<openssl/evp.h>)
 #include <openssl/evp.h>
 #endif
@@ -123,11 +124,12 @@ void libc_fread(benchmark::State& state) {
   });
 }
 
-BENCHMARK(iostream_read<0>)->Arg(1)->Arg(16)->Arg(512)->Arg(65536);
-BENCHMARK(libc_fread)->Arg(1)->Arg(16)->Arg(512)->Arg(65536);
-BENCHMARK(std_istream_read<0>)->Arg(1)->Arg(16)->Arg(512)->Arg(65536);
-BENCHMARK(iostream_read<4>)->Arg(16);
-BENCHMARK(std_istream_read<4>)->Arg(16);
+#define SIZES ArgName("bytes")->Arg(1)->Arg(16)->Arg(512)->Arg(65536)
+WORKLOAD("read a stream|ours", iostream_read<0>)->SIZES;
+WORKLOAD("read a stream|fread", libc_fread)->SIZES;
+WORKLOAD("read a stream|std::istream", std_istream_read<0>)->SIZES;
+WORKLOAD("read a stream, give 4 bytes back|ours", iostream_read<4>)->ArgName("bytes")->Arg(16);
+WORKLOAD("read a stream, give 4 bytes back|std::istream", std_istream_read<4>)->ArgName("bytes")->Arg(16);
 
 // The whole source as one text.
 void iostream_read_entire(benchmark::State& state) {
@@ -157,8 +159,8 @@ void std_string_of_stream(benchmark::State& state) {
   }
   state.SetBytesProcessed(state.iterations() * SOURCE);
 }
-BENCHMARK(iostream_read_entire);
-BENCHMARK(std_string_of_stream);
+WORKLOAD("read a stream of 1 MB whole|ours", iostream_read_entire);
+WORKLOAD("read a stream of 1 MB whole|std::streambuf", std_string_of_stream);
 
 // One digest with its text form, of a message at an odd address; the argument is its size.
 template <class Digest>
@@ -177,7 +179,7 @@ void md5_digest(benchmark::State& state) {
     benchmark::DoNotOptimize(ctx.hex);
   });
 }
-BENCHMARK(md5_digest)->Arg(16)->Arg(1000)->Arg(1 << 20);
+WORKLOAD("MD5|ours", md5_digest)->ArgName("bytes")->Arg(16)->Arg(1000)->Arg(1 << 20);
 
 #if __has_include(<openssl/evp.h>)
 void openssl_md5(benchmark::State& state) {
@@ -193,7 +195,7 @@ void openssl_md5(benchmark::State& state) {
   EVP_MD_free(md5);
   EVP_MD_CTX_free(ctx);
 }
-BENCHMARK(openssl_md5)->Arg(16)->Arg(1000)->Arg(1 << 20);
+WORKLOAD("MD5|OpenSSL", openssl_md5)->ArgName("bytes")->Arg(16)->Arg(1000)->Arg(1 << 20);
 #endif
 
 #if __has_include(<glib.h>)
@@ -206,7 +208,7 @@ void glib_md5(benchmark::State& state) {
   });
   g_checksum_free(sum);
 }
-BENCHMARK(glib_md5)->Arg(16)->Arg(1000)->Arg(1 << 20);
+WORKLOAD("MD5|GLib", glib_md5)->ArgName("bytes")->Arg(16)->Arg(1000)->Arg(1 << 20);
 #endif
 
 }  // namespace

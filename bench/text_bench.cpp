@@ -1,13 +1,13 @@
-// Text against what would be picked instead: libc, and ICU and GLib where they are installed.
-#include <benchmark/benchmark.h>
+// Text against what would be picked instead: libc and the standard library, ICU and GLib where they are installed.
 #include <strings.h>
 #include <velox/pask_number.h>
 #include <velox/pask_string.h>
 #include <velox/pask_utf8.h>
+
+#include "against.h"
 #if __has_include(<unicode/ustring.h>)
 #include <unicode/ustring.h>
 #endif
-
 #if __has_include(<glib.h>)
 #include <glib.h>
 #endif
@@ -20,6 +20,8 @@
 
 namespace {
 
+/* ---- Short texts and long ones, by single operations --------------------------------------------------------------- */
+
 // Text of about `size` bytes; one character in `every` is of two bytes, none for 0.
 std::string text_of(size_t size, size_t every) {
   std::string s;
@@ -28,41 +30,70 @@ std::string text_of(size_t size, size_t every) {
   return s;
 }
 
-// One pass over a text; the argument is its size.
+struct texts {
+  char* s;
+  const char* same;   // as s
+  const char* upper;  // in upper case
+  char* out;          // room for more
+};
+
 template <size_t Every, typename Run>
 void over_text(benchmark::State& state, Run run) {
   std::string s = text_of(static_cast<size_t>(state.range(0)), Every);
-  std::string other = s;
-  for (char& c : other) c = static_cast<char>(c >= 'a' && c <= 'z' ? c - 32 : c);
+  const std::string same = s;
+  std::string upper = s, out(s.size() + 100, 0);
+  for (char& c : upper) c = static_cast<char>(c >= 'a' && c <= 'z' ? c - 32 : c);
+  const texts t = {s.data(), same.c_str(), upper.c_str(), out.data()};
   for (auto _ : state) {
-    benchmark::DoNotOptimize(s.data());
-    benchmark::DoNotOptimize(run(s.data(), other.data()));
+    benchmark::DoNotOptimize(t.s);
+    benchmark::DoNotOptimize(run(t));
     benchmark::ClobberMemory();
   }
-  state.SetBytesProcessed(state.iterations() * static_cast<int64_t>(s.size()));
 }
 
-#define TEXT_BENCH(name, every, expression)                                                                 \
-  void name(benchmark::State& state) {                                                                      \
-    over_text<every>(state, []([[maybe_unused]] char* s, [[maybe_unused]] char* t) { return expression; }); \
-  }                                                                                                         \
-  BENCHMARK(name)->Arg(24)->Arg(1000)->Arg(50000)
+// `every` is that of text_of().
+#define OVER_TEXT(every, name, expression)                                                        \
+  WORKLOAD(name,                                                                                  \
+           [](benchmark::State& state) {                                                          \
+             over_text<every>(state, []([[maybe_unused]] const texts& t) { return expression; }); \
+           })                                                                                     \
+      ->ArgName("bytes")                                                                          \
+      ->Arg(24)                                                                                   \
+      ->Arg(36)                                                                                   \
+      ->Arg(1000)
+#define ASCII(name, expression) OVER_TEXT(0, name, expression)
+#define MIXED(name, expression) OVER_TEXT(10, name, expression)
 
-char s_out[60000];
+constexpr uint32_t ROOM = 1100;  // enough for what `out` gets
 
-TEXT_BENCH(equal_nocase, 0, pask_string_equal(s, t, 1));
-TEXT_BENCH(stricmp, 0, pask_string_stricmp(s, t));
-TEXT_BENCH(libc_strcasecmp, 0, strcasecmp(s, t));
-TEXT_BENCH(charlen_ascii, 0, pask_string_charlen(s));
-TEXT_BENCH(charlen_mixed, 10, pask_string_charlen(s));
-TEXT_BENCH(isvalid_mixed, 10, pask_string_isvalid(s));
-TEXT_BENCH(charlen_dense, 1, pask_string_charlen(s));
-TEXT_BENCH(libc_strlen, 0, strlen(s));
+ASCII("equal, exact|ours", pask_string_equal(t.s, t.same, 0));
+ASCII("equal, exact|strcmp", strcmp(t.s, t.same));
+ASCII("equal, any case|ours", pask_string_equal(t.s, t.upper, 1));
+ASCII("equal, any case|strcasecmp", strcasecmp(t.s, t.upper));
+ASCII("stricmp|ours", pask_string_stricmp(t.s, t.upper));
+ASCII("stricmp|strcasecmp", strcasecmp(t.s, t.upper));
+ASCII("bytelen|ours", pask_string_bytelen(t.s));
+ASCII("bytelen|strlen", strlen(t.s));
+ASCII("copy, ASCII|ours", pask_string_strcpy(t.out, ROOM, t.s));
+ASCII("copy, ASCII|stpncpy", stpncpy(t.out, t.s, strlen(t.s) + 1));
+MIXED("copy, one in ten beyond ASCII|ours", pask_string_strcpy(t.out, ROOM, t.s));
+MIXED("copy, one in ten beyond ASCII|stpncpy", stpncpy(t.out, t.s, strlen(t.s) + 1));
+ASCII("look for a byte that is absent|ours", pask_string_strchr(t.s, 'z'));
+ASCII("look for a byte that is absent|strchr", strchr(t.s, 'z'));
+ASCII("look for a text that is absent|ours", pask_string_strstr(t.s, "abd"));
+ASCII("look for a text that is absent|strstr", strstr(t.s, "abd"));
+ASCII("look for a text that is absent, any case|ours", pask_string_subistring(t.s, "ABD", nullptr, nullptr));
+ASCII("look for a text that is absent, any case|strcasestr", strcasestr(t.s, "ABD"));
+ASCII("strcspn|ours", pask_string_strcspn(t.s, "/:"));
+ASCII("strcspn|strcspn", strcspn(t.s, "/:"));
+ASCII("charlen, ASCII|ours", pask_string_charlen(t.s));
+MIXED("charlen, one in ten beyond ASCII|ours", pask_string_charlen(t.s));
 #if __has_include(<unicode/ustring.h>)
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wconversion"  // the macro's own
 // What ICU needs to validate and count the characters of UTF-8 text.
-int32_t icu_count(const char* s, int32_t bytes) {
+int32_t icu_count(const char* s) {
+  const auto bytes = static_cast<int32_t>(strlen(s));
   int32_t count = 0;
   for (int32_t i = 0; i < bytes; ++count) {
     UChar32 c;
@@ -72,29 +103,13 @@ int32_t icu_count(const char* s, int32_t bytes) {
   return count;
 }
 #pragma GCC diagnostic pop
-TEXT_BENCH(icu_count_ascii, 0, icu_count(s, static_cast<int32_t>(strlen(s))));
-TEXT_BENCH(icu_count_mixed, 10, icu_count(s, static_cast<int32_t>(strlen(s))));
-TEXT_BENCH(icu_count_dense, 1, icu_count(s, static_cast<int32_t>(strlen(s))));
+ASCII("charlen, ASCII|U8_NEXT", icu_count(t.s));
+MIXED("charlen, one in ten beyond ASCII|U8_NEXT", icu_count(t.s));
 #endif
-TEXT_BENCH(bytelen, 0, pask_string_bytelen(s));
-TEXT_BENCH(copy_ascii, 0, pask_string_strcpy(s_out, sizeof s_out, s));
-TEXT_BENCH(copy_mixed, 10, pask_string_strcpy(s_out, sizeof s_out, s));
-TEXT_BENCH(libc_strncpy, 0, stpncpy(s_out, s, strlen(s) + 1));
-TEXT_BENCH(libc_memcpy, 0, memcpy(s_out, s, strlen(s) + 1));
-TEXT_BENCH(strchr_absent, 0, pask_string_strchr(s, 'z'));
-TEXT_BENCH(strchr_absent_mixed, 10, pask_string_strchr(s, 'z'));
-TEXT_BENCH(libc_strchr_absent, 0, strchr(s, 'z'));
-TEXT_BENCH(strstr_absent, 0, pask_string_strstr(s, "abd"));
-TEXT_BENCH(libc_strstr_absent, 0, strstr(s, "abd"));
-TEXT_BENCH(subistring_absent, 0, pask_string_subistring(s, "ABD", nullptr, nullptr));
-TEXT_BENCH(libc_strcasestr_absent, 0, strcasestr(s, "ABD"));
-TEXT_BENCH(strcspn_absent, 0, pask_string_strcspn(s, "/:"));
-TEXT_BENCH(libc_strcspn_absent, 0, strcspn(s, "/:"));
-TEXT_BENCH(tolower_buf, 0, pask_string_tolower_buf(s, s_out, sizeof s_out - 1));
-TEXT_BENCH(trim, 0, (pask_string_trim(s), s));
 
-// A megabyte of one kind of text, for what is done to whole texts: sentences of ASCII, of Latin with letters of two bytes, of CJK.
-// Conversions write to `bytes` or `units`; those from UCS-2 find the text in `units`.
+/* ---- Whole texts --------------------------------------------------------------------------------------------------- */
+
+// A megabyte of one kind of text. Conversions write to `bytes` or `units`; those from UCS-2 find the text in `units`.
 struct long_text {
   explicit long_text(const char* piece) {
     while (text.size() < 1 << 20) text += piece;
@@ -116,17 +131,19 @@ void over_long_text(benchmark::State& state, const char* piece, Run run) {
     benchmark::DoNotOptimize(run(text));
     benchmark::ClobberMemory();
   }
-  state.SetBytesProcessed(state.iterations() * static_cast<int64_t>(text.size()));
 }
 
-#define LONG_TEXT_BENCH(name, ...)                                                                  \
-  BENCHMARK_CAPTURE(over_long_text, name##_ascii, "The quick brown fox jumps over ",                \
-                    [](long_text& t) { return __VA_ARGS__; });                                      \
-  BENCHMARK_CAPTURE(over_long_text, name##_latin,                                                   \
-                    "Voil\303\240 l'\303\251t\303\251 \303\240 No\303\253l, d\303\251j\303\240 ",   \
-                    [](long_text& t) { return __VA_ARGS__; });                                      \
-  BENCHMARK_CAPTURE(over_long_text, name##_cjk, "\344\270\255\346\226\207\346\255\214\346\233\262", \
-                    [](long_text& t) { return __VA_ARGS__; })
+const char SENTENCE[] = "The quick brown fox jumps over ";
+const char LATIN[] = "Voil\303\240 l'\303\251t\303\251 \303\240 No\303\253l, d\303\251j\303\240 ";
+const char CJK[] = "\344\270\255\346\226\207\346\255\214\346\233\262";
+
+#define LONG_TEXT(what, who, ...)                                                                               \
+  WORKLOAD(what ", 1 MB of ASCII|" who,                                                                         \
+           [](benchmark::State& s) { over_long_text(s, SENTENCE, [](long_text& t) { return __VA_ARGS__; }); }); \
+  WORKLOAD(what ", 1 MB of Latin|" who,                                                                         \
+           [](benchmark::State& s) { over_long_text(s, LATIN, [](long_text& t) { return __VA_ARGS__; }); });    \
+  WORKLOAD(what ", 1 MB of CJK|" who,                                                                           \
+           [](benchmark::State& s) { over_long_text(s, CJK, [](long_text& t) { return __VA_ARGS__; }); })
 
 uint32_t to_ucs2(long_text& t) {
   uint32_t size = 0;
@@ -138,14 +155,36 @@ uint32_t from_ucs2(long_text& t) {
   pask_string_ucs2_to_utf8_buf(t.units.data(), t.units_size, t.bytes.data(), &size, 0);
   return size;
 }
-LONG_TEXT_BENCH(to_ucs2, to_ucs2(t));
-LONG_TEXT_BENCH(from_ucs2, from_ucs2(t));
-LONG_TEXT_BENCH(charlen, pask_string_charlen(t.text.data()));
-LONG_TEXT_BENCH(isvalid, pask_string_isvalid(t.text.data()));
-#if __has_include(<glib.h>)
-LONG_TEXT_BENCH(glib_charlen, g_utf8_strlen(t.text.data(), -1));
-LONG_TEXT_BENCH(glib_isvalid, g_utf8_validate(t.text.data(), -1, nullptr));
+LONG_TEXT("UTF-8 to UCS-2", "ours", to_ucs2(t));
+LONG_TEXT("UCS-2 to UTF-8", "ours", from_ucs2(t));
+#if __has_include(<unicode/ustring.h>)
+int32_t icu_to_ucs2(long_text& t) {
+  UErrorCode error = U_ZERO_ERROR;
+  int32_t size = 0;
+  u_strFromUTF8(reinterpret_cast<UChar*>(t.units.data()), static_cast<int32_t>(t.units.size()), &size, t.text.data(),
+                static_cast<int32_t>(t.text.size()), &error);
+  return size;
+}
+int32_t icu_from_ucs2(long_text& t) {
+  UErrorCode error = U_ZERO_ERROR;
+  int32_t size = 0;
+  u_strToUTF8(t.bytes.data(), static_cast<int32_t>(t.bytes.size()), &size,
+              reinterpret_cast<const UChar*>(t.units.data()), static_cast<int32_t>(t.units_size / 2), &error);
+  return size;
+}
+LONG_TEXT("UTF-8 to UCS-2", "ICU", icu_to_ucs2(t));
+LONG_TEXT("UCS-2 to UTF-8", "ICU", icu_from_ucs2(t));
 #endif
+LONG_TEXT("charlen", "ours", pask_string_charlen(t.text.data()));
+LONG_TEXT("isvalid", "ours", pask_string_isvalid(t.text.data()));
+#if __has_include(<glib.h>)
+LONG_TEXT("charlen", "g_utf8_strlen", g_utf8_strlen(t.text.data(), -1));
+LONG_TEXT("isvalid", "g_utf8_validate", g_utf8_validate(t.text.data(), -1, nullptr));
+#endif
+
+/* ---- Numbers ------------------------------------------------------------------------------------------------------- */
+
+char s_digits[32];
 
 template <typename Run>
 void over_numbers(benchmark::State& state, Run run) {
@@ -155,41 +194,53 @@ void over_numbers(benchmark::State& state, Run run) {
     value = value * 6364136223846793005u + 1442695040888963407u;
   }
 }
+WORKLOAD("u64toa|ours", [](benchmark::State& state) {
+  over_numbers(state, [](uint64_t v) { return pask_string_u64toa(v, s_digits, 21); });
+});
+WORKLOAD("u64toa|std::to_chars", [](benchmark::State& state) {
+  over_numbers(state, [](uint64_t v) { return std::to_chars(s_digits, s_digits + 21, v).ptr; });
+});
+WORKLOAD("u64toa|snprintf", [](benchmark::State& state) {
+  over_numbers(state, [](uint64_t v) { return snprintf(s_digits, 21, "%llu", static_cast<unsigned long long>(v)); });
+});
 
-void u64toa(benchmark::State& state) {
-  over_numbers(state, [](uint64_t v) { return pask_string_u64toa(v, s_out, 21); });
-}
-void std_to_chars(benchmark::State& state) {
-  over_numbers(state, [](uint64_t v) { return std::to_chars(s_out, s_out + 21, v).ptr; });
-}
-void libc_snprintf(benchmark::State& state) {
-  over_numbers(state, [](uint64_t v) { return snprintf(s_out, 21, "%llu", static_cast<unsigned long long>(v)); });
-}
-BENCHMARK(u64toa);
-BENCHMARK(std_to_chars);
-BENCHMARK(libc_snprintf);
-
+// Each word in turn.
 template <typename Run>
-void over_word(benchmark::State& state, const char* word, Run run) {
+void over_words(benchmark::State& state, const std::vector<std::string>& words, Run run) {
+  size_t next = 0;
   for (auto _ : state) {
-    benchmark::DoNotOptimize(word);
+    const std::string& word = words[next];
+    next = next + 1 < words.size() ? next + 1 : 0;
     benchmark::DoNotOptimize(run(word));
   }
 }
-void atou32(benchmark::State& state) { over_word(state, "12345", pask_string_atou32); }
-void libc_strtoul(benchmark::State& state) {
-  over_word(state, "12345", [](const char* s) { return strtoul(s, nullptr, 10); });
+
+double from_chars(const std::string& word) {
+  double value = 0;
+  std::from_chars(word.data(), word.data() + word.size(), value);
+  return value;
 }
-void atof64(benchmark::State& state) { over_word(state, "3.14159", pask_string_atof64); }
-void atof64_steep(benchmark::State& state) { over_word(state, "1e2000000000", pask_string_atof64); }
-void libc_strtod(benchmark::State& state) {
-  over_word(state, "3.14159", [](const char* s) { return strtod(s, nullptr); });
+
+// Seventeen digits, and exponents from -120 to 120.
+std::vector<std::string> steep_numbers() {
+  std::vector<std::string> words;
+  for (int exponent = -120; exponent <= 120; exponent += 8)
+    words.push_back("2.7182818284590452e" + std::to_string(exponent));
+  return words;
 }
-BENCHMARK(atou32);
-BENCHMARK(libc_strtoul);
-BENCHMARK(atof64);
-BENCHMARK(atof64_steep);
-BENCHMARK(libc_strtod);
+
+#define OVER_WORDS(name, words, expression)                                       \
+  WORKLOAD(name, [](benchmark::State& state) {                                    \
+    over_words(state, words, [](const std::string& word) { return expression; }); \
+  })
+OVER_WORDS("atou32|ours", {"12345"}, pask_string_atou32(word.c_str()));
+OVER_WORDS("atou32|strtoul", {"12345"}, strtoul(word.c_str(), nullptr, 10));
+OVER_WORDS("atof64|ours", {"3.14159"}, pask_string_atof64(word.c_str()));
+OVER_WORDS("atof64|strtod", {"3.14159"}, strtod(word.c_str(), nullptr));
+OVER_WORDS("atof64|std::from_chars", {"3.14159"}, from_chars(word));
+OVER_WORDS("atof64, exponents to 120|ours", steep_numbers(), pask_string_atof64(word.c_str()));
+OVER_WORDS("atof64, exponents to 120|strtod", steep_numbers(), strtod(word.c_str(), nullptr));
+OVER_WORDS("atof64, exponents to 120|std::from_chars", steep_numbers(), from_chars(word));
 
 }  // namespace
 

@@ -1,11 +1,12 @@
 // Dates, times, random numbers and directories against what would be picked instead: libc, and the standard library.
-#include <benchmark/benchmark.h>
 #include <stdlib.h>
 #include <sys/time.h>
 #include <time.h>
 #include <velox/pask_fs_dir.h>
 #include <velox/pask_random.h>
 #include <velox/pask_time.h>
+
+#include "against.h"
 
 #include <chrono>
 #include <cstdio>
@@ -36,16 +37,14 @@ void over_text(benchmark::State& state, const char* text, Run run) {
   }
 }
 
-#define INSTANT_BENCH(name, expression)                                            \
-  void name(benchmark::State& state) {                                             \
+#define OVER_INSTANTS(name, expression)                                            \
+  WORKLOAD(name, [](benchmark::State& state) {                                     \
     over_instants(state, []([[maybe_unused]] uint64_t us) { return expression; }); \
-  }                                                                                \
-  BENCHMARK(name)
-#define ISO_BENCH(name, expression)                                                           \
-  void name(benchmark::State& state) {                                                        \
+  })
+#define OVER_ISO(name, expression)                                                            \
+  WORKLOAD(name, [](benchmark::State& state) {                                                \
     over_text(state, "2023-11-14T22:13:20.123456", [](const char* s) { return expression; }); \
-  }                                                                                           \
-  BENCHMARK(name)
+  })
 
 // --- Dates.
 
@@ -77,12 +76,12 @@ auto chrono_days(uint32_t date) {
   using namespace std::chrono;
   return sys_days(year(static_cast<int>(date >> 20)) / month((date >> 16 & 15) % 12 + 1) / day((date >> 11 & 31) + 1));
 }
-INSTANT_BENCH(date_from_seconds, date_of(us / 1000000));
-INSTANT_BENCH(libc_gmtime_r, gmtime_day(static_cast<time_t>(us / 1000000)));
-INSTANT_BENCH(std_chrono_from_seconds, chrono_day(static_cast<time_t>(us / 1000000)));
-INSTANT_BENCH(date_to_seconds, seconds_of(static_cast<uint32_t>(us)));
-INSTANT_BENCH(libc_timegm, timegm_of(static_cast<int>(us % 28)));
-INSTANT_BENCH(std_chrono_to_seconds, chrono_days(static_cast<uint32_t>(us)));
+OVER_INSTANTS("seconds to a date|ours", date_of(us / 1000000));
+OVER_INSTANTS("seconds to a date|gmtime_r", gmtime_day(static_cast<time_t>(us / 1000000)));
+OVER_INSTANTS("seconds to a date|std::chrono", chrono_day(static_cast<time_t>(us / 1000000)));
+OVER_INSTANTS("a date to seconds|ours", seconds_of(static_cast<uint32_t>(us)));
+OVER_INSTANTS("a date to seconds|timegm", timegm_of(static_cast<int>(us % 28)));
+OVER_INSTANTS("a date to seconds|std::chrono", chrono_days(static_cast<uint32_t>(us)));
 
 // --- Text to numbers.
 
@@ -103,9 +102,9 @@ uint64_t sscanf_read_us(const char* text) {
          &fields.tm_min, &fields.tm_sec, &us);
   return static_cast<uint64_t>(timegm(&fields)) * 1000000 + us;
 }
-ISO_BENCH(iso8601_to_epoch_us, read_us(s));
-ISO_BENCH(libc_strptime_timegm, libc_read_us(s));
-ISO_BENCH(libc_sscanf_timegm, sscanf_read_us(s));
+OVER_ISO("ISO 8601 text to microseconds|ours", read_us(s));
+OVER_ISO("ISO 8601 text to microseconds|strptime and timegm", libc_read_us(s));
+OVER_ISO("ISO 8601 text to microseconds|sscanf and timegm", sscanf_read_us(s));
 
 // --- Instants and spans to text.
 
@@ -120,15 +119,16 @@ int libc_elapsed(uint64_t ms) {
                   static_cast<unsigned long long>(ms / 60000 % 60), static_cast<unsigned long long>(ms / 1000 % 60),
                   static_cast<unsigned long long>(ms % 1000));
 }
-INSTANT_BENCH(format_us_iso, pask_time_format_us(us, 0, ISO, s_out, sizeof s_out));
-INSTANT_BENCH(libc_format_us_iso, libc_format_us(us, ISO, ".%02dZ"));
-INSTANT_BENCH(format_us_iso_local, pask_time_format_us(us, 1, ISO, s_out, sizeof s_out));
-INSTANT_BENCH(format_us_http, pask_time_format_us(us, 0, "%a, %d %b %Y %H:%M:%S", s_out, sizeof s_out));
-INSTANT_BENCH(libc_format_us_http, libc_format_us(us, "%a, %d %b %Y %H:%M:%S", ".%03d GMT"));
-INSTANT_BENCH(format_ms_elapsed, pask_time_format_ms_elapsed(0, us % 1000000000, s_out, sizeof s_out));
-INSTANT_BENCH(libc_snprintf_elapsed, libc_elapsed(us % 1000000000));
-INSTANT_BENCH(get_microseconds, pask_time_get_microseconds());
-INSTANT_BENCH(std_system_clock_now, std::chrono::system_clock::now());
+OVER_INSTANTS("microseconds to ISO 8601 text|ours", pask_time_format_us(us, 0, ISO, s_out, sizeof s_out));
+OVER_INSTANTS("microseconds to ISO 8601 text|gmtime_r, strftime, snprintf", libc_format_us(us, ISO, ".%02dZ"));
+OVER_INSTANTS("microseconds to the text of HTTP|ours",
+              pask_time_format_us(us, 0, "%a, %d %b %Y %H:%M:%S", s_out, sizeof s_out));
+OVER_INSTANTS("microseconds to the text of HTTP|gmtime_r, strftime, snprintf",
+              libc_format_us(us, "%a, %d %b %Y %H:%M:%S", ".%03d GMT"));
+OVER_INSTANTS("a span to text|ours", pask_time_format_ms_elapsed(0, us % 1000000000, s_out, sizeof s_out));
+OVER_INSTANTS("a span to text|snprintf", libc_elapsed(us % 1000000000));
+OVER_INSTANTS("the time|ours", pask_time_get_microseconds());
+OVER_INSTANTS("the time|std::chrono::system_clock", std::chrono::system_clock::now());
 
 // --- Random numbers.
 
@@ -139,8 +139,8 @@ void over_states(benchmark::State& state, Next next) {
 }
 void random_rand(benchmark::State& state) { over_states(state, pask_random_rand); }
 void libc_rand_r(benchmark::State& state) { over_states(state, rand_r); }
-BENCHMARK(random_rand);
-BENCHMARK(libc_rand_r);
+WORKLOAD("a random number|ours", random_rand);
+WORKLOAD("a random number|rand_r", libc_rand_r);
 
 // --- A listing of 1000 files, with their types.
 
@@ -180,9 +180,9 @@ void std_list_types_kept(benchmark::State& state) {
     benchmark::DoNotOptimize(files);
   }
 }
-BENCHMARK(list_types);
-BENCHMARK(std_list_types);
-BENCHMARK(std_list_types_kept);
+WORKLOAD("list 1,000 files with their types|ours", list_types);
+WORKLOAD("list 1,000 files with their types|std::filesystem with stat", std_list_types);
+WORKLOAD("list 1,000 files with their types|std::filesystem", std_list_types_kept);
 
 }  // namespace
 
