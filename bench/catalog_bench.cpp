@@ -1,6 +1,5 @@
 // What a recommendation and a search cost in catalogues of 10,000 and 1,000,000 tracks, and what scanning them costs. The
 // catalogues are made from invented tables in the temporary folder at the first use, which takes a minute for the large one.
-#include <benchmark/benchmark.h>
 
 #include <cmath>
 #include <cstdint>
@@ -14,6 +13,8 @@
 #include <vector>
 
 #include <velox/velox_catalog.h>
+
+#include "against.h"
 
 namespace {
 
@@ -152,9 +153,9 @@ void recommend(benchmark::State& state) {
   }
   state.counters["tracks"] = tracks;
 }
-BENCHMARK(recommend)
+WORKLOAD("recommendation|ours", recommend)
     ->ArgsProduct({{10'000, 1'000'000}, {1, 6}})
-    ->ArgNames({"catalogue", "seeds"})
+    ->ArgNames({"tracks", "seeds"})
     ->Unit(benchmark::kMillisecond);
 
 /** A station that has been listened to: of each playlist most is played, some skipped, now and then a track is liked or
@@ -207,12 +208,12 @@ void playlist(benchmark::State& state) {
   }
   state.counters["albums"] = albums;
 }
-BENCHMARK(playlist)
+WORKLOAD("next playlist|ours", playlist)
     ->Args({10'000, 0})
     ->Args({10'000, 10'000})
     ->Args({1'000'000, 0})
     ->Args({1'000'000, 10'000})
-    ->ArgNames({"catalogue", "events"})
+    ->ArgNames({"tracks", "events"})
     ->Unit(benchmark::kMillisecond);
 
 void search(benchmark::State& state) {
@@ -225,7 +226,11 @@ void search(benchmark::State& state) {
           "search");
   velox_catalog_close(handle);
 }
-BENCHMARK(search)->Arg(10'000)->Arg(1'000'000)->ArgName("catalogue")->Unit(benchmark::kMillisecond);
+WORKLOAD("search of two words|ours", search)
+    ->Arg(10'000)
+    ->Arg(1'000'000)
+    ->ArgName("tracks")
+    ->Unit(benchmark::kMillisecond);
 
 void scan(benchmark::State& state) {
   of(state.range(0));
@@ -243,7 +248,7 @@ void scan(benchmark::State& state) {
   std::filesystem::remove(file);
   state.SetItemsProcessed(static_cast<int64_t>(report.seen) * state.iterations());
 }
-BENCHMARK(scan)->Arg(10'000)->ArgName("lines")->Unit(benchmark::kMillisecond);
+WORKLOAD("scan of a table|ours", scan)->Arg(10'000)->ArgName("lines")->Unit(benchmark::kMillisecond);
 
 }  // namespace
 

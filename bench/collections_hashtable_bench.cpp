@@ -1,8 +1,9 @@
 // The hash table against std::unordered_map of strings and GLib's GHashTable, with keys like those of options: 20 to 60 bytes,
 // every lookup in a fresh buffer, as a caller brings it. The first argument is the number of keys.
-#include <benchmark/benchmark.h>
 #include <velox/pask_hashtable.h>
 #include <velox/pask_modules.h>
+
+#include "against.h"
 
 #include <cstring>
 #include <memory>
@@ -197,29 +198,40 @@ using pask_exact = pask_table<PASK_HASHTABLE_CASE_SENSITIVE>;
 using pask_locked = pask_table<PASK_HASHTABLE_THREADSAFE>;
 
 #ifdef HAVE_GLIB
-#define AGAINST_GLIB(operation) BENCHMARK_TEMPLATE(operation, glib_table)->Arg(12)->Arg(10000);
-BENCHMARK_TEMPLATE(add, pask_exact)->Arg(1000000)->Unit(benchmark::kMillisecond);
-BENCHMARK_TEMPLATE(add, glib_table)->Arg(1000000)->Unit(benchmark::kMillisecond);
-BENCHMARK(add_borrowed_pask)->Arg(10000)->Arg(1000000);
-BENCHMARK(add_borrowed_glib)->Arg(10000)->Arg(1000000);
-BENCHMARK_TEMPLATE(remove, pask_exact)->Arg(1000)->Arg(100000)->Arg(1000000);
-BENCHMARK_TEMPLATE(remove, glib_table)->Arg(1000)->Arg(100000)->Arg(1000000);
-BENCHMARK_TEMPLATE(find_shared, pask_locked)->Arg(1000)->Threads(1)->Threads(2)->UseRealTime();
-BENCHMARK_TEMPLATE(find_shared, glib_shared)->Arg(1000)->Threads(1)->Threads(2)->UseRealTime();
+#define AGAINST_GLIB(what, operation) WORKLOAD(what "|GHashTable", operation<glib_table>)->KEYS;
+#define MANY                          ArgName("keys")->Arg(1000000)
+WORKLOAD("hash table, add, exact|ours", add<pask_exact>)->MANY;
+WORKLOAD("hash table, add, exact|GHashTable", add<glib_table>)->MANY;
+WORKLOAD("hash table, add what the caller keeps|ours", add_borrowed_pask)->MANY;
+WORKLOAD("hash table, add what the caller keeps|GHashTable", add_borrowed_glib)->MANY;
+WORKLOAD("hash table, delete each key|ours", remove<pask_exact>)->Arg(1000)->Arg(100000)->MANY;
+WORKLOAD("hash table, delete each key|GHashTable", remove<glib_table>)->Arg(1000)->Arg(100000)->MANY;
+#define SHARED(who, table)                                                                                        \
+  WORKLOAD("hash table with its lock, find|" who, find_shared<table>)->ArgName("keys")->Arg(1000)->UseRealTime(); \
+  WORKLOAD("hash table with its lock, find, two readers at once|" who, find_shared<table>)                        \
+      ->ArgName("keys")                                                                                           \
+      ->Arg(1000)                                                                                                 \
+      ->Threads(2)                                                                                                \
+      ->UseRealTime()
+SHARED("ours", pask_locked);
+SHARED("GHashTable under std::shared_mutex", glib_shared);
 #else
-#define AGAINST_GLIB(operation)
+#define AGAINST_GLIB(what, operation)
 #endif
-#define COMPARE(operation)                                           \
-  BENCHMARK_TEMPLATE(operation, pask_any_case)->Arg(12)->Arg(10000); \
-  BENCHMARK_TEMPLATE(operation, pask_exact)->Arg(12)->Arg(10000);    \
-  BENCHMARK_TEMPLATE(operation, pask_locked)->Arg(12)->Arg(10000);   \
-  BENCHMARK_TEMPLATE(operation, std_table)->Arg(12)->Arg(10000);     \
-  AGAINST_GLIB(operation)
+#define KEYS ArgName("keys")->Arg(12)->Arg(10000)
+#define COMPARE_WITH(what, operation, table)                        \
+  WORKLOAD(what "|ours", operation<table>)->KEYS;                   \
+  WORKLOAD(what "|std::unordered_map", operation<std_table>)->KEYS; \
+  AGAINST_GLIB(what, operation)
+#define COMPARE(what, operation)                            \
+  COMPARE_WITH(what ", any case", operation, pask_any_case) \
+  COMPARE_WITH(what ", exact", operation, pask_exact)       \
+  COMPARE_WITH(what ", with its lock", operation, pask_locked)
 
-COMPARE(add)
-COMPARE(find_hit)
-COMPARE(find_miss)
-COMPARE(walk)
+COMPARE("hash table, add", add)
+COMPARE("hash table, find", find_hit)
+COMPARE("hash table, find what isn't there", find_miss)
+COMPARE("hash table, walk by flat index", walk)
 
 }  // namespace
 

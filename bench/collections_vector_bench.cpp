@@ -1,12 +1,10 @@
-// The vector against std::vector behind the same calls, the sort against qsort_r and std::sort, the critical section against a
-// recursive mutex.
-#include <benchmark/benchmark.h>
-#include <pthread.h>
+// The vector against std::vector behind the same calls, the sort against qsort_r and std::sort.
 #include <stdlib.h>
 #include <velox/pask_modules.h>
-#include <velox/pask_thread.h>
 #include <velox/pask_utils.h>
 #include <velox/pask_vector.h>
+
+#include "against.h"
 
 #include <algorithm>
 #include <mutex>
@@ -76,8 +74,9 @@ void Add_Vector(benchmark::State& state) { vector_add(state, 0); }
 void Add_StdVector(benchmark::State& state) { std_vector_add(state, no_lock{}); }
 void AddLocked_Vector(benchmark::State& state) { vector_add(state, PASK_VECTOR_THREADSAFE); }
 void AddLocked_StdVector(benchmark::State& state) { std_vector_add(state, recursive_lock{&s_mutex}); }
-BENCHMARK(Add_Vector)->Arg(10000)->Arg(1000000);
-BENCHMARK(Add_StdVector)->Arg(10000)->Arg(1000000);
+#define WORDS ArgName("words")->Arg(10000)->Arg(1000000)
+WORKLOAD("vector, add|ours", Add_Vector)->WORDS;
+WORKLOAD("vector, add|std::vector", Add_StdVector)->WORDS;
 
 #ifdef HAVE_GLIB
 void Add_GPtrArray(benchmark::State& state) {
@@ -88,10 +87,10 @@ void Add_GPtrArray(benchmark::State& state) {
   }
   state.SetItemsProcessed(state.iterations() * state.range(0));
 }
-BENCHMARK(Add_GPtrArray)->Arg(10000)->Arg(1000000);
+WORKLOAD("vector, add|GPtrArray", Add_GPtrArray)->WORDS;
 #endif
-BENCHMARK(AddLocked_Vector)->Arg(10000);
-BENCHMARK(AddLocked_StdVector)->Arg(10000);
+WORKLOAD("vector with its lock, add|ours", AddLocked_Vector)->WORDS;
+WORKLOAD("vector with its lock, add|std::vector and std::recursive_mutex", AddLocked_StdVector)->WORDS;
 
 void FindSorted_Vector(benchmark::State& state) {
   pask_datatypes_initialize();
@@ -122,8 +121,8 @@ void FindSorted_Bsearch(benchmark::State& state) {
                                      }));
   }
 }
-BENCHMARK(FindSorted_Vector);
-BENCHMARK(FindSorted_Bsearch);
+WORKLOAD("vector, find among 10,000 sorted|ours", FindSorted_Vector);
+WORKLOAD("vector, find among 10,000 sorted|bsearch", FindSorted_Bsearch);
 
 /* ---- Sort ---------------------------------------------------------------------------------------------------------- */
 
@@ -167,53 +166,12 @@ template <size_t Size>
 void Sort_LibcQsort(benchmark::State& state) {
   sort_all<Size>(state, [](auto& work) { qsort_r(work.data(), work.size(), Size, by_key, nullptr); });
 }
-BENCHMARK_TEMPLATE(Sort_Utils, sizeof(uintptr_t))->Unit(benchmark::kMillisecond);
-BENCHMARK_TEMPLATE(Sort_LibcQsort, sizeof(uintptr_t))->Unit(benchmark::kMillisecond);
-BENCHMARK_TEMPLATE(Sort_Utils, 24)->Unit(benchmark::kMillisecond);
-BENCHMARK_TEMPLATE(Sort_LibcQsort, 24)->Unit(benchmark::kMillisecond);
-BENCHMARK_TEMPLATE(Sort_Utils, 64)->Unit(benchmark::kMillisecond);
-BENCHMARK_TEMPLATE(Sort_LibcQsort, 64)->Unit(benchmark::kMillisecond);
-
-/* ---- Locks --------------------------------------------------------------------------------------------------------- */
-
-void EnterLeave_Critsec(benchmark::State& state) {
-  pask_critsec_handle section = nullptr;
-  pask_thread_critsec_create(&section);
-  for (auto _ : state) {
-    pask_thread_critsec_enter(section);
-    pask_thread_critsec_leave(section);
-  }
-  pask_thread_critsec_delete(section);
-}
-
-void EnterLeave_RecursiveMutex(benchmark::State& state) {
-  for (auto _ : state) {
-    s_mutex.lock();
-    s_mutex.unlock();
-  }
-}
-
-void ReadLock_Rwlock(benchmark::State& state) {
-  pask_rwlock_handle lock = nullptr;
-  pask_thread_rwlock_create(&lock);
-  for (auto _ : state) {
-    pask_thread_rwlock_readlock(lock);
-    pask_thread_rwlock_unlock(lock);
-  }
-  pask_thread_rwlock_delete(lock);
-}
-
-void ReadLock_Pthread(benchmark::State& state) {
-  pthread_rwlock_t lock = PTHREAD_RWLOCK_INITIALIZER;
-  for (auto _ : state) {
-    pthread_rwlock_rdlock(&lock);
-    pthread_rwlock_unlock(&lock);
-  }
-}
-BENCHMARK(EnterLeave_Critsec);
-BENCHMARK(EnterLeave_RecursiveMutex);
-BENCHMARK(ReadLock_Rwlock);
-BENCHMARK(ReadLock_Pthread);
+#define SORT(size, bytes)                                                      \
+  WORKLOAD("sort 100,000 elements of " size " bytes|ours", Sort_Utils<bytes>); \
+  WORKLOAD("sort 100,000 elements of " size " bytes|qsort_r", Sort_LibcQsort<bytes>)
+SORT("8", 8);
+SORT("24", 24);
+SORT("64", 64);
 
 }  // namespace
 

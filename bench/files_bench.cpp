@@ -1,12 +1,13 @@
 // Files against plain descriptors, stdio and std::fstream. The last argument of a row is the pool's limit, 0 for none; what is
 // opened again in each step tells the price of an eviction.
-#include <benchmark/benchmark.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <velox/pask_fs.h>
 #include <velox/pask_modules.h>
 #include <velox/velox_manager.h>
+
+#include "against.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -76,21 +77,25 @@ void in_steps(benchmark::State& state, Step step) {
   state.SetBytesProcessed(state.iterations() * bytes);
 }
 
+template <uint32_t Limit>
 void read_at(benchmark::State& state) {
   pask_fs_file_handle file = opened(0, 1);
-  const limit set(state.range(1));
+  const limit set(Limit);
   uint32_t got;
   in_steps(state, [&](uint32_t at, uint32_t bytes) { pask_fs_file_read_at(file, at, s_buffer, bytes, &got); });
   pask_fs_file_close(file);
 }
-BENCHMARK(read_at)->Args({64, 0})->Args({4096, 0})->Args({4096, 50});
+#define SIZES ArgName("bytes")->Arg(64)->Arg(4096)
+WORKLOAD("read at an offset|ours", read_at<0>)->SIZES;
+WORKLOAD("read at an offset, with a limit of 50 descriptors|ours", read_at<50>)->SIZES;
 
 void plain_pread(benchmark::State& state) {
   const int fd = open(name(0), O_RDONLY);
   in_steps(state, [&](uint32_t at, uint32_t bytes) { benchmark::DoNotOptimize(pread(fd, s_buffer, bytes, at)); });
   close(fd);
 }
-BENCHMARK(plain_pread)->Args({64})->Args({4096});
+WORKLOAD("read at an offset|pread", plain_pread)->SIZES;
+WORKLOAD("read at an offset, with a limit of 50 descriptors|pread", plain_pread)->SIZES;
 
 // One handle, several threads.
 void shared_read_at(benchmark::State& state) {
@@ -100,7 +105,7 @@ void shared_read_at(benchmark::State& state) {
   for (auto _ : state) pask_fs_file_read_at(file, 0, buffer, sizeof buffer, nullptr);
   if (state.thread_index() == 0) pask_fs_file_close(file);
 }
-BENCHMARK(shared_read_at)->Threads(1)->Threads(2);
+WORKLOAD("read one handle, two threads at once|ours", shared_read_at)->Threads(2)->UseRealTime();
 void shared_pread(benchmark::State& state) {
   static int fd;
   if (state.thread_index() == 0) fd = open(name(0), O_RDONLY);
@@ -108,18 +113,18 @@ void shared_pread(benchmark::State& state) {
   for (auto _ : state) benchmark::DoNotOptimize(pread(fd, buffer, sizeof buffer, 0));
   if (state.thread_index() == 0) close(fd);
 }
-BENCHMARK(shared_pread)->Threads(1)->Threads(2);
+WORKLOAD("read one handle, two threads at once|pread", shared_pread)->Threads(2)->UseRealTime();
 
-// Three files in turn: with a limit of 2 each step evicts one and opens another.
+// Three files in turn under a limit of 2: each step evicts one and opens another.
 void read_in_turn(benchmark::State& state) {
-  const limit set(state.range(1));
+  const limit set(2);
   pask_fs_file_handle files[] = {opened(0, 1), opened(1, 1), opened(2, 1)};
   uint32_t turn = 0;
   in_steps(state,
            [&](uint32_t at, uint32_t bytes) { pask_fs_file_read_at(files[turn++ % 3], at, s_buffer, bytes, nullptr); });
   for (pask_fs_file_handle file : files) pask_fs_file_close(file);
 }
-BENCHMARK(read_in_turn)->Args({4096, 0})->Args({4096, 2});
+WORKLOAD("three files in turn under two descriptors|ours", read_in_turn)->ArgName("bytes")->Arg(4096);
 void plain_open_pread_close(benchmark::State& state) {
   uint32_t turn = 0;
   struct stat info;
@@ -130,7 +135,9 @@ void plain_open_pread_close(benchmark::State& state) {
     close(fd);
   });
 }
-BENCHMARK(plain_open_pread_close)->Args({4096});
+WORKLOAD("three files in turn under two descriptors|open, fstat, pread, close", plain_open_pread_close)
+    ->ArgName("bytes")
+    ->Arg(4096);
 
 // Many files in turn under a limit: each step opens one.
 void many_in_turn(benchmark::State& state) {
@@ -141,7 +148,7 @@ void many_in_turn(benchmark::State& state) {
   for (auto _ : state) pask_fs_file_read_at(files[turn++ % MANY], 0, s_buffer, 4096, nullptr);
   for (pask_fs_file_handle file : files) pask_fs_file_close(file);
 }
-BENCHMARK(many_in_turn)->Arg(50);
+WORKLOAD("200 files in turn under descriptors|ours", many_in_turn)->ArgName("descriptors")->Arg(50);
 
 // The least that does the same: a ring of descriptors, the oldest of which gives way.
 void plain_many_in_turn(benchmark::State& state) {
@@ -160,20 +167,20 @@ void plain_many_in_turn(benchmark::State& state) {
   for (const int fd : fds)
     if (fd >= 0) close(fd);
 }
-BENCHMARK(plain_many_in_turn)->Arg(50);
+WORKLOAD("200 files in turn under descriptors|a plain pool", plain_many_in_turn)->ArgName("descriptors")->Arg(50);
 
 void write_at(benchmark::State& state) {
   pask_fs_file_handle file = opened(1, 3);
   in_steps(state, [&](uint32_t at, uint32_t bytes) { pask_fs_file_write_at(file, at, s_buffer, bytes, nullptr); });
   pask_fs_file_close(file);
 }
-BENCHMARK(write_at)->Args({64})->Args({4096});
+WORKLOAD("write at an offset|ours", write_at)->SIZES;
 void plain_pwrite(benchmark::State& state) {
   const int fd = open(name(1), O_RDWR);
   in_steps(state, [&](uint32_t at, uint32_t bytes) { benchmark::DoNotOptimize(pwrite(fd, s_buffer, bytes, at)); });
   close(fd);
 }
-BENCHMARK(plain_pwrite)->Args({64})->Args({4096});
+WORKLOAD("write at an offset|pwrite", plain_pwrite)->SIZES;
 void stdio_fwrite(benchmark::State& state) {
   FILE* file = fopen(name(1), "r+");
   in_steps(state, [&](uint32_t at, uint32_t bytes) {
@@ -182,7 +189,7 @@ void stdio_fwrite(benchmark::State& state) {
   });
   fclose(file);
 }
-BENCHMARK(stdio_fwrite)->Args({64})->Args({4096});
+WORKLOAD("write at an offset|fwrite", stdio_fwrite)->SIZES;
 void fstream_write(benchmark::State& state) {
   std::fstream file(name(1), std::ios::in | std::ios::out | std::ios::binary);
   in_steps(state, [&](uint32_t at, uint32_t bytes) {
@@ -190,7 +197,7 @@ void fstream_write(benchmark::State& state) {
     file.write(s_buffer, bytes);
   });
 }
-BENCHMARK(fstream_write)->Args({64})->Args({4096});
+WORKLOAD("write at an offset|std::fstream", fstream_write)->SIZES;
 
 // Lines of 64 bytes; the argument is the buffer's size. stdio and streams read ahead, which a file that others may change
 // meanwhile doesn't.
@@ -200,7 +207,8 @@ void read_line(benchmark::State& state) {
     if (pask_fs_file_read_line(file, s_buffer, static_cast<uint32_t>(state.range(0)))) pask_fs_file_seek(file, 0, 1);
   pask_fs_file_close(file);
 }
-BENCHMARK(read_line)->Arg(256)->Arg(4096)->Arg(65536);
+#define BUFFERS ArgName("byte buffer")->Arg(256)->Arg(4096)->Arg(65536)
+WORKLOAD("read a line|ours", read_line)->BUFFERS;
 void plain_pread_line(benchmark::State& state) {
   const int fd = open(name(0), O_RDONLY);
   off_t at = 0;
@@ -211,59 +219,55 @@ void plain_pread_line(benchmark::State& state) {
   }
   close(fd);
 }
-BENCHMARK(plain_pread_line)->Arg(256)->Arg(4096)->Arg(65536);
+WORKLOAD("read a line|pread", plain_pread_line)->BUFFERS;
 void stdio_fgets(benchmark::State& state) {
   FILE* file = fopen(name(0), "r");
   for (auto _ : state)
     if (!fgets(s_buffer, static_cast<int>(state.range(0)), file)) rewind(file);
   fclose(file);
 }
-BENCHMARK(stdio_fgets)->Arg(4096);
+WORKLOAD("read a line|fgets", stdio_fgets)->BUFFERS;
 
-// The argument: 0 for the library, 1 for descriptors, 2 for stdio, 3 for std::fstream.
-void open_close(benchmark::State& state) {
+/* ---- Whole files ------------------------------------------------------------------------------------------------------ */
+
+template <class Work>
+void repeat(benchmark::State& state, Work work) {
+  for (auto _ : state) work();
+}
+#define REPEAT(name, ...) WORKLOAD(name, [](benchmark::State& state) { repeat(state, [] { __VA_ARGS__; }); })
+
+void open_stat_close() {
   struct stat info;
-  for (auto _ : state) switch (state.range(0)) {
-      case 0:
-        pask_fs_file_close(opened(0, 1));
-        break;
-      case 1: {
-        const int fd = open(name(0), O_RDONLY);
-        fstat(fd, &info);
-        close(fd);
-        break;
-      }
-      case 2:
-        fclose(fopen(name(0), "r"));
-        break;
-      default:
-        std::fstream(name(0), std::ios::in);
-    }
+  const int fd = open(name(0), O_RDONLY);
+  fstat(fd, &info);
+  close(fd);
 }
-BENCHMARK(open_close)->DenseRange(0, 3);
+REPEAT("open and close|ours", pask_fs_file_close(opened(0, 1)));
+REPEAT("open and close|open, fstat, close", open_stat_close());
+REPEAT("open and close|fopen", fclose(fopen(name(0), "r")));
+REPEAT("open and close|std::fstream", std::fstream(name(0), std::ios::in));
 
-void whole_file(benchmark::State& state) {
-  for (auto _ : state) {
-    if (state.range(0) == 0) {
-      void* data = nullptr;
-      pask_fs_file_read_to_buffer(name(0), &data, nullptr, 1);
-      benchmark::DoNotOptimize(data);
-
-      pask_memory_free(data);
-    } else if (state.range(0) == 2) {
-      FILE* file = fopen(name(0), "r");
-      std::vector<char> data(FILE_BYTES);
-      benchmark::DoNotOptimize(fread(data.data(), 1, data.size(), file));
-      fclose(file);
-    } else {
-      std::ifstream file(name(0), std::ios::binary);
-      std::vector<char> data(FILE_BYTES);
-      file.read(data.data(), FILE_BYTES);
-      benchmark::DoNotOptimize(data.data());
-    }
-  }
+void read_whole() {
+  void* data = nullptr;
+  pask_fs_file_read_to_buffer(name(0), &data, nullptr, 1);
+  benchmark::DoNotOptimize(data);
+  pask_memory_free(data);
 }
-BENCHMARK(whole_file)->Arg(0)->Arg(2)->Arg(3);
+void stdio_read_whole() {
+  FILE* file = fopen(name(0), "r");
+  std::vector<char> data(FILE_BYTES);
+  benchmark::DoNotOptimize(fread(data.data(), 1, data.size(), file));
+  fclose(file);
+}
+void stream_read_whole() {
+  std::ifstream file(name(0), std::ios::binary);
+  std::vector<char> data(FILE_BYTES);
+  file.read(data.data(), FILE_BYTES);
+  benchmark::DoNotOptimize(data.data());
+}
+REPEAT("a whole file of 1 MB|ours", read_whole());
+REPEAT("a whole file of 1 MB|fread", stdio_read_whole());
+REPEAT("a whole file of 1 MB|std::ifstream", stream_read_whole());
 
 }  // namespace
 

@@ -1,8 +1,8 @@
 // The library's own share of a request, over tables that do nothing.
-#include <benchmark/benchmark.h>
 #include <velox/velox_cadenz.h>
 #include <velox/velox_standin.h>
 
+#include "against.h"
 #include "null_manager.h"
 
 namespace {
@@ -27,7 +27,7 @@ void recommend(benchmark::State& state) {
       static_cast<double>(velox_standin_memory_allocations() - before) / static_cast<double>(state.iterations());
   velox_cadenz_query_release(query);
 }
-BENCHMARK(recommend)->Arg(1)->Arg(6);
+WORKLOAD("a recommendation|ours", recommend)->ArgName("seeds")->Arg(1)->Arg(6);
 
 void option_set(benchmark::State& state) {
   const started service;
@@ -36,7 +36,7 @@ void option_set(benchmark::State& state) {
   for (auto _ : state) velox_cadenz_query_option_set(query, VELOX_CADENZ_OPTION_CATALOG_FILTER, "genre:Dream Pop");
   velox_cadenz_query_release(query);
 }
-BENCHMARK(option_set);
+WORKLOAD("set an option|ours", option_set);
 
 // With nothing new, and with an event for each playlist.
 void generate_playlist(benchmark::State& state) {
@@ -59,7 +59,7 @@ void generate_playlist(benchmark::State& state) {
   velox_cadenz_station_release(station);
   velox_cadenz_query_release(query);
 }
-BENCHMARK(generate_playlist)->ArgName("events")->Arg(0)->Arg(1);
+WORKLOAD("a playlist|ours", generate_playlist)->ArgName("events")->Arg(0)->Arg(1);
 
 }  // namespace
 

@@ -1,8 +1,9 @@
 // The vector of records against std::vector of structs, std::lower_bound, std::find and qsort.
-#include <benchmark/benchmark.h>
 #include <stdlib.h>
 #include <velox/pask_modules.h>
 #include <velox/pask_vector2.h>
+
+#include "against.h"
 
 #include <algorithm>
 #include <random>
@@ -98,16 +99,17 @@ void Add_GArray(benchmark::State& state) {
   }
   state.SetItemsProcessed(state.iterations() * state.range(0));
 }
-#define ADD_TO_GLIB(words) BENCHMARK(Add_GArray<words>)->Arg(10000)->Arg(1000000);
+#define ADD_TO_GLIB(bytes, words) WORKLOAD("vector of records, add " bytes " bytes|GArray", Add_GArray<words>)->RECORDS;
 #else
-#define ADD_TO_GLIB(words)
+#define ADD_TO_GLIB(bytes, words)
 #endif
-#define ADD(words)                                         \
-  BENCHMARK(Add_Vector2<words>)->Arg(10000)->Arg(1000000); \
-  ADD_TO_GLIB(words)                                       \
-  BENCHMARK(Add_StdVector<words>)->Arg(10000)->Arg(1000000);
-ADD(2)
-ADD(6)
+#define RECORDS ArgName("records")->Arg(10000)->Arg(1000000)
+#define ADD(bytes, words)                                                               \
+  WORKLOAD("vector of records, add " bytes " bytes|ours", Add_Vector2<words>)->RECORDS; \
+  ADD_TO_GLIB(bytes, words)                                                             \
+  WORKLOAD("vector of records, add " bytes " bytes|std::vector", Add_StdVector<words>)->RECORDS;
+ADD("8", 2)
+ADD("24", 6)
 
 void Walk_Vector2(benchmark::State& state) {
   const filled<2> all(random_records<2>(10000));
@@ -136,8 +138,8 @@ void WalkByIndex_Vector2(benchmark::State& state) {
   }
   state.SetItemsProcessed(state.iterations() * 10000);
 }
-BENCHMARK(Walk_Vector2);
-BENCHMARK(WalkByIndex_Vector2);
+WORKLOAD("vector of records, walk 10,000|ours", Walk_Vector2);
+WORKLOAD("vector of records, walk 10,000 by index|ours", WalkByIndex_Vector2);
 
 /* ---- Search -------------------------------------------------------------------------------------------------------- */
 
@@ -199,13 +201,14 @@ void FindUnsorted_StdFind(benchmark::State& state) {
     i = i + 1 < records.size() ? i + 1 : 0;
   }
 }
-BENCHMARK(FindSorted_Vector2)->Arg(10000);
-BENCHMARK(FindSorted_StdLowerBound)->Arg(10000);
-BENCHMARK(FindSorted_Bsearch)->Arg(10000);
-BENCHMARK(FindInTurn_Vector2)->Arg(10000);
-BENCHMARK(FindInTurn_StdLowerBound)->Arg(10000);
-BENCHMARK(FindUnsorted_Vector2)->Arg(1000);
-BENCHMARK(FindUnsorted_StdFind)->Arg(1000);
+#define AMONG(count) ArgName("records")->Arg(count)
+WORKLOAD("vector of records, find, sorted|ours", FindSorted_Vector2)->AMONG(10000);
+WORKLOAD("vector of records, find, sorted|std::lower_bound", FindSorted_StdLowerBound)->AMONG(10000);
+WORKLOAD("vector of records, find, sorted|bsearch", FindSorted_Bsearch)->AMONG(10000);
+WORKLOAD("vector of records, find each in turn with a hint|ours", FindInTurn_Vector2)->AMONG(10000);
+WORKLOAD("vector of records, find each in turn with a hint|std::lower_bound", FindInTurn_StdLowerBound)->AMONG(10000);
+WORKLOAD("vector of records, find, unsorted|ours", FindUnsorted_Vector2)->AMONG(1000);
+WORKLOAD("vector of records, find, unsorted|std::find_if", FindUnsorted_StdFind)->AMONG(1000);
 
 /* ---- Order --------------------------------------------------------------------------------------------------------- */
 
@@ -228,8 +231,8 @@ void AddSorted_StdVector(benchmark::State& state) {
   }
   state.SetItemsProcessed(state.iterations() * state.range(0));
 }
-BENCHMARK(AddSorted_Vector2)->Arg(1000);
-BENCHMARK(AddSorted_StdVector)->Arg(1000);
+WORKLOAD("vector of records, add to sorted ones|ours", AddSorted_Vector2)->AMONG(1000);
+WORKLOAD("vector of records, add to sorted ones|std::upper_bound and insert", AddSorted_StdVector)->AMONG(1000);
 
 template <size_t Words>
 void Sort_Vector2(benchmark::State& state) {
@@ -255,10 +258,10 @@ void Sort_Qsort(benchmark::State& state) {
   }
   state.SetItemsProcessed(state.iterations() * state.range(0));
 }
-BENCHMARK(Sort_Vector2<2>)->Arg(10000);
-BENCHMARK(Sort_Qsort<2>)->Arg(10000);
-BENCHMARK(Sort_Vector2<6>)->Arg(10000);
-BENCHMARK(Sort_Qsort<6>)->Arg(10000);
+WORKLOAD("vector of records, sort those of 8 bytes|ours", Sort_Vector2<2>)->AMONG(10000);
+WORKLOAD("vector of records, sort those of 8 bytes|qsort", Sort_Qsort<2>)->AMONG(10000);
+WORKLOAD("vector of records, sort those of 24 bytes|ours", Sort_Vector2<6>)->AMONG(10000);
+WORKLOAD("vector of records, sort those of 24 bytes|qsort", Sort_Qsort<6>)->AMONG(10000);
 
 }  // namespace
 
