@@ -8,31 +8,50 @@ static constexpr char SOURCE[] = "cadenz_preprocess";  // in the log
 
 static bool context_is(const char* context, const char* wanted) { return pask_string_equal(context, wanted, 1) != 0; }
 
-// ---- Names and titles, borrowed from the object; null when there is none --------------------------------------------
+// ---- Names and titles -----------------------------------------------------------------------------------------------
 
-static void display_get(velox_mdo_handle object, const char* child_key, const char** text) {
-  *text = nullptr;
+namespace {
+
+// Objects that texts are borrowed from: they are held until the texts have been used.
+struct lenders {
+  velox_mdo_handle held[4];
+  uint32_t count;
+};
+
+}  // namespace
+
+// An object's child, or null.
+static velox_mdo_handle child_hold(velox_mdo_handle object, const char* child_key, lenders* from) {
   velox_mdo_handle child = nullptr;
-  if (cadenz_mdo_child(object, child_key, &child)) return;
+  if (cadenz_mdo_child(object, child_key, &child)) return nullptr;
+  PASK_ASSERT(from->count < sizeof from->held / sizeof from->held[0]);
+  return from->held[from->count++] = child;
+}
+
+static void lenders_release(const lenders& from) {
+  for (uint32_t i = from.count; i-- > 0;) g_cadenz_mdo_interface->mdo_release(from.held[i]);
+}
+
+// A text is null when there is none.
+static void display_get(velox_mdo_handle object, const char* child_key, lenders* from, const char** text) {
+  *text = nullptr;
+  const velox_mdo_handle child = child_hold(object, child_key, from);
   const char* display = nullptr;
-  if (cadenz_mdo_value(child, VELOX_VAL_DISPLAY, &display) == 0) *text = display;
-  g_cadenz_mdo_interface->mdo_release(child);
+  if (child && cadenz_mdo_value(child, VELOX_VAL_DISPLAY, &display) == 0) *text = display;
 }
 
-static void _cadenz_preprocess_get_name(velox_mdo_handle object, const char** name) {
-  display_get(object, VELOX_CHILD_NAME, name);
+static void _cadenz_preprocess_get_name(velox_mdo_handle object, lenders* from, const char** name) {
+  display_get(object, VELOX_CHILD_NAME, from, name);
 }
 
-static void _cadenz_preprocess_get_title(velox_mdo_handle object, const char** title) {
-  display_get(object, VELOX_CHILD_TITLE, title);
+static void _cadenz_preprocess_get_title(velox_mdo_handle object, lenders* from, const char** title) {
+  display_get(object, VELOX_CHILD_TITLE, from, title);
 }
 
-static void _cadenz_preprocess_get_artist_name(velox_mdo_handle object, const char** name) {
+static void _cadenz_preprocess_get_artist_name(velox_mdo_handle object, lenders* from, const char** name) {
   *name = nullptr;
-  velox_mdo_handle artist = nullptr;
-  if (cadenz_mdo_child(object, VELOX_CHILD_ARTIST, &artist)) return;
-  _cadenz_preprocess_get_name(artist, name);
-  g_cadenz_mdo_interface->mdo_release(artist);
+  if (const velox_mdo_handle artist = child_hold(object, VELOX_CHILD_ARTIST, from))
+    _cadenz_preprocess_get_name(artist, from, name);
 }
 
 // ---- Sorting: does a seed carry an identifier? ----------------------------------------------------------------------
@@ -114,7 +133,7 @@ struct request_name {
   }
 };
 
-// The texts that describe a seed, all borrowed from it.
+// The texts that describe a seed, borrowed from it and its children.
 struct seed_texts {
   const char* tui;
   const char* tui_tag;
@@ -122,6 +141,7 @@ struct seed_texts {
   const char* album_title;
   const char* track_artist;
   const char* track_title;
+  lenders from;
 };
 
 }  // namespace
@@ -139,12 +159,12 @@ static uint32_t seed_texts_get(velox_mdo_handle seed, seed_texts* texts) {
   const bool track = context_is(context, VELOX_CTX_TRACK);
   const bool album = context_is(context, VELOX_CTX_ALBUM);
   if (!track && !album) {
-    _cadenz_preprocess_get_name(seed, &texts->track_artist);
+    _cadenz_preprocess_get_name(seed, &texts->from, &texts->track_artist);
   } else {
     identifier_get(seed, texts);
     if (texts->tui) return 0;
-    _cadenz_preprocess_get_artist_name(seed, track ? &texts->track_artist : &texts->album_artist);
-    _cadenz_preprocess_get_title(seed, track ? &texts->track_title : &texts->album_title);
+    _cadenz_preprocess_get_artist_name(seed, &texts->from, track ? &texts->track_artist : &texts->album_artist);
+    _cadenz_preprocess_get_title(seed, &texts->from, track ? &texts->track_title : &texts->album_title);
   }
   const bool nothing = pask_string_isempty(texts->album_artist) && pask_string_isempty(texts->album_title) &&
                        pask_string_isempty(texts->track_artist) && pask_string_isempty(texts->track_title);
@@ -173,14 +193,20 @@ static uint32_t request_data_add(velox_lookup_handle lookup, const request_name&
   return data_add_if_any(lookup, name, VELOX_LOOKUP_DATA_TRACK_TITLE, texts.track_title);
 }
 
+static uint32_t request_make(velox_lookup_handle lookup, const request_name& name, velox_mdo_handle seed,
+                             seed_texts* texts) {
+  PASK_TRY(seed_texts_get(seed, texts));
+  PASK_TRY(g_cadenz_lookup_interface->lookup_add_request(lookup, VELOX_LOOKUP_TYPE_ALBUM, name.text, "radio", 1));
+  return request_data_add(lookup, name, *texts);
+}
+
 static uint32_t request_add(preprocess_run* run, uint32_t index) {
   velox_mdo_handle seed = nullptr;
   PASK_TRY(cadenz_seed_get(run->unresolved, index, &seed));
   seed_texts texts = {};
-  PASK_TRY(seed_texts_get(seed, &texts));
-  const request_name name(index);
-  PASK_TRY(g_cadenz_lookup_interface->lookup_add_request(run->lookup, VELOX_LOOKUP_TYPE_ALBUM, name.text, "radio", 1));
-  return request_data_add(run->lookup, name, texts);
+  const uint32_t status = request_make(run->lookup, request_name(index), seed, &texts);
+  lenders_release(texts.from);
+  return status;
 }
 
 // The matched track of the answer's album, or the album itself where no track matched.

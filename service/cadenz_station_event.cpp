@@ -67,8 +67,9 @@ uint32_t velox_cadenz_station_event(cadenz_station* station, uint32_t event, vel
 
 // ---- Sending --------------------------------------------------------------------------------------------------------
 
-// All of a subject's values are read before the first is added.
-static uint32_t event_send(const cadenz_event& event, velox_lookup_handle lookup, uint32_t ordinal) {
+// All of a subject's values are read before the first is added. The event is a copy: a table that records another one moves those
+// that are pending.
+static uint32_t event_send(cadenz_event event, velox_lookup_handle lookup, uint32_t ordinal) {
   const event_kind* kind = kind_find(event.kind);
   if (!kind) return CADENZ_ERR_BAD_EVENT;
   PASK_TRY(cadenz_data_add(lookup, VELOX_LOOKUP_DATA_EVENT, kind->name, ordinal));

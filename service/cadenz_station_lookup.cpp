@@ -23,19 +23,27 @@ static uint32_t request_create(cadenz_station* station, velox_lookup_handle* loo
 
 // ---- The answer -----------------------------------------------------------------------------------------------------
 
-// Takes an answer that has something to play in place of the old one; *answer is null if it was taken.
+// Lets go of an answer that isn't taken, before its lookup goes.
+static void answer_drop(velox_mdo_handle* answer) {
+  g_cadenz_mdo_interface->mdo_release(*answer);
+  *answer = nullptr;
+}
+
+// Takes an answer that has something to play in place of the old one, or drops it.
 static uint32_t answer_take(cadenz_station* station, velox_mdo_handle* answer) PASK_REQUIRES(station->lock) {
   const char* code = nullptr;
   PASK_TRY(cadenz_mdo_value(*answer, VELOX_VAL_RESPONSE_CODE, &code));
-  if (pask_string_equal(code, VELOX_RESULT_NO_MATCHES, 1)) return 0;
-  uint32_t albums = 0;
-  const uint32_t status = g_cadenz_mdo_interface->mdo_child_count(*answer, VELOX_CHILD_ALBUM, &albums);
-  if (!status && albums) {
-    g_cadenz_mdo_interface->mdo_release(station->playlist);
-    station->playlist = *answer;
-    *answer = nullptr;
+  uint32_t albums = 0, status = 0;
+  if (!pask_string_equal(code, VELOX_RESULT_NO_MATCHES, 1))
+    status = g_cadenz_mdo_interface->mdo_child_count(*answer, VELOX_CHILD_ALBUM, &albums);
+  if (status || albums == 0) {
+    answer_drop(answer);
+    return station->playlist ? status : 0;  // nothing to play at all is told by the caller
   }
-  return station->playlist ? status : 0;  // nothing to play at all is told by the caller
+  g_cadenz_mdo_interface->mdo_release(station->playlist);
+  station->playlist = *answer;
+  *answer = nullptr;
+  return 0;
 }
 
 static uint32_t exchange(cadenz_station* station, velox_lookup_handle* lookup, velox_mdo_handle* answer)

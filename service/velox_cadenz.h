@@ -189,7 +189,8 @@ VELOX_API pask_status velox_cadenz_station_option_get(velox_cadenz_station_handl
 
 /** Records an event of a track ("velox_ctx_track", events 1 to 4) or an artist ("velox_ctx_artist", 5 and 6). The station
  *  takes a reference on the object. All recorded events go out in one request, in order, with the next playlist, and are
- *  gone after it even if it fails: a track without identifiers, for one, fails only there.
+ *  gone after it even if it fails: a track without identifiers, for one, fails only there. What the manager's own tables record
+ *  while the events go out is gone with them.
  *  Returns 0; 0x90b50001 for an unknown event, a null object or one that doesn't suit the event, and then records nothing;
  *  the manager's refusal of a bad object. */
 VELOX_API pask_status velox_cadenz_station_event(velox_cadenz_station_handle station, uint32_t event,

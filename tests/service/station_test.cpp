@@ -3,6 +3,8 @@
 
 #include "service_fixture.h"
 
+extern "C" velox_lookup_interface* g_cadenz_lookup_interface;
+
 namespace {
 
 const std::string CREATE = VELOX_LOOKUP_TYPE_CREATE, LOOKAHEAD = VELOX_LOOKUP_TYPE_LOOKAHEAD;
@@ -230,6 +232,59 @@ TEST_F(Station, KeepsItsPlaylistWhenAnExchangeFails) {
   played();
   EXPECT_TRUE(play() == 0 && playlist != first);
   played();  // dropped with the station
+}
+
+// An answer that isn't taken goes before its lookup does; what is still held goes behind it.
+TEST_F(Station, LetsGoInOrder) {
+  const struct {
+    const char *why, *code;
+    bool albums = true, count_fails = false;
+    const char* released;
+  } rows[] = {
+      {.why = "taken, for the old one", .code = "ok", .released = "mdo|lookup|mdo null"},
+      {.why = "no matches", .code = VELOX_RESULT_NO_MATCHES, .released = "mdo|lookup|mdo null"},
+      {.why = "nothing to play", .code = "ok", .albums = false, .released = "mdo|lookup|mdo null"},
+      {.why = "uncounted", .code = "ok", .count_fails = true, .released = "mdo|lookup|mdo null"},
+      {.why = "unread", .code = nullptr, .released = "lookup|mdo"},
+  };
+  ASSERT_EQ(reopen(), 0u);
+  for (const auto& row : rows) {
+    reported[CODE] = row.code;
+    albums = row.albums;
+    EXPECT_EQ(tell(VELOX_CADENZ_EVENT_ARTIST_LIKE, object(ARTIST, {{ARTIST_ID, "a"}})), 0u);
+    recording::take();
+    row.count_fails ? play_when_fails("mdo_child_count") : play();
+    std::string released;
+    bool answered = false;
+    for (const std::string& call : recording::take()) {
+      answered |= call.starts_with("lookup_get_result");
+      const size_t at = call.find("_release");
+      if (answered && at != std::string::npos) released += "|" + call.substr(0, at) + call.substr(at + 8);
+    }
+    EXPECT_EQ(released, std::string("|") + row.released) << row.why;
+  }
+}
+
+// The tables may call back: the events move while one of them is sent.
+TEST_F(Station, MayRecordWhileItReports) {
+  static velox_cadenz_station_handle reporting;
+  static velox_mdo_handle artist;
+  ASSERT_EQ(reopen(), 0u);
+  const object liked(ARTIST, {{ARTIST_ID, "a"}});
+  reporting = station;
+  artist = liked;
+  EXPECT_EQ(tell(VELOX_CADENZ_EVENT_ARTIST_LIKE, artist), 0u);
+  static const auto real = g_cadenz_lookup_interface->lookup_add_data;
+  g_cadenz_lookup_interface->lookup_add_data = [](auto... arguments) {
+    for (int i = 0; i < 100; ++i) velox_cadenz_station_event(reporting, VELOX_CADENZ_EVENT_ARTIST_LIKE, artist);
+    return real(arguments...);
+  };
+  recording::take();
+  const pask_status status = play();
+  g_cadenz_lookup_interface->lookup_add_data = real;
+  EXPECT_EQ(status, 0u);
+  EXPECT_EQ(behind("lookup_add_data cadenzreq1 velox_lookup_data_radio_"),
+            "event ARTIST_LIKE 1|event_artist_id a 1|id station-1 1");
 }
 
 TEST_F(Station, LogsAFailureAtEachLevel) {
