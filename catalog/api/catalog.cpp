@@ -10,8 +10,7 @@
 #include <cstring>
 #include <filesystem>
 
-#include "api/open_catalog.h"
-#include "choice/objects.h"
+#include "api/telling.h"
 #include "intake/scan.h"
 #include "intake/tags.h"
 #include "model/text.h"
@@ -22,8 +21,6 @@ constinit standin::typed_table<open_catalog, velox_catalog_handle> velox::catalo
     standin::handle_kind::catalog};
 
 namespace {
-
-constexpr size_t k_described_at_once = 200; /* finds: who stops at the first doesn't pay for thousands */
 
 /** The full path; a trailing slash and links on the way are gone. */
 std::string resolved_path(const char* path) {
@@ -40,13 +37,6 @@ bool ends_in(const std::string& path, std::string_view ending) {
   return path.size() > ending.size() && path.compare(path.size() - ending.size(), ending.size(), ending) == 0;
 }
 
-attribute_kind kind_of_list(const char* list_type) {
-  for (const attribute_kind kind : k_all_kinds) {
-    if (std::strcmp(list_type, k_list_types[kind]) == 0) return kind;
-  }
-  throw failure{VELOX_STANDIN_ERR_NOT_FOUND, std::string("there is no list \"") + list_type + "\""};
-}
-
 /** The attributes of a kind that have tracks, most first; attributes number by the thousand at most, unlike tracks. */
 std::vector<int64_t> listed(store& from, attribute_kind kind) {
   std::vector<int64_t> ids = from.list(kind);
@@ -59,25 +49,6 @@ std::vector<int64_t> listed(store& from, attribute_kind kind) {
 
 [[noreturn]] void refuse_station(const char* id) {
   throw failure{VELOX_STANDIN_ERR_NOT_FOUND, "there is no station \"" + clean(id, 100) + "\" in the catalogue"};
-}
-
-/** Tells finds of one kind; false when the listener has enough. */
-bool tell_found(store& from, uint32_t kind, std::span<const int64_t> ids, velox_catalog_find_fn on_find,
-                void* context) {
-  subjects wanted{.with_tracks = true};
-  std::vector<int64_t>& of_kind = kind == VELOX_CATALOG_TRACKS   ? wanted.tracks
-                                  : kind == VELOX_CATALOG_ALBUMS ? wanted.albums
-                                                                 : wanted.artists;
-  of_kind.assign(ids.begin(), ids.end());
-  const records told = from.describe(wanted);
-  object_maker make(from, told);
-  for (const int64_t id : ids) {
-    const standin::mdo_ref found = kind == VELOX_CATALOG_TRACKS   ? make.track(id)
-                                   : kind == VELOX_CATALOG_ALBUMS ? make.album(id)
-                                                                  : make.artist(id);
-    if (on_find(context, found.get()) != 0) return false;
-  }
-  return true;
 }
 
 }  // namespace
@@ -149,11 +120,7 @@ pask_status velox_catalog_search(velox_catalog_handle catalog, const char* text,
     const view all(open.from());
     for (const uint32_t kind : {VELOX_CATALOG_TRACKS, VELOX_CATALOG_ALBUMS, VELOX_CATALOG_ARTISTS}) {
       if (!(kinds & kind)) continue;
-      const std::vector<int64_t> ids = open.from().find(kind, text, limit);
-      for (size_t at = 0; at < ids.size(); at += k_described_at_once) {
-        const std::span some = std::span(ids).subspan(at, std::min(k_described_at_once, ids.size() - at));
-        if (!tell_found(open.from(), kind, some, on_find, context)) return;
-      }
+      if (!tell_found(open.from(), kind, open.from().find(kind, text, limit), on_find, context)) return;
     }
   });
 }

@@ -25,6 +25,11 @@ pask_status velox_catalog_search(velox_catalog_handle, const char*, uint32_t, ui
 pask_status velox_catalog_list(velox_catalog_handle, const char*, velox_catalog_list_fn, void*) {
   return unsupported(__func__);
 }
+pask_status velox_catalog_browse(velox_catalog_handle, const velox_catalog_browsing*, velox_catalog_find_fn, void*) {
+  return unsupported(__func__);
+}
+pask_status velox_catalog_chart(velox_catalog_handle, velox_catalog_chart_fn, void*) { return unsupported(__func__); }
+pask_status velox_catalog_places(velox_catalog_handle, velox_catalog_place_fn, void*) { return unsupported(__func__); }
 pask_status velox_catalog_count(velox_catalog_handle, velox_catalog_counts*) { return unsupported(__func__); }
 pask_status velox_catalog_stations(velox_catalog_handle, velox_catalog_station_fn, void*) {
   return unsupported(__func__);

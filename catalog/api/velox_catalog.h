@@ -152,6 +152,46 @@ typedef int (*velox_catalog_find_fn)(void* context, velox_mdo_handle found);
 VELOX_API pask_status velox_catalog_search(velox_catalog_handle catalog, const char* text, uint32_t kinds,
                                            uint32_t limit, velox_catalog_find_fn on_find, void* context);
 
+#define VELOX_CATALOG_BY_NAME   0u /* as told at velox_catalog_browse() */
+#define VELOX_CATALOG_BY_ARTIST 1u /* albums by the names of their artists */
+#define VELOX_CATALOG_NEWEST    2u /* what came into the catalogue last is first */
+#define VELOX_CATALOG_RANDOM    3u /* the same seed gives the same of the same catalogue */
+
+/** A place in the catalogue; zeroes ask for all of a kind by name. Texts may be null. */
+typedef struct velox_catalog_browsing {
+  uint32_t kind; /* VELOX_CATALOG_TRACKS, _ALBUMS or _ARTISTS: what is told */
+  /* Of what: the first of these that isn't null. Something's own identifier gives that one alone. */
+  const char *track, *track_tag;   /* VELOX_VAL_TUI, and its tag or null for any */
+  const char* album;               /* VELOX_VAL_ALBUM_ID */
+  const char* artist;              /* of an artist: "_sdkmgr_val_artist_id" */
+  const char *list_type, *element; /* VELOX_LIST_, and a genre, mood or era by its name */
+  uint32_t first_year,
+      last_year; /* tracks, or albums that have some, of these years, later ones first where the first is the later; 0: any */
+  uint32_t
+      order; /* above; without it artists and albums come by name, ASCII case ignored, an album's tracks as on it, an
+                                      * artist's most popular first, others in an order that stays the same */
+  uint64_t random_seed;
+  uint32_t offset, limit; /* at most 10,000 at once */
+} velox_catalog_browsing;
+
+/** Tells what is at a place, as objects like those of a search: albums have their tracks as "velox_ctx_track!" children. What an
+ *  order in front of the page costs, each page costs again; of a genre, mood, era or years, 20,000 tracks are looked at at most. */
+VELOX_API pask_status velox_catalog_browse(velox_catalog_handle catalog, const velox_catalog_browsing* what,
+                                           velox_catalog_find_fn on_find, void* context);
+
+/** How many tracks there are of a leading genre and a decade such as 1990; empty and 0 where it isn't known. */
+typedef int (*velox_catalog_chart_fn)(void* context, const char* genre, uint32_t decade, uint64_t tracks);
+
+/** Tells where the music lies: each genre and decade that has tracks. A result other than 0 ends it. */
+VELOX_API pask_status velox_catalog_chart(velox_catalog_handle catalog, velox_catalog_chart_fn on_cell, void* context);
+
+/** The path is borrowed for the call. A result other than 0 ends the telling. */
+typedef int (*velox_catalog_place_fn)(void* context, const char* path);
+
+/** Tells the folders that have been scanned for audio files. */
+VELOX_API pask_status velox_catalog_places(velox_catalog_handle catalog, velox_catalog_place_fn on_place,
+                                           void* context);
+
 /** Called with each element of a list, most tracks first; the element is borrowed for the call. */
 typedef int (*velox_catalog_list_fn)(void* context, velox_list_element_handle element, const char* name,
                                      uint64_t tracks);
@@ -258,6 +298,9 @@ VELOX_API pask_status velox_catalog_station_remove(velox_catalog_handle catalog,
 #define VELOX_VAL_DURATION   "velox_val_duration"   /* track: whole seconds */
 #define VELOX_VAL_POPULARITY "velox_val_popularity" /* track: 0 to 1000 */
 #define VELOX_VAL_LOCATION   "velox_val_location"   /* track: path of the audio file, where there is one */
+#define VELOX_VAL_ALBUM_ID   "velox_val_album_id"   /* album, track of one: stays the same over scans */
+#define VELOX_VAL_NUMBER     "velox_val_number"     /* track: its place on the album, disc * 1000 + track */
+#define VELOX_VAL_TRACKS     "velox_val_tracks"     /* album, artist: how many it has */
 #define VELOX_VAL_XID        "velox_val_xid" /* track, artist: identifier that came with the music; on request only */
 /* With the option for sonic data, a track whose sound is known has what is heard in its middle three minutes: */
 #define VELOX_VAL_SONIC_TEMPO      "velox_val_sonic_tempo" /* beats a minute, "92.3"; missing where no beat is found */

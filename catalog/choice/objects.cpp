@@ -50,6 +50,10 @@ std::string sentence_of(const reason& why, const track_record& of) {
 
 }  // namespace
 
+std::string object_maker::identifier_of(const album_record& album) const {
+  return album_identifier(told_.artists.at(album.artist).uid, album.title);
+}
+
 velox_mdo_handle object_maker::shared_artist(int64_t id) {
   const auto [place, fresh] = artists_.try_emplace(id);
   if (!fresh) return place->second.get();
@@ -58,7 +62,9 @@ velox_mdo_handle object_maker::shared_artist(int64_t id) {
   fill(contributor, of);
   standin::mdo_builder whole(VELOX_CTX_ARTIST, 128);
   fill(whole, of);
-  whole.value(VELOX_VAL_ARTIST, of.name).child(VELOX_CHILD_CONTRIBUTOR, contributor.finish());
+  whole.value(VELOX_VAL_ARTIST, of.name)
+      .value(VELOX_VAL_TRACKS, of.count)
+      .child(VELOX_CHILD_CONTRIBUTOR, contributor.finish());
   if (xids_ && is_external(of.uid)) whole.value(VELOX_VAL_XID, of.uid);
   place->second = whole.finish();
   return place->second.get();
@@ -83,6 +89,9 @@ standin::mdo_ref object_maker::track(int64_t id, const reason* why) {
   }
   made.value(VELOX_VAL_TITLE, of.title).value(VELOX_VAL_ARTIST, of.credit.empty() ? artist.name : of.credit);
   if (!of.album_title.empty()) made.value(VELOX_VAL_ALBUM, of.album_title);
+  if (const auto album = told_.albums.find(of.album); album != told_.albums.end())
+    made.value(VELOX_VAL_ALBUM_ID, identifier_of(album->second));
+  if (of.number > 0) made.value(VELOX_VAL_NUMBER, of.number);
   if (of.year > 0) made.value(VELOX_VAL_YEAR, of.year);
   if (of.duration > 0) made.value(VELOX_VAL_DURATION, of.duration);
   made.value(VELOX_VAL_POPULARITY, of.popularity);
@@ -111,6 +120,7 @@ standin::mdo_ref object_maker::album(int64_t id, int64_t matching) {
   const auto found = told_.albums.find(id);
   if (found == told_.albums.end()) return made.finish();
   frame(made, found->second.title, found->second.artist);
+  made.value(VELOX_VAL_ALBUM_ID, identifier_of(found->second)).value(VELOX_VAL_TRACKS, found->second.count);
   for (const int64_t each : found->second.tracks) made.child(VELOX_CHILD_TRACK, track(each));
   if (matching != 0) made.child(VELOX_CHILD_MATCHING_TRACK, track(matching));
   return made.finish();

@@ -30,6 +30,7 @@ class object_maker {
   standin::mdo_ref artist_as_album(int64_t id);
 
  private:
+  std::string identifier_of(const album_record& album) const;
   void frame(standin::mdo_builder& album, std::string_view title, int64_t artist);
   velox_mdo_handle shared_artist(int64_t id);
   const store& from_;

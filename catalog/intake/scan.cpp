@@ -194,6 +194,9 @@ void scan_run::step(const std::string& where) {
   step(where, [&] { changes.flush(); });
 }
 
-void scan_files(scan_run& run, const std::string& path, bool folder) { walk(run, path, folder); }
+void scan_files(scan_run& run, const std::string& path, bool folder) {
+  run.into.enter_place(folder ? path : path.substr(0, std::max<size_t>(path.rfind('/'), 1)));
+  walk(run, path, folder);
+}
 
 }  // namespace velox::catalog

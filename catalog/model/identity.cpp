@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <charconv>
 #include <cstdlib>
 #include <cstring>
 
@@ -44,6 +45,22 @@ std::string derived_artist_uid(int64_t name_key) {
 const std::string& no_artist_uid() {
   static const std::string uid = derived_artist_uid(key(k_no_artist));
   return uid;
+}
+
+constexpr size_t k_key_digits = 16;
+
+std::string album_identifier(std::string_view artist_uid, std::string_view title) {
+  return std::string(artist_uid) + '-' + hex(static_cast<uint64_t>(key(title)), k_key_digits);
+}
+
+std::optional<album_reference> album_in(std::string_view identifier) {
+  const size_t dash = identifier.rfind('-');
+  if (dash == std::string_view::npos || identifier.size() - dash - 1 != k_key_digits) return std::nullopt;
+  uint64_t title_key = 0;
+  const char* const end = identifier.data() + identifier.size();
+  const auto [behind, error] = std::from_chars(identifier.data() + dash + 1, end, title_key, 16);
+  if (error != std::errc{} || behind != end) return std::nullopt;
+  return album_reference{std::string(identifier.substr(0, dash)), static_cast<int64_t>(title_key)};
 }
 
 std::string derived_tui(const song& track) {

@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "model/browsing.h"
 #include "model/song.h"
 #include "model/station.h"
 

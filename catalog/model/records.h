@@ -16,6 +16,7 @@ namespace velox::catalog {
 struct track_record {
   int64_t artist = 0, album = 0; /* album 0: none */
   int popularity = 0, year = 0;
+  int64_t number = 0;   /* on its album: disc * 1,000 + place; 0: unknown */
   int64_t duration = 0; /* seconds; 0: unknown */
   uint64_t tag = 0;
   std::optional<sonic> sound;                        /* where it is known */
@@ -26,11 +27,13 @@ struct track_record {
 struct artist_record {
   std::string uid, name;
   int64_t genre = 0, era = 0; /* of most of its tracks; 0: none */
+  int64_t count = 0;          /* of tracks */
 };
 
 struct album_record {
   std::string title;
   int64_t artist = 0;
+  int64_t count = 0;           /* of tracks */
   std::vector<int64_t> tracks; /* in order, where they were asked for */
 };
 

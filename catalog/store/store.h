@@ -13,6 +13,7 @@
 #include <memory>
 #include <optional>
 
+#include "model/browsing.h"
 #include "model/candidate.h"
 #include "model/failure.h"
 #include "model/match.h"
@@ -233,6 +234,9 @@ class store {
                                     uint32_t limit) = 0;      /* a VELOX_CATALOG_ bit */
   virtual std::vector<int64_t> list(attribute_kind kind) = 0; /* the attributes of a kind that have tracks */
   virtual catalogue_counts count() = 0;
+  virtual std::vector<int64_t> browse(const browsing& asked) = 0; /* of the kind asked for, in order */
+  virtual std::vector<chart_cell> chart() = 0;
+  virtual std::vector<std::string> places() = 0; /* folders that have been scanned */
 
   // Stations
   virtual void create(station& made, int64_t now) = 0; /* fills in its number */
@@ -245,6 +249,7 @@ class store {
   virtual bool remove(std::string_view uid) = 0;
 
   // Filling
+  virtual void enter_place(const std::string& folder) = 0;
   virtual int64_t enter_source(const std::string& path, bool invented) = 0; /* a table; by its path it is found again */
   virtual std::vector<known_line> lines_of(int64_t source) = 0;
   virtual std::vector<known_file> files_at(const std::string& path, bool folder) = 0;

@@ -130,6 +130,10 @@ class Catalogue : public testing::Test {
          "t.attribute=l.attribute AND t.level=l.level)"),
         "SELECT (SELECT count(*) FROM track_attribute WHERE attribute=0) - (SELECT count(*) FROM track)",
         "SELECT count(*) FROM track_attribute WHERE track NOT IN (SELECT id FROM track)",
+        ("SELECT count(*) FROM (SELECT ifnull(g.id, 0) AS leading, year/10*10 AS of, count(*) AS there FROM track LEFT "
+         "JOIN "
+         "attribute g ON g.id=CAST(attrs AS INTEGER) AND g.kind=1 GROUP BY 1, 2) FULL JOIN (SELECT * FROM chart WHERE "
+         "tracks<>0) ON leading=genre AND of=decade WHERE there IS NOT tracks"),
     };
     for (const char* sql : k_none_of) EXPECT_EQ(query(sql), 0) << sql;
   }

@@ -48,6 +48,10 @@ class counting_store : public store {
   std::vector<int64_t> find(uint32_t, std::string_view, uint32_t) override { return {}; }
   std::vector<int64_t> list(attribute_kind) override { return {}; }
   catalogue_counts count() override { return {}; }
+  std::vector<int64_t> browse(const browsing&) override { return {}; }
+  std::vector<chart_cell> chart() override { return {}; }
+  std::vector<std::string> places() override { return {}; }
+  void enter_place(const std::string&) override {}
   std::vector<station_summary> stations() override { return {}; }
   bool past_of(std::string_view, const std::function<bool(const past_event&)>&) override { return false; }
   bool rename(std::string_view, const std::string&) override { return false; }

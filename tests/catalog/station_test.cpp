@@ -303,13 +303,14 @@ TEST_F(Stations, AnOlderCatalogueIsBroughtUp) {
   for (const char* sql :
        {"DROP TABLE station", "DROP TABLE station_event", "DROP TABLE station_datum", "DROP TABLE station_setting",
         "DROP TABLE station_verdict", "DROP TABLE duplicate", "DROP TABLE sound", "DROP TABLE sound_record",
-        "DROP TABLE sound_list", "DROP TABLE sound_gone",
+        "DROP TABLE sound_list", "DROP TABLE sound_gone", "DROP INDEX artist_by_name", "DROP INDEX album_by_title",
+        "DROP TABLE place", "DROP TABLE chart",
         "DELETE FROM total WHERE name IN ('sounds', 'settled', 'settled_last', 'shortest')", "DROP INDEX track_digest",
         "ALTER TABLE track DROP COLUMN digest", "PRAGMA user_version=1"})
     query(sql);
   start("", {{VELOX_QUERYOPT_SERVICE_URL, url.c_str()}});  // by the first that reads it
   EXPECT_EQ(query("SELECT count(*) FROM station"), 1);
-  EXPECT_EQ(query("PRAGMA user_version"), 4);
+  EXPECT_EQ(query("PRAGMA user_version"), 5);
   open();
   expect_sound();
   EXPECT_EQ(counts().tracks, 100u);

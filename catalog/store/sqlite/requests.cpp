@@ -252,7 +252,7 @@ class describer {
     if (into_.tracks.contains(id)) return;
     statement row = db_.prepared(
         "SELECT track.artist_id, ifnull(album_id, 0), popularity, year, duration, tag, tui, track.title, credit, path, "
-        "album.title, attrs, s.id IS NOT NULL AND why IS NULL, " SONIC_COLUMNS
+        "album.title, attrs, s.id IS NOT NULL AND why IS NULL, number, " SONIC_COLUMNS
         " FROM track LEFT JOIN album ON album.id=album_id LEFT JOIN sound s ON s.track=track.id WHERE track.id=?");
     if (!row.bind(id).step()) return;
     track_record made;
@@ -261,6 +261,7 @@ class describer {
     made.popularity = static_cast<int>(row.within(2, 0, k_most_popular));
     made.year = static_cast<int>(row.within(3, 0, k_last_year));
     made.duration = row.count(4);
+    made.number = row.count(13);
     made.tag = static_cast<uint64_t>(row.within(5, 0, 0xffffffff));
     made.tui = row.text(6);
     made.title = row.text(7);
@@ -271,7 +272,7 @@ class describer {
       learn_(attribute);
       made.attributes.push_back(attribute);
     });
-    if (row.integer(12) != 0) made.sound = sonic_in(row, 13);
+    if (row.integer(12) != 0) made.sound = sonic_in(row, 14);
     artist(made.artist);
     if (with_album && made.album != 0) album(made.album, false);
     into_.tracks.emplace(id, std::move(made));
@@ -282,13 +283,14 @@ class describer {
     if (!fresh) return;
     album_record made;
     {
-      statement row = db_.prepared("SELECT title, artist_id FROM album WHERE id=?");
+      statement row = db_.prepared("SELECT title, artist_id, tracks FROM album WHERE id=?");
       if (!row.bind(id).step()) {
         into_.albums.erase(place);
         return;
       }
       made.title = row.text(0);
       made.artist = row.integer(1);
+      made.count = row.count(2);
     }
     artist(made.artist);
     if (with_tracks) {
@@ -306,8 +308,8 @@ class describer {
     if (!fresh) return;
     artist_record& made = place->second;
     {
-      statement row = db_.prepared("SELECT uid, name FROM artist WHERE id=?");
-      if (row.bind(id).step()) made.uid = row.text(0), made.name = row.text(1);
+      statement row = db_.prepared("SELECT uid, name, tracks FROM artist WHERE id=?");
+      if (row.bind(id).step()) made.uid = row.text(0), made.name = row.text(1), made.count = row.count(2);
     }
     int64_t best[k_kinds] = {}, most[k_kinds] = {};
     statement row = db_.prepared("SELECT attribute, tracks FROM artist_attribute WHERE artist=?");

@@ -92,7 +92,17 @@ CREATE TABLE sound_gone(id INTEGER, layer INTEGER, nearest BLOB, PRIMARY KEY(id,
 INSERT INTO total VALUES ('sounds', 0), ('settled', 0), ('settled_last', 0), ('shortest', 30);
 )sql";
 
-constexpr const char* k_versions[] = {k_first_version, k_digests, k_stations, k_sounds};
+// Orders to browse by, the folders that have been scanned, and how many tracks there are of each leading genre and decade.
+constexpr const char k_browsing[] = R"sql(
+CREATE INDEX artist_by_name ON artist(name COLLATE NOCASE);
+CREATE INDEX album_by_title ON album(title COLLATE NOCASE);
+CREATE TABLE place(path TEXT PRIMARY KEY) WITHOUT ROWID;
+CREATE TABLE chart(genre INTEGER, decade INTEGER, tracks INTEGER NOT NULL, PRIMARY KEY(genre, decade)) WITHOUT ROWID;
+INSERT INTO chart SELECT ifnull(g.id, 0), year/10*10, count(*)
+    FROM track LEFT JOIN attribute g ON g.id=CAST(attrs AS INTEGER) AND g.kind=1 GROUP BY 1, 2;
+)sql";
+
+constexpr const char* k_versions[] = {k_first_version, k_digests, k_stations, k_sounds, k_browsing};
 
 }  // namespace
 

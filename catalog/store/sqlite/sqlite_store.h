@@ -1,5 +1,5 @@
 // The store over an SQLite file. Its operations stand in the sources of their subjects: sqlite_store.cpp (views, attributes,
-// lists), requests.cpp, search.cpp, stations.cpp, sounds.cpp, filling.cpp with the writer.
+// lists), requests.cpp, search.cpp, browsing.cpp, stations.cpp, sounds.cpp, filling.cpp with the writer.
 //
 // A question here is several statements: no network lies between. Each statement is prepared once per connection.
 #ifndef VELOX_CATALOG_SQLITE_STORE_H
@@ -55,6 +55,9 @@ class sqlite_store final : public store {
   std::vector<int64_t> find(uint32_t kind, std::string_view text, uint32_t limit) override;
   std::vector<int64_t> list(attribute_kind kind) override;
   catalogue_counts count() override;
+  std::vector<int64_t> browse(const browsing& asked) override;
+  std::vector<chart_cell> chart() override;
+  std::vector<std::string> places() override;
 
   void create(station& made, int64_t now) override;
   std::optional<station_opening> visit(const station_visit& by) override;
@@ -64,6 +67,7 @@ class sqlite_store final : public store {
   bool rename(std::string_view uid, const std::string& name) override;
   bool remove(std::string_view uid) override;
 
+  void enter_place(const std::string& folder) override;
   int64_t enter_source(const std::string& path, bool invented) override;
   std::vector<known_line> lines_of(int64_t source) override;
   std::vector<known_file> files_at(const std::string& path, bool folder) override;

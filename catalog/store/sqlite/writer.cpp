@@ -53,6 +53,7 @@ int64_t writer::number_of(int64_t named) const { return named >= 0 ? named : put
 void writer::forget() {
   put_.clear(), artists_.clear(), albums_.clear(), attributes_.clear();
   artist_counts_.clear(), album_counts_.clear(), source_counts_.clear(), level_counts_.clear(), profile_counts_.clear();
+  chart_counts_.clear(), genres_.clear();
   total_tracks_ = total_albums_ = total_artists_ = 0;
 }
 
@@ -142,18 +143,30 @@ std::vector<int64_t> writer::attributes_of(const song& track) {
 
 // ---- Tracks -------------------------------------------------------------------------------------------------------------------
 
-void writer::count(int64_t artist, int64_t album, int64_t source, int64_t popularity,
-                   std::span<const int64_t> attributes, int64_t amount) {
-  artist_counts_[artist] += amount;
-  if (album != 0) album_counts_[album] += amount;
-  if (source != 0) source_counts_[source] += amount;
-  total_tracks_ += amount;
-  const int level = level_of(popularity);
-  level_counts_[{k_everything, level}] += amount;
-  for (const int64_t id : attributes) {
-    level_counts_[{id, level}] += amount;
-    profile_counts_[{artist, id}] += amount;
+/** The first of a track's attributes, if it is a genre; else 0. */
+int64_t writer::leading_genre(std::span<const int64_t> attributes) {
+  if (attributes.empty()) return 0;
+  const int64_t id = attributes.front();
+  const auto [place, fresh] = genres_.try_emplace(id);
+  if (fresh) {
+    statement row = db_.prepared("SELECT kind FROM attribute WHERE id=?");
+    place->second = row.bind(id).step() && row.integer(0) == k_genre;
   }
+  return place->second ? id : 0;
+}
+
+void writer::count(const counted& of, int64_t amount) {
+  artist_counts_[of.artist] += amount;
+  if (of.album != 0) album_counts_[of.album] += amount;
+  if (of.source != 0) source_counts_[of.source] += amount;
+  total_tracks_ += amount;
+  const int level = level_of(of.popularity);
+  level_counts_[{k_everything, level}] += amount;
+  for (const int64_t id : of.attributes) {
+    level_counts_[{id, level}] += amount;
+    profile_counts_[{of.artist, id}] += amount;
+  }
+  chart_counts_[{leading_genre(of.attributes), of.year / 10 * 10}] += amount;
 }
 
 /** The track of an audio file; 0: none. */
@@ -199,21 +212,21 @@ int64_t writer::put(const song& track, int64_t replaced) {
   const int level = level_of(track.popularity);
   place.bind(k_everything, level, id).run();
   for (const int64_t each : ids) place.bind(each, level, id).run();
-  count(artist_id, album_id, track.source, track.popularity, ids, 1);
+  count({artist_id, album_id, track.source, track.popularity, track.year, ids}, 1);
   if (replaced != 0) retire_changed_sound(db_, id);
   return id;
 }
 
 void writer::remove(int64_t id) {
   statement row = db_.prepared(
-      "SELECT artist_id, ifnull(album_id, 0), source, popularity, title, ifnull(credit, name), attrs FROM track "
+      "SELECT artist_id, ifnull(album_id, 0), source, popularity, title, ifnull(credit, name), attrs, year FROM track "
       "JOIN artist ON artist.id=artist_id WHERE track.id=?");
   if (!row.bind(id).step()) return;
   std::vector<int64_t> ids;
   each_attribute(row, 6, [&](int64_t each) { ids.push_back(each); });
   const int64_t popularity = row.within(3, 0, k_most_popular);
   const int level = level_of(popularity);
-  count(row.integer(0), row.integer(1), row.integer(2), popularity, ids, -1);
+  count({row.integer(0), row.integer(1), row.integer(2), popularity, row.integer(7), ids}, -1);
   statement drop = db_.prepared("DELETE FROM track_attribute WHERE attribute=? AND level=? AND track=?");
   drop.bind(k_everything, level, id).run();
   for (const int64_t each : ids) drop.bind(each, level, id).run();
@@ -259,6 +272,10 @@ void writer::flush_counts() {
   for (const auto& [id, amount] : source_counts_)
     db_.prepared("UPDATE source SET tracks=tracks+? WHERE id=?").bind(amount, id).run();
   flush_attributes();
+  for (const auto& [where, amount] : chart_counts_)
+    db_.prepared("INSERT INTO chart VALUES (?1, ?2, ?3) ON CONFLICT DO UPDATE SET tracks=tracks+?3")
+        .bind(where.first, where.second, amount)
+        .run();
   const std::pair<std::string_view, int64_t> totals[] = {
       {"tracks", total_tracks_}, {"albums", total_albums_}, {"artists", total_artists_}};
   for (const auto& [name, amount] : totals)

@@ -28,8 +28,13 @@ class writer {
   int64_t album(const song& track, int64_t track_artist);
   int64_t attribute(attribute_kind kind, const std::string& name);
   std::vector<int64_t> attributes_of(const song& track);
-  void count(int64_t artist, int64_t album, int64_t source, int64_t popularity, std::span<const int64_t> attributes,
-             int64_t amount);
+  /* What is counted of a track. */
+  struct counted {
+    int64_t artist, album, source, popularity, year;
+    std::span<const int64_t> attributes;
+  };
+  void count(const counted& of, int64_t amount);
+  int64_t leading_genre(std::span<const int64_t> attributes);
   void flush_counts();
   void flush_albums();
   void flush_artists();
@@ -44,9 +49,10 @@ class writer {
   /* What was looked up in this batch. */
   std::unordered_map<std::string, int64_t> artists_;
   std::map<std::pair<int64_t, int64_t>, int64_t> albums_, attributes_;
+  std::unordered_map<int64_t, bool> genres_; /* whether an attribute is one */
   /* Changes of counts that the batch's end writes: its tracks mostly share their artist, album and genres. */
   std::map<int64_t, int64_t> artist_counts_, album_counts_, source_counts_;
-  std::map<std::pair<int64_t, int64_t>, int64_t> level_counts_, profile_counts_;
+  std::map<std::pair<int64_t, int64_t>, int64_t> level_counts_, profile_counts_, chart_counts_;
   int64_t total_tracks_ = 0, total_albums_ = 0, total_artists_ = 0;
 };
 
