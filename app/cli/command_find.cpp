@@ -8,8 +8,8 @@
 #include "core/finding.h"
 #include "core/nearest.h"
 #include "core/session.h"
+#include "core/text_safe.h"
 #include "terminal/terminal.h"
-#include "terminal/text_safe.h"
 
 namespace app {
 

@@ -6,9 +6,9 @@
 #include "cli/files.h"
 #include "cli/listening.h"
 #include "core/session.h"
+#include "core/text_safe.h"
 #include "terminal/interrupts.h"
 #include "terminal/terminal.h"
-#include "terminal/text_safe.h"
 
 namespace app {
 

@@ -4,7 +4,7 @@
 #include "cli/commands.h"
 #include "cli/output.h"
 #include "core/session.h"
-#include "terminal/text_safe.h"
+#include "core/text_safe.h"
 
 namespace app {
 

@@ -3,6 +3,7 @@
 #ifndef CADENZ_APP_OUTPUT_H
 #define CADENZ_APP_OUTPUT_H
 
+#include "core/playlists.h"
 #include "core/radio_event.h"
 #include "terminal/terminal.h"
 
@@ -57,15 +58,6 @@ class radio_words {
   bool keys_;
   bool playlist_shown_ = false;
 };
-
-/** Extended M3U. A track without a path, or with one that no line can hold, gets a comment. For a terminal the paths are
- *  made safe; otherwise they are byte for byte those of the files. */
-std::string m3u_of(const recommendation& result, bool for_terminal);
-/** XSPF 1, well-formed XML 1.0 whatever the tags hold. */
-std::string xspf_of(const recommendation& result, bool explain);
-
-/** The file URI of an absolute path, percent-encoded; another text is taken for a URI or a relative path. Empty for none. */
-std::string uri_of(const std::string& location);
 
 }  // namespace app
 

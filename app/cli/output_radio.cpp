@@ -2,8 +2,8 @@
 #include <algorithm>
 
 #include "cli/output.h"
+#include "core/text_safe.h"
 #include "terminal/radio_input.h"
-#include "terminal/text_safe.h"
 
 namespace app {
 

@@ -5,7 +5,7 @@
 #include <ctime>
 
 #include "cli/output.h"
-#include "terminal/text_safe.h"
+#include "core/text_safe.h"
 
 namespace app {
 

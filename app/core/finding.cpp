@@ -88,6 +88,22 @@ std::vector<found_object> find(velox_catalog_handle catalog, const std::string& 
   return found;
 }
 
+std::vector<found_object> browse(velox_catalog_handle catalog, const velox_catalog_browsing& what) {
+  std::vector<found_object> found;
+  check(velox_catalog_browse(catalog, &what, collect_object, &found));
+  return found;
+}
+
+std::optional<found_object> find_by_id(velox_catalog_handle catalog, item_kind kind, const std::string& id) {
+  velox_catalog_browsing what = {};
+  what.kind = search_bit(kind);
+  what.limit = 1;
+  (kind == item_kind::track ? what.track : kind == item_kind::album ? what.album : what.artist) = id.c_str();
+  std::vector<found_object> found = browse(catalog, what);
+  if (found.empty()) return std::nullopt;
+  return std::move(found.front());
+}
+
 found_object find_seed(velox_catalog_handle catalog, item_kind kind, const std::string& text,
                        const notice_sink& notices) {
   std::vector<found_object> fits = find(catalog, text, kind, seed_candidates);

@@ -19,6 +19,11 @@ std::vector<found_object> find(velox_catalog_handle catalog, const std::string& 
 /** Told what somebody should know although nothing failed: what it is, and what to do about it. */
 using notice_sink = std::function<void(const std::string& what, const std::string& next)>;
 
+/** The objects at a place of the catalogue. */
+std::vector<found_object> browse(velox_catalog_handle catalog, const velox_catalog_browsing& what);
+/** The one with an identifier; nothing when there is none. */
+std::optional<found_object> find_by_id(velox_catalog_handle catalog, item_kind kind, const std::string& id);
+
 /** The one object that a person named, by its name or as "Artist - Title". Several that fit as well are told of; none is a
  *  failure that names the nearest. */
 found_object find_seed(velox_catalog_handle catalog, item_kind kind, const std::string& text,

@@ -62,7 +62,11 @@ const char* kind_name(item_kind kind) {
 item read_item(velox_mdo_handle object) {
   item read;
   read.kind = kind_of(object);
-  read.id = text_of(object, VELOX_VAL_TUI);
+  read.album_id = text_of(object, VELOX_VAL_ALBUM_ID);
+  read.artist_id = text_of(object, VELOX_VAL_ARTIST_ID);
+  read.id = read.kind == item_kind::track   ? text_of(object, VELOX_VAL_TUI)
+            : read.kind == item_kind::album ? read.album_id
+                                            : read.artist_id;
   read.title = text_of(object, VELOX_VAL_TITLE);
   read.artist = text_of(object, VELOX_VAL_ARTIST);
   read.album = text_of(object, VELOX_VAL_ALBUM);
@@ -73,6 +77,8 @@ item read_item(velox_mdo_handle object) {
   read.year = number_of(object, VELOX_VAL_YEAR);
   read.duration_seconds = number_of(object, VELOX_VAL_DURATION);
   read.popularity = number_of(object, VELOX_VAL_POPULARITY);
+  read.number = number_of(object, VELOX_VAL_NUMBER);
+  read.tracks = number_of(object, VELOX_VAL_TRACKS);
   read.sound = sound_of(object);
   read.reason = text_of(object, VELOX_VAL_REASON);
   read.reason_kind = text_of(object, VELOX_VAL_REASON_KIND);

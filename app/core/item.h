@@ -25,13 +25,14 @@ struct heard {
 
 struct item {
   item_kind kind = item_kind::track;
-  std::string id;      // of a track
+  std::string id;      // stays the same over scans
   std::string title;   // of a track or album
   std::string artist;  // its artist, or the artist's name
-  std::string album, era, location;
+  std::string album, album_id, artist_id, era, location;
   std::vector<std::string> genres, moods;
   std::optional<long> year, duration_seconds, popularity;
-  heard sound;  // where it was asked for and is known
+  std::optional<long> number, tracks;  // on its album, disc * 1000 + track; how many an album or artist has
+  heard sound;                         // where it was asked for and is known
   // Of a recommendation:
   std::string reason, reason_kind;
   std::optional<long> reason_seed, score;

@@ -55,10 +55,15 @@ start_point::start_point(const session& running, velox_catalog_handle catalog, c
   velox_catalog_counts counts = {};
   check(velox_catalog_count(catalog, &counts));
   from.invented = counts.invented != 0;
-  for (const named_seed& named : request.seeds) {
-    found_object seed = find_seed(catalog, named.kind, named.text, notices);
+  const auto add = [&](found_object seed) {
     check(velox_cadenz_query_set_mdo(query.get(), seed.object.get()), "adding a seed");
     from.seeds.push_back(std::move(seed.shown));
+  };
+  for (const named_seed& named : request.seeds) add(find_seed(catalog, named.kind, named.text, notices));
+  for (const identified_seed& one : request.identified) {
+    std::optional<found_object> seed = find_by_id(catalog, one.kind, one.id);
+    if (!seed) throw failure(std::string("the ") + kind_name(one.kind) + " isn't in the catalogue any more");
+    add(std::move(*seed));
   }
   filter = make_filter(catalog, request, from);
 }

@@ -16,9 +16,16 @@ struct named_seed {
   std::string text;
 };
 
-/** What somebody asks for, by names. */
+/** The same by its identifier. */
+struct identified_seed {
+  item_kind kind;
+  std::string id;
+};
+
+/** What somebody asks for. */
 struct start_request {
   std::vector<named_seed> seeds;
+  std::vector<identified_seed> identified;
   std::vector<std::string> genres, moods, eras;
   std::vector<std::pair<const char*, std::string>> options;  // of the query, by their keys
   std::optional<double> timeout_seconds;

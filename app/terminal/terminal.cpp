@@ -12,8 +12,8 @@
 #include <cstring>
 
 #include "core/handles.h"
+#include "core/text_safe.h"
 #include "terminal/interrupts.h"
-#include "terminal/text_safe.h"
 
 namespace app {
 

@@ -1,6 +1,6 @@
 /* Playlists for players: extended M3U and XSPF. */
 #include "cli/output.h"
-#include "terminal/text_safe.h"
+#include "core/text_safe.h"
 
 namespace app {
 

@@ -1,5 +1,5 @@
 /* Text from strangers: cleaning and measuring. Widths are those of wcwidth() in a UTF-8 locale (main sets one). */
-#include "terminal/text_safe.h"
+#include "core/text_safe.h"
 
 #include <wchar.h>
 
