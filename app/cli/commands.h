@@ -61,6 +61,15 @@ struct stations_request {
   bool json = false;
 };
 
+struct serve_request {
+  std::string listen = "127.0.0.1:4848";
+  std::vector<std::string> names;     // under which a proxy asks
+  std::string users;                  // the file of listeners; empty: beside the catalogue
+  std::string add_user, remove_user;  // instead of serving
+  bool no_password = false;
+  size_t stations = 64;  // open at once
+};
+
 /* `catalog` is the path of the catalogue's file. */
 int scan(const std::string& catalog, const scan_request& request);
 int search(const std::string& catalog, const search_request& request);
@@ -69,6 +78,7 @@ int sound(const std::string& catalog, const sound_request& request);
 int recommend(const std::string& catalog, const recommend_request& request);
 int radio(const std::string& catalog, const radio_request& request);
 int stations(const std::string& catalog, const stations_request& request);
+int serve(const std::string& catalog, const serve_request& request);
 
 }  // namespace app
 

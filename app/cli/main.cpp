@@ -81,6 +81,7 @@ struct command_line {
   sound_request sound;
   recommend_request recommend;
   radio_request radio;
+  serve_request serve;
   stations_request stations;
   seed_options seeds_of_recommend, seeds_of_radio;
   std::vector<std::string> words;
@@ -338,6 +339,27 @@ void add_stations(CLI::App& program, command_line& line) {
       [&line] { line.run = [](const command_line& l) { return stations(catalog_path(l.catalog), l.stations); }; });
 }
 
+void add_serve(CLI::App& program, command_line& line) {
+  CLI::App* command = program.add_subcommand("serve", "Play the radio in a browser");
+  serve_request& request = line.serve;
+  add_catalog(command, line);
+  command->add_option("--listen", request.listen, "Where to be reached; " + request.listen + " unless given")
+      ->type_name("HOST:PORT");
+  command->add_option("--name", request.names, "A name under which a proxy asks for it")->type_name("NAME");
+  command->add_option("--stations", request.stations, "Stations that are open at once; 64 unless given")
+      ->check(CLI::Range(1, 10'000))
+      ->type_name("N");
+  command->add_option("--users", request.users, "The file of listeners; beside the catalogue unless given")
+      ->type_name("FILE");
+  command->add_option("--add-user", request.add_user, "Add a listener, or change a password: a line of standard input")
+      ->check(names_something, "")
+      ->type_name("NAME");
+  command->add_option("--remove-user", request.remove_user, "Remove a listener")->type_name("NAME");
+  command->add_flag("--no-password", request.no_password, "Let everybody in who reaches the address");
+  command->callback(
+      [&line] { line.run = [](const command_line& l) { return serve(catalog_path(l.catalog), l.serve); }; });
+}
+
 /** Reads the command line; returns an exit status when that was all, -1 when there is something to run. */
 int read_command_line(int argc, char** argv, command_line& line) {
   CLI::App program("cadenz: a radio from your own music", "cadenz");
@@ -351,12 +373,16 @@ int read_command_line(int argc, char** argv, command_line& line) {
   add_recommend(program, line);
   add_radio(program, line);
   add_stations(program, line);
+#ifdef CADENZ_WITH_HTTP
+  add_serve(program, line);
+#endif
   program.footer(examples);  // last, so that the commands don't take it over
 
   try {
     program.parse(argc, argv);
     if (line.run) return -1;
-    tell("no command given: there are scan, search, lists, sound, recommend, radio and stations", "run: cadenz --help");
+    tell("no command given: there are scan, search, lists, sound, recommend, radio, stations and serve",
+         "run: cadenz --help");
     return exit_usage;
   } catch (const CLI::ParseError& stop) {
     if (stop.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) {

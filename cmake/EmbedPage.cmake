@@ -1,0 +1,22 @@
+# Makes the source of the page's files: cmake -D FOLDER=app/http/page -D OUTPUT=page.cpp -P EmbedPage.cmake
+set(files "index.html|/|text/html\; charset=utf-8" "cadenz.css|/cadenz.css|text/css\; charset=utf-8"
+          "cadenz.js|/cadenz.js|text/javascript\; charset=utf-8" "favicon.svg|/favicon.svg|image/svg+xml")
+set(arrays "")
+set(rows "")
+foreach(file IN LISTS files)
+  string(REPLACE "|" ";" parts "${file}")
+  list(GET parts 0 name)
+  list(GET parts 1 address)
+  string(REGEX REPLACE "^[^|]*[|][^|]*[|]" "" type "${file}")
+  file(READ ${FOLDER}/${name} bytes HEX)
+  file(SHA256 ${FOLDER}/${name} digest)
+  string(SUBSTRING ${digest} 0 16 digest)
+  string(LENGTH "${bytes}" length)
+  math(EXPR length "${length} / 2")
+  string(REGEX REPLACE "([0-9a-f][0-9a-f])" "0x\\1," bytes "${bytes}")
+  string(MAKE_C_IDENTIFIER ${name} identifier)
+  string(APPEND arrays "const unsigned char ${identifier}[] = {${bytes}0};\n")
+  string(APPEND rows "    {\"${address}\", \"${type}\", {reinterpret_cast<const char*>(${identifier}), ${length}}, \"\\\"${digest}\\\"\"},\n")
+endforeach()
+file(WRITE ${OUTPUT} "// Made by cmake/EmbedPage.cmake.\n#include \"http/page.h\"\n\nnamespace app::http {\nnamespace {\n\n${arrays}\n"
+  "const page_file files[] = {\n${rows}};\n\n}  // namespace\n\nstd::span<const page_file> page_files() { return files; }\n\n}  // namespace app::http\n")
