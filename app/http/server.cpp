@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <charconv>
 #include <condition_variable>
 #include <deque>
 #include <thread>
@@ -93,6 +94,38 @@ std::string cookie_in(const httplib::Request& request) {
   if (at == std::string::npos) return {};
   const size_t begin = at + name.size();
   return cookies.substr(begin, cookies.find(';', begin) - begin);
+}
+
+/** A part of a file, or all of it; a part without bytes lies behind the end. */
+struct byte_range {
+  size_t offset, length;
+  bool is_part;
+};
+
+/** "bytes=5-9", "bytes=5-" or "bytes=-5"; of several ranges, and of what isn't understood, comes all of the file. */
+byte_range range_in(const std::string& header, size_t size) {
+  const byte_range all = {0, size, false}, behind = {0, 0, true};
+  const std::string unit = "bytes=";
+  if (!header.starts_with(unit)) return all;
+  const char* const end = header.data() + header.size();
+  const char* at = header.data() + unit.size();
+  size_t first = 0, last = 0;
+  const auto number = [&](size_t& value) {
+    const auto [next, error] = std::from_chars(at, end, value);
+    const bool there = error == std::errc{};
+    at = next;
+    return there;
+  };
+  const bool has_first = number(first);
+  if (at == end || *at++ != '-') return all;
+  const bool has_last = number(last);
+  if (at != end || (!has_first && !has_last) || (has_first && has_last && last < first)) return all;
+  if (!has_first) {
+    const size_t length = std::min(last, size);
+    return length == 0 ? behind : byte_range{size - length, length, true};
+  }
+  if (first >= size) return behind;
+  return {first, (has_last ? std::min(last, size - 1) : size - 1) - first + 1, true};
 }
 
 /** For what the library refuses by itself. */
@@ -344,13 +377,27 @@ class server::work {
       response.status = 304;
       return;
     }
-    // A range of what the file held before is no range of it now; the library has read the header already.
+    // Ranges are read here: the library would take one behind the end for a part. What the file held before has no ranges now.
+    const_cast<httplib::Request&>(request).ranges.clear();
     const std::string still = request.get_header_value("If-Range");
-    if (!still.empty() && still != file->validator) const_cast<httplib::Request&>(request).ranges.clear();
-    const size_t size = file->size;
+    const byte_range asked = !still.empty() && still != file->validator
+                                 ? byte_range{0, file->size, false}
+                                 : range_in(request.get_header_value("Range"), file->size);
+    if (asked.is_part && asked.length == 0) {
+      response.set_header("Content-Range", "bytes */" + std::to_string(file->size));
+      throw refusal(416, words_for(416));
+    }
+    if (asked.is_part) {
+      response.status = 206;
+      response.set_header("Content-Range", "bytes " + std::to_string(asked.offset) + '-' +
+                                               std::to_string(asked.offset + asked.length - 1) + '/' +
+                                               std::to_string(file->size));
+    }
+    const char* const type = file->type;
     response.set_content_provider(
-        size, file->type, [this, file = std::move(file)](size_t offset, size_t length, httplib::DataSink& sink) {
-          return !stopping_ && send_piece(*file, offset, length, sink);
+        asked.length, type,
+        [this, asked, file = std::move(file)](size_t offset, size_t length, httplib::DataSink& sink) {
+          return !stopping_ && send_piece(*file, asked.offset + offset, length, sink);
         });
   }
 
