@@ -9,7 +9,12 @@ import { chromium } from "playwright-core";
 const cadenz = process.env.CADENZ, pictures = process.env.PICTURES;
 const axe = createRequire(import.meta.url).resolve("axe-core/axe.min.js");
 const folder = mkdtempSync("/tmp/cadenz_page_");
-const markup = '<img src=x onerror="document.title=\'broken\'">&amp;';
+// Invented, like those of the demonstration catalogue.
+const titles = ["Last Lullaby for Two", "Gentle Summer", "Electric Shoreline", "", "Paper Lanterns", "Halfway to Morning", "Slow River",
+  "A Room of Snow", "Northern Line", "Glass Orchard", "Every Other Sunday", "Salt and Cedar", "Tiny Anthem", "Short Goodbye"];
+const artists = ["Northern Choir", "Anselm Marchetti", "Northern Ferry", "The Quiet Hours", "Ilse Okafor"];
+const albums = ["Gentle Summers", "Hidden Compass", "Early Snowfalls"];
+const markup = titles[3] = '<img src=x onerror="document.title=\'broken\'">&amp;';
 let server, address, browser;
 
 const tone = (file, seconds, tags) =>
@@ -66,7 +71,7 @@ async function picture(page, name) {
 before(async () => {
   execFileSync("mkdir", [`${folder}/music`]);
   for (let i = 0; i < 14; ++i)
-    tone(`t${i}.flac`, i < 12 ? 40 : 2, { title: i === 3 ? markup : `Tone ${i}`, artist: `Artist ${i % 5}`, album: `Album ${i % 3}`, genre: i % 2 ? "Sine" : "Wave", date: 1980 + 3 * i });
+    tone(`t${i}.flac`, i < 12 ? 40 : 2, { title: titles[i], artist: artists[i % 5], album: albums[i % 3], genre: i % 2 ? "Shoegaze" : "Dream Pop", date: 1980 + 3 * i });
   execFileSync("ffmpeg", ["-loglevel", "error", "-f", "lavfi", "-i", "gradients=s=600x600:c0=teal:c1=navy", "-frames:v", "1", `${folder}/music/cover.jpg`]);
   execFileSync(cadenz, ["scan", "--no-sound", "--shortest", "0", "--catalog", `${folder}/catalog.db`, `${folder}/music`], { stdio: "ignore" });
   await serve();
@@ -82,11 +87,11 @@ test("a station from a name: played, loved, banned, renamed, gone on with after 
   const page = await open();
   await isAccessible(page, "the start");
   await picture(page, "start");
-  await page.click("text=Wave");
-  await play(page, "Tone 4");
+  await page.click("text=Dream Pop");
+  await play(page, titles[4]);
   await page.waitForFunction(() => !document.querySelector("#toggle").matches("[aria-label=Play]"));
   await isAccessible(page, "the player");
-  assert.match(await page.textContent("#why"), /Wave|album|artist/);
+  assert.match(await page.textContent("#why"), /Dream Pop|album|artist/);
   await page.waitForFunction(() => document.querySelector("#cover img")?.naturalWidth === 600);
   await picture(page, "player");
 
@@ -118,14 +123,14 @@ test("a station from a name: played, loved, banned, renamed, gone on with after 
 test("a track is played to its end, and the next one follows", async () => {
   const page = await open();
   await page.goto(`${address}#`);
-  await play(page, "Tone 12");
-  for (let tries = 0; tries < 20 && !/^Tone 1[23]$/.test(await title(page)); ++tries) {
+  await play(page, titles[12]);
+  for (let tries = 0; tries < 20 && !titles.slice(12).includes(await title(page)); ++tries) {
     const before = await title(page);
     await page.press("body", "n");
     await titleIsNot(page, before);
   }
   const short = await title(page);
-  assert.match(short, /^Tone 1[23]$/);
+  assert.ok(titles.slice(12).includes(short));
   await titleIsNot(page, short);
   await page.waitForFunction((name) => document.querySelector("#played li")?.textContent.startsWith(name) && document.querySelector("#played .reason").textContent === "played", short);
   assert.deepEqual(page.problems, []);
@@ -168,7 +173,7 @@ test("the keyboard alone, on a phone's width, in the dark; a title full of marku
 
 test("settings act; a file that has gone is passed over; a server that goes away comes back", async () => {
   const page = await open();
-  await play(page, "Tone 6");
+  await play(page, titles[6]);
   await page.locator("#settings input[type=range]").first().fill("900");
   await saidIs(page, "popularity is 900");
   await page.locator("#settings input[type=checkbox]").check();
@@ -213,7 +218,7 @@ test("listeners sign in, and have stations of their own", async () => {
   await saidIs(page, "wrong");
   await signIn("anna", "anna-secret");
   await page.waitForSelector("#start-view:not([hidden])");
-  await play(page, "Tone 8");
+  await play(page, titles[8]);
   const station = new URL(page.url()).hash;
   await page.click("#sign-out");
   await page.waitForSelector("#sign-in-view:not([hidden])");
