@@ -11,6 +11,7 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <ctime>
 
 #include <attachedpictureframe.h>
 #include <flacfile.h>
@@ -141,6 +142,14 @@ std::optional<picture> embedded(const std::string& path, int descriptor) {
 }  // namespace
 
 open_file::~open_file() { ::close(descriptor_); }
+
+std::string open_file::changed_text() const {
+  const auto seconds = static_cast<time_t>(changed);
+  tm parts = {};
+  gmtime_r(&seconds, &parts);
+  char text[64];
+  return {text, strftime(text, sizeof text, "%a, %d %b %Y %H:%M:%S GMT", &parts)};
+}
 
 music_files::music_files(std::vector<std::string> folders) {
   for (std::string& folder : folders) {

@@ -21,8 +21,9 @@ class open_file {
 
   int descriptor() const { return descriptor_; }
   uint64_t size = 0;
-  int64_t changed = 0;    // seconds since 1970
-  std::string validator;  // of what it holds, for ETag
+  int64_t changed = 0;               // seconds since 1970
+  std::string changed_text() const;  // as HTTP writes it
+  std::string validator;             // of what it holds, for ETag
   const char* type = nullptr;
 
  private:

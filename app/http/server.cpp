@@ -1,78 +1,30 @@
-/* HTTP by cpp-httplib: a thread for each connection that is busy, a bounded number of them. Before anything else a request is looked at
- * for what a browser lets foreign sites do: the name that it asks for, and the site that it comes from. */
+/* Before anything else a request is looked at for what no page of ours sends, and for what a browser lets foreign sites do: the name that
+ * it asks for, and the site that it comes from. */
 #include "http/server.h"
 
 #include <arpa/inet.h>
-#include <httplib.h>
 #include <netinet/in.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <atomic>
-#include <charconv>
-#include <condition_variable>
-#include <deque>
-#include <thread>
 
 #include "core/text.h"
+#include "http/connections.h"
+#include "http/media.h"
 #include "http/page.h"
+#include "http/pool.h"
 
 namespace app::http {
 
 namespace {
 
-constexpr size_t most_threads = 512, largest_body = 64 << 10, piece_bytes = 256 << 10;
-constexpr size_t requests_of_connection = 1000;
-constexpr int seconds_to_read = 10, seconds_to_write = 20, seconds_idle = 15;
+constexpr size_t most_threads = 512;  // more than connections, so that one too many is turned away at once
+constexpr size_t largest_body = 64 << 10, longest_target = 2000, most_headers = 100;
 constexpr char cookie_name[] = "cadenz";
 constexpr int cookie_seconds = 60 * 24 * 60 * 60;
 
 constexpr char page_policy[] =
     "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self'; media-src 'self'; connect-src 'self'; "
     "manifest-src 'self'; base-uri 'none'; form-action 'none'; frame-ancestors 'none'";
-
-/** Threads as they are needed: a stream that is listened to keeps one. */
-class growing_pool final : public httplib::TaskQueue {
- public:
-  void enqueue(std::function<void()> task) override {
-    {
-      const std::lock_guard held(mutex_);
-      tasks_.push_back(std::move(task));
-      if (idle_ < tasks_.size() && threads_.size() < most_threads) threads_.emplace_back([this] { serve(); });
-    }
-    there_is_work_.notify_one();
-  }
-  void shutdown() override {
-    {
-      const std::lock_guard held(mutex_);
-      over_ = true;
-    }
-    there_is_work_.notify_all();
-    for (std::thread& one : threads_) one.join();
-  }
-
- private:
-  void serve() {
-    std::unique_lock held(mutex_);
-    for (;;) {
-      ++idle_;
-      there_is_work_.wait(held, [this] { return over_ || !tasks_.empty(); });
-      --idle_;
-      if (tasks_.empty()) return;
-      const std::function<void()> task = std::move(tasks_.front());
-      tasks_.pop_front();
-      held.unlock();
-      task();
-      held.lock();
-    }
-  }
-  std::mutex mutex_;
-  std::condition_variable there_is_work_;
-  std::deque<std::function<void()>> tasks_;
-  std::vector<std::thread> threads_;
-  size_t idle_ = 0;
-  bool over_ = false;
-};
 
 /** The name in "name:port", "[::1]:port" or "name". */
 std::string name_in(const std::string& host) {
@@ -94,38 +46,6 @@ std::string cookie_in(const httplib::Request& request) {
   if (at == std::string::npos) return {};
   const size_t begin = at + name.size();
   return cookies.substr(begin, cookies.find(';', begin) - begin);
-}
-
-/** A part of a file, or all of it; a part without bytes lies behind the end. */
-struct byte_range {
-  size_t offset, length;
-  bool is_part;
-};
-
-/** "bytes=5-9", "bytes=5-" or "bytes=-5"; of several ranges, and of what isn't understood, comes all of the file. */
-byte_range range_in(const std::string& header, size_t size) {
-  const byte_range all = {0, size, false}, behind = {0, 0, true};
-  const std::string unit = "bytes=";
-  if (!header.starts_with(unit)) return all;
-  const char* const end = header.data() + header.size();
-  const char* at = header.data() + unit.size();
-  size_t first = 0, last = 0;
-  const auto number = [&](size_t& value) {
-    const auto [next, error] = std::from_chars(at, end, value);
-    const bool there = error == std::errc{};
-    at = next;
-    return there;
-  };
-  const bool has_first = number(first);
-  if (at == end || *at++ != '-') return all;
-  const bool has_last = number(last);
-  if (at != end || (!has_first && !has_last) || (has_first && has_last && last < first)) return all;
-  if (!has_first) {
-    const size_t length = std::min(last, size);
-    return length == 0 ? behind : byte_range{size - length, length, true};
-  }
-  if (first >= size) return behind;
-  return {first, (has_last ? std::min(last, size - 1) : size - 1) - first + 1, true};
 }
 
 /** For what the library refuses by itself. */
@@ -160,12 +80,8 @@ void put_error(httplib::Response& response, int status, const std::string& what,
 class server::work {
  public:
   work(house& in, server_setup setup) : in_(in), setup_(std::move(setup)) {
-    http_.new_task_queue = [] { return new growing_pool; };
+    http_.new_task_queue = [] { return new growing_pool(most_threads); };
     http_.set_payload_max_length(largest_body);
-    http_.set_read_timeout(seconds_to_read);
-    http_.set_write_timeout(seconds_to_write);
-    http_.set_keep_alive_timeout(seconds_idle);
-    http_.set_keep_alive_max_count(requests_of_connection);
     http_.set_tcp_nodelay(true);
     http_.set_pre_routing_handler([this](const httplib::Request& request, httplib::Response& response) {
       return admit(request, response) ? httplib::Server::HandlerResponse::Unhandled
@@ -181,7 +97,7 @@ class server::work {
     add_page();
     add_sign_in();
     for (const route& one : api_routes()) add(one);
-    add_media();
+    add_media(http_, in_, [this](const httplib::Request& request) { known_asker(request); });
   }
 
   std::string bind() {
@@ -194,10 +110,7 @@ class server::work {
     return "http://" + (six ? "[" + setup_.host + "]" : setup_.host) + ":" + std::to_string(setup_.port) + "/";
   }
   void run() { http_.listen_after_bind(); }
-  void stop() {
-    stopping_ = true;
-    http_.stop();
-  }
+  void stop() { http_.stop_all(); }
 
  private:
   // ---- Who may ask -------------------------------------------------------------------------------------------------
@@ -205,6 +118,13 @@ class server::work {
   /** False, with the answer, for a request that isn't served: for another name, as a page gets by pointing its own name here, or a
    *  change that another site asks for. */
   bool admit(const httplib::Request& request, httplib::Response& response) const {
+    if (request.target.size() > longest_target) return put_error(response, 414, "the address is too long"), false;
+    if (request.headers.size() > most_headers) return put_error(response, 431, "too many header fields"), false;
+    // A body comes with its length, once and as it is: packed ones are small only until they are unpacked.
+    if (request.has_header("Transfer-Encoding") || request.get_header_value_count("Content-Length") > 1)
+      return put_error(response, 411, "a request's body comes with its length"), false;
+    if (request.has_header("Content-Encoding"))
+      return put_error(response, 415, "a request's body comes unpacked"), false;
     const std::string host = request.get_header_value("Host"), name = lower(name_in(host));
     const bool known =
         is_address(name) || name == "localhost" || std::ranges::find(setup_.names, name) != setup_.names.end();
@@ -304,6 +224,8 @@ class server::work {
       const std::string name = body.value("name", json()).is_string() ? body["name"].get<std::string>() : "";
       const std::string password =
           body.value("password", json()).is_string() ? body["password"].get<std::string>() : "";
+      // One at a time: stretching takes memory, and many tries at once would all come before the first has failed.
+      const std::lock_guard one_at_a_time(signing_in_);
       if (const int wait = guesses_.wait_of(request.remote_addr)) {
         refusal later(429, "too many tries", "wait " + std::to_string(wait) + " seconds");
         later.retry_after = wait;
@@ -347,72 +269,11 @@ class server::work {
     }
   }
 
-  // ---- Sound and pictures ------------------------------------------------------------------------------------------
-
-  void add_media() {
-    http_.Get("/api/tracks/([^/]+)/sound", [this](const httplib::Request& request, httplib::Response& response) {
-      known_asker(request);
-      std::shared_ptr<open_file> file = in_.files.open(path_of_track(in_, request.matches[1]));
-      if (!file) throw refusal(404, "the track's file can't be opened", "has it moved? Scan again");
-      send(request, response, std::move(file));
-    });
-    const auto cover = [this](std::string (*path_of)(house&, const std::string&)) {
-      return [this, path_of](const httplib::Request& request, httplib::Response& response) {
-        known_asker(request);
-        std::optional<picture> found = in_.files.cover(path_of(in_, request.matches[1]));
-        if (!found) throw refusal(404, "there is no picture");
-        response.set_header("Cache-Control", "private, max-age=3600");
-        response.set_content(std::move(found->bytes), found->type);
-      };
-    };
-    http_.Get("/api/tracks/([^/]+)/cover", cover(path_of_track));
-    http_.Get("/api/albums/([^/]+)/cover", cover(path_of_album));
-  }
-
-  void send(const httplib::Request& request, httplib::Response& response, std::shared_ptr<open_file> file) {
-    response.set_header("ETag", file->validator);
-    response.set_header("Cache-Control", "private, no-cache");
-    response.set_header("Accept-Ranges", "bytes");
-    if (request.get_header_value("If-None-Match") == file->validator) {
-      response.status = 304;
-      return;
-    }
-    // Ranges are read here: the library would take one behind the end for a part. What the file held before has no ranges now.
-    const_cast<httplib::Request&>(request).ranges.clear();
-    const std::string still = request.get_header_value("If-Range");
-    const byte_range asked = !still.empty() && still != file->validator
-                                 ? byte_range{0, file->size, false}
-                                 : range_in(request.get_header_value("Range"), file->size);
-    if (asked.is_part && asked.length == 0) {
-      response.set_header("Content-Range", "bytes */" + std::to_string(file->size));
-      throw refusal(416, words_for(416));
-    }
-    if (asked.is_part) {
-      response.status = 206;
-      response.set_header("Content-Range", "bytes " + std::to_string(asked.offset) + '-' +
-                                               std::to_string(asked.offset + asked.length - 1) + '/' +
-                                               std::to_string(file->size));
-    }
-    const char* const type = file->type;
-    response.set_content_provider(
-        asked.length, type,
-        [this, asked, file = std::move(file)](size_t offset, size_t length, httplib::DataSink& sink) {
-          return !stopping_ && send_piece(*file, asked.offset + offset, length, sink);
-        });
-  }
-
-  static bool send_piece(const open_file& file, size_t offset, size_t length, httplib::DataSink& sink) {
-    thread_local std::vector<char> piece(piece_bytes);
-    const ssize_t got =
-        pread(file.descriptor(), piece.data(), std::min(length, piece.size()), static_cast<off_t>(offset));
-    return got > 0 && sink.write(piece.data(), static_cast<size_t>(got));
-  }
-
   house& in_;
   server_setup setup_;
-  httplib::Server http_;
+  connection_server http_;
+  std::mutex signing_in_;
   guessing guesses_;
-  std::atomic<bool> stopping_ = false;
 };
 
 server::server(house& in, server_setup setup) : work_(std::make_unique<work>(in, std::move(setup))) {}

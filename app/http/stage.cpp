@@ -2,6 +2,7 @@
 #include "http/stage.h"
 
 #include <algorithm>
+#include <chrono>
 
 #include "http/media_id.h"
 
@@ -33,6 +34,8 @@ open_station::open_station(const session& running, const std::string& catalog, c
 }
 
 void open_station::begin(const origin& from) {
+  // Milliseconds: more of them have passed since the last opening than there were orders in it.
+  revision_ = static_cast<uint64_t>(std::chrono::system_clock::now().time_since_epoch() / std::chrono::milliseconds(1));
   from_ = from;
   radio_.emplace(*station_, true, [this](const radio_event& event) { hear(event); });
   radio_->begin({}, from_);
@@ -175,6 +178,19 @@ void stage::on(const std::string& id, const work& with) {
     done = true;
   }
   make_room();
+}
+
+std::optional<uint64_t> stage::revision(const std::string& id) {
+  std::shared_ptr<slot> its;
+  {
+    const std::lock_guard held(mutex_);
+    const auto found = slots_.find(id);
+    if (found == slots_.end()) return std::nullopt;
+    its = found->second;
+    its->used = ++clock_;
+  }
+  const std::lock_guard held(its->lock);
+  return its->station ? std::optional(its->station->revision()) : std::nullopt;
 }
 
 /** Closes those that nobody has asked for longest, unless somebody does at this moment. */

@@ -27,7 +27,9 @@ class open_station {
   open_station(const session& running, const std::string& catalog, const std::string& id);
 
   const std::string& id() const { return radio_->station_id(); }
+  /** Rises with whatever a listener may see, and from one opening to the next. */
   uint64_t revision() const { return revision_; }
+  void changed() { ++revision_; }
   const std::optional<item>& track() const { return track_; }
   /** The track that is on and those that come. */
   std::vector<item> playlist() const;
@@ -60,7 +62,7 @@ class open_station {
   station_settings settings_;
   std::vector<std::pair<std::string, std::string>> notices_;  // since the last order
   std::string over_;
-  uint64_t revision_ = 0;
+  uint64_t revision_;
 };
 
 class stage {
@@ -74,6 +76,8 @@ class stage {
   std::string create(const start_request& request, const work& with);
   /** Works on a station, opened where it isn't. */
   void on(const std::string& id, const work& with);
+  /** Of one that is open. */
+  std::optional<uint64_t> revision(const std::string& id);
   /** Forgets one that has been removed. */
   void drop(const std::string& id);
   /** Reports of all, and closes them. */
