@@ -148,7 +148,7 @@ void many_in_turn(benchmark::State& state) {
   for (auto _ : state) pask_fs_file_read_at(files[turn++ % MANY], 0, s_buffer, 4096, nullptr);
   for (pask_fs_file_handle file : files) pask_fs_file_close(file);
 }
-WORKLOAD("200 files in turn under descriptors|ours", many_in_turn)->ArgName("descriptors")->Arg(50);
+WORKLOAD("200 files in turn|ours", many_in_turn)->ArgName("descriptors")->Arg(50);
 
 // The least that does the same: a ring of descriptors, the oldest of which gives way.
 void plain_many_in_turn(benchmark::State& state) {
@@ -167,7 +167,7 @@ void plain_many_in_turn(benchmark::State& state) {
   for (const int fd : fds)
     if (fd >= 0) close(fd);
 }
-WORKLOAD("200 files in turn under descriptors|a plain pool", plain_many_in_turn)->ArgName("descriptors")->Arg(50);
+WORKLOAD("200 files in turn|a plain pool", plain_many_in_turn)->ArgName("descriptors")->Arg(50);
 
 void write_at(benchmark::State& state) {
   pask_fs_file_handle file = opened(1, 3);
