@@ -3,7 +3,7 @@
 #include <velox/velox_standin.h>
 
 #include "against.h"
-#include "null_manager.h"
+#include "plain_service.h"
 
 namespace {
 
@@ -28,6 +28,50 @@ void recommend(benchmark::State& state) {
   velox_cadenz_query_release(query);
 }
 WORKLOAD("a recommendation|ours", recommend)->ArgName("seeds")->Arg(1)->Arg(6);
+
+// The same with all options set, and as plain C++ does it.
+template <class Make>
+void with_options(Make set) {
+  for (const velox_option& one : plain::all_options)
+    if (one.key && (one.owners & VELOX_OPTION_OF_QUERY)) set(one.key, "1");
+}
+
+velox_cadenz_query_handle full_query() {
+  velox_cadenz_query_handle query = nullptr;
+  velox_cadenz_query_create(null_manager::any<velox_user_handle>(), nullptr, nullptr, &query);
+  with_options([query](const char* key, const char* value) { velox_cadenz_query_option_set(query, key, value); });
+  for (int i = 0; i < 6; ++i) velox_cadenz_query_set_mdo(query, null_manager::any<velox_mdo_handle>());
+  return query;
+}
+
+std::unique_ptr<plain::query> full_plain_query() {
+  auto query = std::make_unique<plain::query>(null_manager::any<velox_user_handle>());
+  with_options([&](const char* key, const char* value) { query->set(key, value); });
+  for (int i = 0; i < 6; ++i) query->add(null_manager::any<velox_mdo_handle>());
+  return query;
+}
+
+WORKLOAD("a recommendation of 6 seeds with 12 options|ours", [](benchmark::State& state) {
+  const started service;
+  velox_cadenz_query_handle query = full_query();
+  for (auto _ : state) {
+    velox_mdo_handle result = nullptr;
+    velox_cadenz_query_generate_recommendations(query, nullptr, &result);
+    benchmark::DoNotOptimize(result);
+  }
+  velox_cadenz_query_release(query);
+});
+WORKLOAD("a recommendation of 6 seeds with 12 options|plain C++", [](benchmark::State& state) {
+  const auto query = full_plain_query();
+  for (auto _ : state) benchmark::DoNotOptimize(query->recommend());
+});
+WORKLOAD("a query's life: 12 options, 6 seeds|ours", [](benchmark::State& state) {
+  const started service;
+  for (auto _ : state) velox_cadenz_query_release(full_query());
+});
+WORKLOAD("a query's life: 12 options, 6 seeds|plain C++", [](benchmark::State& state) {
+  for (auto _ : state) full_plain_query();
+});
 
 void option_set(benchmark::State& state) {
   const started service;
