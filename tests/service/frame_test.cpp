@@ -1,7 +1,29 @@
 // Start and stop, and the frame that every exported operation has.
 #include "service_fixture.h"
 
+extern "C" {
+extern const velox_manager_record* g_cadenz_manager_interface;
+extern velox_client_ref g_cadenz_client_ref;
+extern velox_errorinfo_interface* g_cadenz_errorinfo_interface;
+extern velox_handlemanager_interface* g_cadenz_handlemanager_interface;
+extern velox_userinfo_interface* g_cadenz_userinfo_interface;
+extern velox_lookup_interface* g_cadenz_lookup_interface;
+extern velox_mdo_interface* g_cadenz_mdo_interface;
+extern velox_listmanager_interface* g_cadenz_lists_interface;
+}
+
 namespace {
+
+/** Nothing of the manager's is kept while the service is down. */
+void expect_nothing_kept() {
+  for (const void* kept :
+       {static_cast<const void*>(g_cadenz_manager_interface), static_cast<const void*>(g_cadenz_client_ref),
+        static_cast<const void*>(g_cadenz_errorinfo_interface),
+        static_cast<const void*>(g_cadenz_handlemanager_interface),
+        static_cast<const void*>(g_cadenz_userinfo_interface), static_cast<const void*>(g_cadenz_lookup_interface),
+        static_cast<const void*>(g_cadenz_mdo_interface), static_cast<const void*>(g_cadenz_lists_interface)})
+    EXPECT_EQ(kept, nullptr);
+}
 
 const lines REGISTRATION = {"client_register 181 VELOX Cadenz",
                             "interface_get _velox_errorinfo_interface",
@@ -24,6 +46,7 @@ class Start : public testing::Test {
  protected:
   void TearDown() override {
     EXPECT_EQ(velox_cadenz_initchecks(), 0);
+    expect_nothing_kept();
     EXPECT_EQ(velox_standin_memory_live_blocks(), blocks);
     EXPECT_EQ(velox_standin_memory_starts(), starts) << "a module stayed up";
     for (const uint32_t package : {0xb5u, 0x31u, 0x44u}) velox_standin_log_enable(package, 0);
@@ -98,6 +121,11 @@ TEST_F(Start, TellsOfStartRefusalAndStop) {
   EXPECT_EQ(recording::take_log(), refusal);
   EXPECT_EQ(velox_cadenz_shutdown(), 0u);
   EXPECT_EQ(recording::take_log(), told("4", "Cadenz Shutdown"));
+  velox_standin_log_enable(0x31, 0);
+  velox_standin_log_enable(0xb5, PASK_LOG_TRACE);
+  EXPECT_TRUE(velox_cadenz_initialize(record) == 0 && velox_cadenz_shutdown() == 0);
+  EXPECT_EQ(recording::take_log(), (lines{"0|[api_trace]|8|00b50000|velox_cadenz_initialize( %p )",
+                                          "0|[api_trace]|8|00b50000|velox_cadenz_shutdown"}));
 }
 
 TEST(ForcedStop, EndsAnyCount) {
@@ -108,7 +136,12 @@ TEST(ForcedStop, EndsAnyCount) {
   velox_standin_user_create("listener", &user);
   EXPECT_EQ(velox_cadenz_query_create(user, nullptr, nullptr, &query), 0u);
   velox_standin_user_release(user);
+  recording::take();
+  recording::fail("client_unregister", 0);
   recording::stop();
+  EXPECT_TRUE(recording::fail_end()) << "it is asked, and its refusal doesn't count";
+  EXPECT_EQ(recording::take("interface_release"), lines(FAREWELL.begin() + 1, FAREWELL.end()));
+  expect_nothing_kept();
   EXPECT_EQ(velox_cadenz_initchecks(), 0);
   EXPECT_EQ(velox_cadenz_shutdown(), CADENZ_ERR_NOT_INITED);
   EXPECT_EQ(velox_standin_live_objects(), 0) << "the manager frees what the application left";
@@ -239,12 +272,13 @@ TEST_F(Frame, RefusesBadArguments) {
 
 TEST(Down, OperationsTellThatTheServiceIsnt) {
   recording::start();
-  velox_standin_log_enable(0xb5, PASK_LOG_ERROR);
+  velox_standin_log_enable(0xb5, PASK_LOG_ERROR | PASK_LOG_TRACE);
   for (const operation_row& row : k_operations) {
     EXPECT_EQ(row.with(anything<void*>()), CADENZ_ERR_NOT_INITED) << row.name;
     EXPECT_EQ(last_error().operation, row.name);
     EXPECT_STREQ(last_error().message, "cadenz not initialized!");
-    EXPECT_EQ(recording::take_log(), lines{"0|" + row.name + "|1|90b50007|cadenz not initialized!"});
+    EXPECT_EQ(recording::take_log(), (lines{"0|[api_trace]|8|00b50000|" + row.name + row.trace,
+                                            "0|" + row.name + "|1|90b50007|cadenz not initialized!"}));
   }
   EXPECT_EQ(velox_cadenz_filter_set(nullptr, nullptr), CADENZ_ERR_INVALID_ARG) << "looked at first";
   EXPECT_STREQ(velox_cadenz_get_version(), "3.10.1");
