@@ -15,6 +15,9 @@
 
 namespace app::http {
 
+constexpr int seconds_idle = 15;
+constexpr size_t requests_of_connection = 1000;
+
 class connection final : public httplib::Stream {
  public:
   explicit connection(int socket);
