@@ -108,6 +108,7 @@ class server::work {
     if (!bound)
       throw failure("nothing can listen at " + setup_.host + ":" + std::to_string(setup_.port),
                     "is another program there? Take another port with --listen HOST:PORT");
+    http_.widen_queue();
     const bool six = setup_.host.find(':') != std::string::npos;
     return "http://" + (six ? "[" + setup_.host + "]" : setup_.host) + ":" + std::to_string(setup_.port) + "/";
   }
