@@ -5,6 +5,7 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <iostream>
 #include <thread>
@@ -18,7 +19,8 @@ namespace app {
 
 namespace {
 
-constexpr int kept_handles = 16;
+/** Of the catalogue, for questions at the same time. */
+size_t handles() { return std::clamp<size_t>(std::thread::hardware_concurrency(), 2, 16); }
 
 /** A line of standard input that a terminal doesn't show. */
 std::string read_password(const char* prompt) {
@@ -109,7 +111,7 @@ int serve(const std::string& path, const serve_request& request) {
   std::vector<std::string> folders = scanned_folders(path);
   check(velox_catalog_default_set(catalog_url(path).c_str()), "naming the catalogue");
   http::house house = {running,
-                       {path, kept_handles},
+                       {path, handles()},
                        http::listeners(file),
                        {running, path, request.stations},
                        http::music_files(std::move(folders))};

@@ -1,5 +1,6 @@
 /* Playlists for players: extended M3U and XSPF. */
-#include "cli/output.h"
+#include "core/playlists.h"
+
 #include "core/text_safe.h"
 
 namespace app {

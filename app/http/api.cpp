@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <filesystem>
 #include <map>
 #include <numbers>
 
@@ -250,7 +251,8 @@ answer hello(house& in, const call& by) {
                    {"user", by.who.id ? json(by.who.name) : json(nullptr)},
                    {"sign_in", false},
                    {"catalogue",
-                    {{"tracks", counts.tracks},
+                    {{"name", std::filesystem::path(in.catalogs.path()).stem().string()},
+                     {"tracks", counts.tracks},
                      {"albums", counts.albums},
                      {"artists", counts.artists},
                      {"genres", counts.genres},

@@ -18,9 +18,9 @@ using namespace std::chrono_literals;
 
 constexpr size_t most_connections = 500;
 constexpr size_t crowd = 350;  // from here on nobody is waited for long
-constexpr auto idle = 15s, idle_in_a_crowd = 1s, to_read_a_request = 10s, to_write = 20s, to_finish = 1s;
+constexpr std::chrono::seconds idle(seconds_idle);
+constexpr auto idle_in_a_crowd = 1s, to_read_a_request = 10s, to_write = 20s, to_finish = 1s;
 constexpr size_t largest_request = 128 << 10;  // head and body
-constexpr size_t requests_of_connection = 1000;
 
 thread_local connection* served = nullptr;
 

@@ -15,6 +15,9 @@
 
 namespace app::http {
 
+constexpr int seconds_idle = 15;
+constexpr size_t requests_of_connection = 1000;
+
 class connection final : public httplib::Stream {
  public:
   explicit connection(int socket);
@@ -57,6 +60,8 @@ class connection final : public httplib::Stream {
 
 class connection_server final : public httplib::Server {
  public:
+  /** After an address has been taken: lets as many wait for it as may come at once, where the library lets five. */
+  void widen_queue() { ::listen(svr_sock_, SOMAXCONN); }
   /** No further request; streams are cut after a second. */
   void stop_all();
   bool stopping() const { return stopping_; }

@@ -1,11 +1,10 @@
-/* Audio files and the pictures in and beside them. Only what lies below a folder that has been scanned is ever opened, and no link is
+/* Files of music. Only what lies below a folder that has been scanned is ever opened, and no link is
  * followed out of one. */
 #ifndef CADENZ_APP_FILES_OF_MUSIC_H
 #define CADENZ_APP_FILES_OF_MUSIC_H
 
 #include <cstdint>
 #include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -30,11 +29,6 @@ class open_file {
   const int descriptor_;
 };
 
-struct picture {
-  std::string bytes;
-  const char* type;
-};
-
 class music_files {
  public:
   explicit music_files(std::vector<std::string> folders);
@@ -45,8 +39,6 @@ class music_files {
   bool any() const { return !roots_.empty(); }
   /** Null for what isn't there or may not be opened. */
   std::shared_ptr<open_file> open(const std::string& path) const;
-  /** The picture in an audio file, or cover.jpg and the like beside it. */
-  std::optional<picture> cover(const std::string& path) const;
 
  private:
   struct root {

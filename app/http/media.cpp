@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+#include "http/pictures.h"
+
 namespace app::http {
 
 namespace {
@@ -66,7 +68,7 @@ void add_media(connection_server& http, house& in, admission admit) {
   const auto cover = [&](std::string (*path_of)(house&, const std::string&)) {
     return [&in, admit, path_of](const httplib::Request& request, httplib::Response& response) {
       admit(request);
-      std::optional<picture> found = in.files.cover(path_of(in, request.matches[1]));
+      std::optional<picture> found = cover_of(in.files, path_of(in, request.matches[1]));
       if (!found) throw refusal(404, "there is no picture");
       response.set_header("Cache-Control", "private, max-age=3600");
       response.set_content(std::move(found->bytes), found->type);

@@ -82,6 +82,8 @@ class server::work {
   work(house& in, server_setup setup) : in_(in), setup_(std::move(setup)) {
     http_.new_task_queue = [] { return new growing_pool(most_threads); };
     http_.set_payload_max_length(largest_body);
+    http_.set_keep_alive_timeout(seconds_idle);
+    http_.set_keep_alive_max_count(requests_of_connection);
     http_.set_tcp_nodelay(true);
     http_.set_pre_routing_handler([this](const httplib::Request& request, httplib::Response& response) {
       return admit(request, response) ? httplib::Server::HandlerResponse::Unhandled
@@ -106,6 +108,7 @@ class server::work {
     if (!bound)
       throw failure("nothing can listen at " + setup_.host + ":" + std::to_string(setup_.port),
                     "is another program there? Take another port with --listen HOST:PORT");
+    http_.widen_queue();
     const bool six = setup_.host.find(':') != std::string::npos;
     return "http://" + (six ? "[" + setup_.host + "]" : setup_.host) + ":" + std::to_string(setup_.port) + "/";
   }

@@ -1,7 +1,9 @@
-/* Catalogue handles for the server's threads: each is one thread's at a time, and a bounded number of them is kept for the next. */
+/* Catalogue handles for the server's threads: each is one thread's at a time, and there is a bounded number. Who comes when all are lent
+ * waits: questions take the processor, so more at once would end no sooner, and each handle keeps what it has read in memory. */
 #ifndef CADENZ_APP_SHELF_H
 #define CADENZ_APP_SHELF_H
 
+#include <condition_variable>
 #include <mutex>
 #include <vector>
 
@@ -11,7 +13,7 @@ namespace app::http {
 
 class shelf {
  public:
-  shelf(std::string path, size_t most_kept) : path_(std::move(path)), most_(most_kept) {}
+  shelf(std::string path, size_t most) : path_(std::move(path)), free_(most) {}
 
   /** A handle, back on the shelf when it goes out of scope. */
   class borrowed {
@@ -31,24 +33,35 @@ class shelf {
 
  private:
   catalog_owner take() {
-    {
-      const std::lock_guard held(mutex_);
-      if (!kept_.empty()) {
-        catalog_owner last = std::move(kept_.back());
-        kept_.pop_back();
-        return last;
-      }
+    std::unique_lock held(mutex_);
+    one_is_back_.wait(held, [this] { return free_ > 0; });
+    --free_;
+    if (!kept_.empty()) {
+      catalog_owner last = std::move(kept_.back());
+      kept_.pop_back();
+      return last;
     }
-    return open_catalog(path_);
+    held.unlock();
+    try {
+      return open_catalog(path_);
+    } catch (...) {
+      give({});
+      throw;
+    }
   }
   void give(catalog_owner handle) {
-    const std::lock_guard held(mutex_);
-    if (kept_.size() < most_) kept_.push_back(std::move(handle));
+    {
+      const std::lock_guard held(mutex_);
+      if (handle) kept_.push_back(std::move(handle));
+      ++free_;
+    }
+    one_is_back_.notify_one();
   }
 
   const std::string path_;
-  const size_t most_;
   std::mutex mutex_;
+  std::condition_variable one_is_back_;
+  size_t free_;  // that may be lent yet
   std::vector<catalog_owner> kept_;
 };
 

@@ -30,7 +30,23 @@ open_station::open_station(const session& running, const std::string& catalog, c
 open_station::open_station(const session& running, const std::string& catalog, const std::string& id)
     : catalog_(open_catalog(catalog)) {
   station_.emplace(catalog_.get(), running, id, std::vector<std::pair<const char*, std::string>>());
+  recall();
   begin({});
+}
+
+/** What was played before, as the catalogue keeps it: by title and artist. */
+void open_station::recall() {
+  std::string liked;
+  for (history_row& row : read_history(catalog_.get(), station_->id())) {
+    if (row.event == "liked") liked = row.title;
+    if (row.event != "played" && row.event != "skipped" && row.event != "banned") continue;
+    item track;
+    track.title = std::move(row.title);
+    track.artist = std::move(row.artist);
+    const bool was_liked = liked == track.title;
+    played_.push_front({std::move(track), row.event, was_liked});
+    if (played_.size() > most_played) played_.pop_back();
+  }
 }
 
 void open_station::begin(const origin& from) {
@@ -101,6 +117,7 @@ std::vector<item> open_station::playlist() const {
 
 json addressed(const item& shown) {
   json object = object_of(shown, false);
+  if (shown.id.empty()) return object;  // of the past
   const std::string kind = kind_name(shown.kind), id = as_address(shown.id);
   object["id"] = id;
   if (shown.kind == item_kind::track) object["cover"] = "/api/tracks/" + id + "/cover";

@@ -43,6 +43,7 @@ class open_station {
 
  private:
   void begin(const origin& from);
+  void recall();
   void hear(const radio_event& event);
 
   struct past_track {

@@ -310,7 +310,7 @@ TEST_F(Stations, AnOlderCatalogueIsBroughtUp) {
     query(sql);
   start("", {{VELOX_QUERYOPT_SERVICE_URL, url.c_str()}});  // by the first that reads it
   EXPECT_EQ(query("SELECT count(*) FROM station"), 1);
-  EXPECT_EQ(query("PRAGMA user_version"), 5);
+  EXPECT_EQ(query("PRAGMA user_version"), 6);
   open();
   expect_sound();
   EXPECT_EQ(counts().tracks, 100u);

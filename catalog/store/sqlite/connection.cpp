@@ -11,6 +11,7 @@
 #include <cstring>
 #include <filesystem>
 
+#include "model/text.h"
 #include "store/sqlite/schema.h"
 
 namespace velox::catalog::sqlite {
@@ -246,6 +247,15 @@ void connection::bring_up() {
   const uint32_t found = version();
   if (found > present) refuse(path_, "was written by a newer version of this program and stays as it is");
   if (found == present) return;
+  // folded(text): a name as the indexes of words have it.
+  const auto fold = [](sqlite3_context* to, int, sqlite3_value** given) {
+    const auto* text = reinterpret_cast<const char*>(sqlite3_value_text(given[0]));
+    const std::string result = folded(text ? text : "");
+    sqlite3_result_text(to, result.data(), static_cast<int>(result.size()), SQLITE_TRANSIENT);
+  };
+  constexpr int pure = SQLITE_UTF8 | SQLITE_DETERMINISTIC;
+  if (sqlite3_create_function_v2(raw_, "folded", 1, pure, nullptr, fold, nullptr, nullptr, nullptr) != SQLITE_OK)
+    fail();
   execute("BEGIN EXCLUSIVE");
   const uint32_t first = version();  // another process may have been first
   for (uint32_t next = first; next < present; ++next) execute(schema_versions()[next]);

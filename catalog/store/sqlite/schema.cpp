@@ -102,7 +102,23 @@ INSERT INTO chart SELECT ifnull(g.id, 0), year/10*10, count(*)
     FROM track LEFT JOIN attribute g ON g.id=CAST(attrs AS INTEGER) AND g.kind=1 GROUP BY 1, 2;
 )sql";
 
-constexpr const char* k_versions[] = {k_first_version, k_digests, k_stations, k_sounds, k_browsing};
+// The words again, with the beginnings of one and two letters as entries of their own: otherwise who types the first letter of a name
+// has all the words that begin with it put together.
+constexpr const char k_beginnings[] = R"sql(
+DROP TABLE track_words;
+DROP TABLE album_words;
+DROP TABLE artist_words;
+CREATE VIRTUAL TABLE track_words USING fts5(name, by, content='', columnsize=0, prefix='1 2', tokenize="unicode61 remove_diacritics 2");
+CREATE VIRTUAL TABLE album_words USING fts5(name, by, content='', columnsize=0, prefix='1 2', tokenize="unicode61 remove_diacritics 2");
+CREATE VIRTUAL TABLE artist_words USING fts5(name, by, content='', columnsize=0, prefix='1 2', tokenize="unicode61 remove_diacritics 2");
+INSERT INTO track_words(rowid, name, by)
+    SELECT track.id, folded(title), folded(ifnull(credit, name)) FROM track JOIN artist ON artist.id=artist_id;
+INSERT INTO album_words(rowid, name, by)
+    SELECT album.id, folded(title), folded(name) FROM album JOIN artist ON artist.id=artist_id;
+INSERT INTO artist_words(rowid, name, by) SELECT id, folded(name), '' FROM artist;
+)sql";
+
+constexpr const char* k_versions[] = {k_first_version, k_digests, k_stations, k_sounds, k_browsing, k_beginnings};
 
 }  // namespace
 
