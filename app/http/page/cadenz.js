@@ -310,7 +310,7 @@ async function unplayable() {
     current().currentTime = at;
     if (playing.wanted) start();
   } else if (++playing.failed > mostFailed) {
-    playing.wanted = false;
+    stop();
     playing.failed = 0;
     tell("One track after another can't be played. Is the music where it was scanned? Play tries again.", true);
   } else {
@@ -453,7 +453,8 @@ function paint(state) {
     else $("cover").replaceChildren();
   }
   const from = [...state.from.seeds.map(byline), ...state.from.filters.map((one) => one.name)].join(", ");
-  $("from").textContent = state.station.name === from || !from ? state.station.name : `${state.station.name}: from ${from}`;
+  $("from").textContent = state.station.name;
+  $("started-from").textContent = from && `Started from ${from}`;
   for (const id of ["toggle", "next", "love", "ban", "love-artist", "ban-artist", "position"]) $(id).disabled = !track;
   $("love").setAttribute("aria-pressed", String(Boolean(track?.liked)));
 
@@ -529,13 +530,13 @@ async function paintNear(track) {
   const name = (one) => `${one.title} by ${one.artist}`;
   const svg = draw("svg", { viewBox: `0 0 ${size} ${size}`, role: "img", "aria-label": `A map of what sounds like ${track.title}; the nearest are listed with it` });
   for (const radius of [0.34, 0.67, 1]) svg.append(draw("circle", { class: "ring", cx: middle, cy: middle, r: radius * (middle - 24) }));
-  svg.append(draw("circle", { class: "middle", cx: middle, cy: middle, r: 9 }, draw("title", {}, name(track))));
   near.forEach((one, i) => {
     const dot = draw("g", { class: i < listed ? "dot listed" : "dot", transform: `translate(${place(one.x)} ${place(one.y)})` },
-      draw("circle", { r: i < listed ? 12 : 6 }), i < listed ? draw("text", { "text-anchor": "middle", y: 5 }, String(i + 1)) : null, draw("title", {}, name(one.track)));
+      draw("circle", { r: i < listed ? 11 : 6 }), i < listed ? draw("text", { "text-anchor": "middle", y: 5 }, String(i + 1)) : null, draw("title", {}, name(one.track)));
     dot.addEventListener("click", () => paintNear(one.track));
     svg.append(dot);
   });
+  svg.append(draw("circle", { class: "middle", cx: middle, cy: middle, r: 6 }, draw("title", {}, name(track))));
   const rows = near.slice(0, listed).map((one) => make("li", {}, make("button", { type: "button", class: "row", onclick: () => paintNear(one.track) }, one.track.title),
     make("span", { class: "by" }, ` by ${one.track.artist}`)));
   const away = track.id !== on && make("p", { class: "go" }, make("strong", {}, name(track)),
