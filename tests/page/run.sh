@@ -3,7 +3,7 @@
 # folder once; screenshots go to the folder of pictures, where one is named.
 set -euo pipefail
 here=$(dirname "$(realpath "$0")")
-cadenz=$(realpath "$1") folder=$2
+cadenz=$(realpath "$1") folder=$2 pictures=${3:+$(realpath "$3")}
 mkdir --parents "$folder"
 if ! cmp --quiet "$here/package-lock.json" "$folder/installed"; then
   cp "$here"/package.json "$here"/package-lock.json "$here"/.npmrc "$folder"
@@ -12,4 +12,4 @@ if ! cmp --quiet "$here/package-lock.json" "$folder/installed"; then
 fi
 cp "$here/page_test.mjs" "$folder"
 cd "$folder"
-CADENZ=$cadenz PICTURES=${3-} exec node --test --test-concurrency=1 page_test.mjs
+CADENZ=$cadenz PICTURES=$pictures exec node --test --test-concurrency=1 page_test.mjs
