@@ -304,7 +304,7 @@ async function unplayable() {
   const there = await fetch("/api/hello").then((answer) => answer.ok, () => false);
   if (!there) await attempt(() => ask("GET", "/api/hello"));
   playing.failing = null;
-  if (track !== playing.track) return;
+  if (track.id !== playing.track?.id) return;
   if (!there) {
     load(current(), track, true);
     current().currentTime = at;
@@ -371,7 +371,7 @@ setInterval(() => { if (view === "player" && !document.hidden) follow(); }, 1000
 // Where a tab was is kept for its reload.
 window.addEventListener("pagehide", () => {
   if (!playing.track) return sessionStorage.removeItem("cadenz");
-  return sessionStorage.setItem("cadenz", JSON.stringify({ track: playing.track.id, at: current().currentTime, wanted: playing.wanted }));
+  return sessionStorage.setItem("cadenz", JSON.stringify({ station: playing.station, track: playing.track.id, at: current().currentTime, wanted: playing.wanted }));
 });
 
 /** Enters a station that there was, at the place where this tab left it. */
@@ -379,10 +379,12 @@ function goOn(state) {
   const left = JSON.parse(sessionStorage.getItem("cadenz") ?? "{}");
   sessionStorage.removeItem("cadenz");
   if (playing.station !== state.station.id) stop();
-  if (left.track && left.track === state.track?.id) {
-    load(current(), state.track);
-    current().currentTime = left.at;
+  if (left.station === state.station.id) {
     playing.wanted = left.wanted;
+    if (left.track === state.track?.id) {
+      load(current(), state.track);
+      current().currentTime = left.at;
+    }
   } else if (playing.opening === state.station.id) {
     playing.wanted = true;
   }
