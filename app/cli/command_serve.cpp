@@ -124,7 +124,7 @@ int serve(const std::string& path, const serve_request& request) {
 
   std::vector<std::string> names = request.names;
   for (std::string& name : names) name = lower(name);
-  http::server server(house, {host, port, names, request.no_password});
+  http::server server(house, {host, port, names});
   write_result("Listening at " + server.bind() + '\n');
   if (!is_loopback(host) && request.no_password)
     tell("everybody who reaches this address can listen, without a password");

@@ -182,7 +182,7 @@ class server::work {
 
   void add(const route& one) {
     const auto handle = [this, &one](const httplib::Request& request, httplib::Response& response) {
-      call by = {.who = one.run == nullptr ? person{} : known_or_greeted(request, one),
+      call by = {.who = known_or_greeted(request, one),
                  .id = request.matches.size() > 1 ? request.matches[1].str() : std::string(),
                  .parameter = [&](const char* name) { return request.get_param_value(name); },
                  .body = body_of(request),

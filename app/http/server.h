@@ -14,7 +14,6 @@ struct server_setup {
   std::string host;                // an address or a name to listen at
   int port;                        // 0: any that is free
   std::vector<std::string> names;  // under which it may be asked, beside addresses and "localhost"
-  bool open_to_all = false;        // without users, from anywhere
 };
 
 class server {

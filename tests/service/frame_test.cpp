@@ -273,7 +273,19 @@ TEST_F(Frame, RefusesBadArguments) {
 TEST(Down, OperationsTellThatTheServiceIsnt) {
   recording::start();
   velox_standin_log_enable(0xb5, PASK_LOG_ERROR | PASK_LOG_TRACE);
-  for (const operation_row& row : k_operations) {
+  std::vector<operation_row> all(std::begin(k_operations), std::end(k_operations));
+  all.push_back({"velox_cadenz_query_create", "( %p, %p, %p, %p )", [](void* made) {
+                   return velox_cadenz_query_create(nullptr, nullptr, nullptr,
+                                                    static_cast<velox_cadenz_query_handle*>(made));
+                 }});
+  all.push_back({"velox_cadenz_filter_create", "( %p )", [](void* made) {
+                   return velox_cadenz_filter_create(static_cast<velox_cadenz_filter_handle*>(made));
+                 }});
+  all.push_back({"velox_cadenz_station_lookup", "( %s, %p, %p, %p, %p )", [](void* made) {
+                   return velox_cadenz_station_lookup("id", nullptr, nullptr, nullptr,
+                                                      static_cast<velox_cadenz_station_handle*>(made));
+                 }});
+  for (const operation_row& row : all) {
     EXPECT_EQ(row.with(anything<void*>()), CADENZ_ERR_NOT_INITED) << row.name;
     EXPECT_EQ(last_error().operation, row.name);
     EXPECT_STREQ(last_error().message, "cadenz not initialized!");
