@@ -90,12 +90,15 @@ found inspect(const std::string& path) {
   uint8_t header[100] = {};
   const int opened = sqlite3_open_v2(path.c_str(), &raw, SQLITE_OPEN_READONLY | SQLITE_OPEN_NOMUTEX, nullptr);
   const int reason = raw ? sqlite3_system_errno(raw) : ENOMEM;
-  const bool read = opened == SQLITE_OK &&
-                    sqlite3_file_control(raw, "main", SQLITE_FCNTL_FILE_POINTER, &file) == SQLITE_OK &&
-                    file->pMethods->xRead(file, header, sizeof header, 0) == SQLITE_OK;
+  int read = opened;
+  if (read == SQLITE_OK) read = sqlite3_file_control(raw, "main", SQLITE_FCNTL_FILE_POINTER, &file);
+  if (read == SQLITE_OK) read = file->pMethods->xRead(file, header, sizeof header, 0);
   sqlite3_close(raw);
   if (opened != SQLITE_OK) refuse(path, std::string("can't be opened: ") + std::strerror(reason));
-  if (!read || std::memcmp(header, "SQLite format 3", 16) != 0 || big_endian(header + 68) != k_application_id)
+  if (read != SQLITE_OK && read != SQLITE_IOERR_SHORT_READ)
+    refuse(path, std::string("can't be read: ") + sqlite3_errstr(read));
+  if (read != SQLITE_OK || std::memcmp(header, "SQLite format 3", 16) != 0 ||
+      big_endian(header + 68) != k_application_id)
     refuse(path, "isn't a music catalogue: the file belongs to something else and stays as it is");
   if (big_endian(header + 60) > schema_versions().size())
     refuse(path, "was written by a newer version of this program and stays as it is");
@@ -190,6 +193,8 @@ connection::connection(std::string path, role as) : path_(std::move(path)) {
       open(path_, SQLITE_OPEN_READWRITE);
     }
     bring_up();
+    // The log is a property of the file, but not of a transaction: whoever made the file may have ended before it.
+    if (fill) execute("PRAGMA journal_mode=WAL");
     execute(fill ? "PRAGMA synchronous=NORMAL; PRAGMA cache_size=-131072; PRAGMA temp_store=MEMORY;"
                    "PRAGMA wal_autocheckpoint=8192"
                  : "PRAGMA synchronous=NORMAL");
@@ -264,7 +269,6 @@ void connection::bring_up() {
              ";PRAGMA user_version=" + std::to_string(present))
                 .c_str());
   execute("COMMIT");
-  if (first == 0) execute("PRAGMA journal_mode=WAL");
 }
 
 void connection::fail() const { fail_with(raw_, path_); }
