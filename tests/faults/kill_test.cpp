@@ -5,6 +5,7 @@
 #include <unistd.h>
 #include <velox/velox_cadenz.h>
 
+#include <latch>
 #include <map>
 #include <random>
 #include <set>
@@ -122,7 +123,7 @@ class worker {
 
 class Kill : public Catalogue {
  protected:
-  /** Lets a worker work for a while and ends it; gives what it told. */
+  /** Lets a worker work for a while from its first word on, or from its start, and ends it; gives what it told. */
   std::vector<told> work_until_killed(uint32_t seed, std::chrono::microseconds a_while) const {
     int ends[2];
     EXPECT_EQ(pipe(ends), 0);
@@ -133,9 +134,16 @@ class Kill : public Catalogue {
     }
     ::close(ends[1]);
     std::vector<told> all;
+    std::latch heard(1);
     std::thread reader([&] {
-      for (told line; read(ends[0], &line, sizeof line) == sizeof line;) all.push_back(line);
+      bool first = true;
+      for (told line; read(ends[0], &line, sizeof line) == sizeof line; first = false) {
+        all.push_back(line);
+        if (first) heard.count_down();
+      }
+      if (first) heard.count_down();
     });
+    if (seed % 4 != 0) heard.wait();
     std::this_thread::sleep_for(a_while);
     kill(child, SIGKILL);
     int status = 0;
