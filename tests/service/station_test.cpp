@@ -100,7 +100,10 @@ TEST_F(Station, IsMadeFromAQuery) {
 }
 
 TEST_F(Station, NeedsNeitherSeedsNorFilterButAnIdentifier) {
+  velox_standin_log_enable(0xb5, PASK_LOG_ERROR);
   EXPECT_EQ(make(), 0u);
+  EXPECT_EQ(recording::take_log(), lines{"N|velox_cadenz|1|90b50600|(null)"}) << "that there are no seeds is told";
+  velox_standin_log_enable(0xb5, 0);
   release();
   reported[ID] = "";
   EXPECT_EQ(make(), CADENZ_ERR_NOT_FOUND);
