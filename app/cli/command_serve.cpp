@@ -49,6 +49,32 @@ int add_user(http::listeners& people, const std::string& name) {
   return exit_fine;
 }
 
+/** An app signs in with a password of its own, which is told once. */
+int change_app(http::listeners& people, const serve_request& request) {
+  const std::string& name = request.app_of.empty() ? request.no_app_of : request.app_of;
+  const std::optional<http::person> who = people.named(name);
+  if (!who) throw failure("there is no user \"" + name + '"', "add one with cadenz serve --add-user NAME");
+  if (request.app.empty()) throw failure("an app needs a name", "give --app NAME");
+  if (!request.app_of.empty()) {
+    write_result("Password of " + safe(request.app) + " for " + safe(name) + ": " + people.add_app(*who, request.app) +
+                 '\n');
+  } else {
+    if (!people.remove_app(*who, request.app)) throw failure("there is no app \"" + request.app + '"');
+    write_result("Removed: " + safe(request.app) + '\n');
+  }
+  return exit_fine;
+}
+
+int change_users(const std::string& file, const serve_request& request) {
+  http::database kept(file);
+  http::listeners people(kept);
+  if (!request.add_user.empty()) return add_user(people, request.add_user);
+  if (request.remove_user.empty()) return change_app(people, request);
+  if (!people.remove(request.remove_user)) throw failure("there is no user \"" + request.remove_user + '"');
+  write_result("Removed: " + safe(request.remove_user) + '\n');
+  return exit_fine;
+}
+
 /** "HOST:PORT", "PORT", "[::1]:PORT". */
 std::pair<std::string, int> address_in(const std::string& text) {
   const size_t colon = text.rfind(':');
@@ -91,13 +117,7 @@ void raise_limits() {
 int serve(const std::string& path, const serve_request& request) {
   const std::string file =
       !request.users.empty() ? request.users : (std::filesystem::path(path).parent_path() / "listeners.db").string();
-  if (!request.add_user.empty() || !request.remove_user.empty()) {
-    http::listeners people(file);
-    if (!request.add_user.empty()) return add_user(people, request.add_user);
-    if (!people.remove(request.remove_user)) throw failure("there is no user \"" + request.remove_user + '"');
-    write_result("Removed: " + safe(request.remove_user) + '\n');
-    return exit_fine;
-  }
+  if (request.about_users()) return change_users(file, request);
 
   // Blocked in all threads, to be waited for.
   sigset_t ends;
@@ -112,7 +132,8 @@ int serve(const std::string& path, const serve_request& request) {
   check(velox_catalog_default_set(catalog_url(path).c_str()), "naming the catalogue");
   http::house house = {running,
                        {path, handles()},
-                       http::listeners(file),
+                       http::database(file),
+                       http::listeners(house.kept),
                        {running, path, request.stations},
                        http::music_files(std::move(folders))};
   if (!is_loopback(host) && !house.people.anybody() && !request.no_password)

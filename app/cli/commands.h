@@ -63,11 +63,16 @@ struct stations_request {
 
 struct serve_request {
   std::string listen = "127.0.0.1:4848";
-  std::vector<std::string> names;     // under which a proxy asks
-  std::string users;                  // the file of listeners; empty: beside the catalogue
-  std::string add_user, remove_user;  // instead of serving
+  std::vector<std::string> names;      // under which a proxy asks
+  std::string users;                   // the file of listeners; empty: beside the catalogue
+  std::string add_user, remove_user;   // instead of serving
+  std::string app_of, no_app_of, app;  // the same: for whom an app gets a password or loses it
   bool no_password = false;
   size_t stations = 64;  // open at once
+
+  bool about_users() const {
+    return !add_user.empty() || !remove_user.empty() || !app_of.empty() || !no_app_of.empty();
+  }
 };
 
 /* `catalog` is the path of the catalogue's file. */

@@ -355,6 +355,10 @@ void add_serve(CLI::App& program, command_line& line) {
       ->check(names_something, "")
       ->type_name("NAME");
   command->add_option("--remove-user", request.remove_user, "Remove a listener")->type_name("NAME");
+  command->add_option("--add-app", request.app_of, "Give an app of a listener's a password of its own, told once")
+      ->type_name("USER");
+  command->add_option("--remove-app", request.no_app_of, "Take an app's password away")->type_name("USER");
+  command->add_option("--app", request.app, "Which app that is about")->type_name("NAME");
   command->add_flag("--no-password", request.no_password, "Let everybody in who reaches the address");
   command->callback(
       [&line] { line.run = [](const command_line& l) { return serve(catalog_path(l.catalog), l.serve); }; });

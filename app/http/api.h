@@ -17,6 +17,7 @@ namespace app::http {
 struct house {
   const session& running;
   shelf catalogs;
+  database kept;  // the server's own file
   listeners people;
   stage stations;
   music_files files;

@@ -1,10 +1,7 @@
 /* Passwords are stretched by libsodium; of a cookie's secret only a digest is kept, so that the file signs nobody in. */
 #include "http/listeners.h"
 
-#include <fcntl.h>
 #include <sodium.h>
-#include <sqlite3.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <ctime>
@@ -15,16 +12,9 @@ namespace app::http {
 
 namespace {
 
-constexpr const char schema[] = R"sql(
-PRAGMA journal_mode=WAL;
-CREATE TABLE IF NOT EXISTS listener(id INTEGER PRIMARY KEY AUTOINCREMENT, name TEXT NOT NULL UNIQUE, password TEXT NOT NULL);
-CREATE TABLE IF NOT EXISTS sign_in(secret TEXT PRIMARY KEY, listener INTEGER NOT NULL, used INTEGER NOT NULL) WITHOUT ROWID;
-CREATE TABLE IF NOT EXISTS owner(station TEXT PRIMARY KEY, listener INTEGER NOT NULL) WITHOUT ROWID;
-PRAGMA user_version=1;
-)sql";
-
 constexpr int64_t sign_in_seconds = 60 * 24 * 60 * 60;  // without use
 constexpr size_t secret_bytes = 32;
+constexpr size_t app_password_digits = 32;  // 128 bits
 constexpr int forgiven = 4, longest_wait = 60;
 constexpr size_t most_addresses = 10'000;
 
@@ -54,107 +44,63 @@ bool fits(const std::string& kept, const std::string& password) {
   return crypto_pwhash_str_verify(kept.c_str(), password.data(), password.size()) == 0;
 }
 
+std::string random_text() {
+  unsigned char random[secret_bytes];
+  randombytes_buf(random, sizeof random);
+  return hex(random, sizeof random);
+}
+
 int64_t now() { return static_cast<int64_t>(std::time(nullptr)); }
 
 }  // namespace
 
-/** One statement, its parameters in order. */
-class listeners::query {
- public:
-  query(sqlite3* database, const char* sql) {
-    if (sqlite3_prepare_v2(database, sql, -1, &statement_, nullptr) != SQLITE_OK)
-      throw failure(std::string("the file of listeners can't be used: ") + sqlite3_errmsg(database));
-  }
-  ~query() { sqlite3_finalize(statement_); }
-  query(const query&) = delete;
-  query& operator=(const query&) = delete;
-
-  query& bind(int64_t value) { return sqlite3_bind_int64(statement_, ++bound_, value), *this; }
-  query& bind(const std::string& value) {
-    sqlite3_bind_text(statement_, ++bound_, value.data(), static_cast<int>(value.size()), SQLITE_TRANSIENT);
-    return *this;
-  }
-  bool step() {
-    const int result = sqlite3_step(statement_);
-    if (result != SQLITE_ROW && result != SQLITE_DONE)
-      throw failure(std::string("the file of listeners can't be used: ") +
-                    sqlite3_errmsg(sqlite3_db_handle(statement_)));
-    return result == SQLITE_ROW;
-  }
-  int64_t number(int column) const { return sqlite3_column_int64(statement_, column); }
-  std::string text(int column) const {
-    const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(statement_, column));
-    return text ? text : "";
-  }
-
- private:
-  sqlite3_stmt* statement_ = nullptr;
-  int bound_ = 0;
-};
-
-listeners::listeners(const std::string& path) {
+listeners::listeners(database& in) : in_(in) {
   if (sodium_init() < 0) throw failure("the cryptographic library can't be used");
-  // Made with its mode before anything is in it; the database's other files get the same.
-  if (const int fd = ::open(path.c_str(), O_CREAT | O_RDWR | O_CLOEXEC, 0600); fd >= 0) ::close(fd);
-  if (sqlite3_open_v2(path.c_str(), &database_, SQLITE_OPEN_READWRITE | SQLITE_OPEN_FULLMUTEX, nullptr) != SQLITE_OK) {
-    const failure failed("the file of listeners \"" + path + "\" can't be opened: " + sqlite3_errmsg(database_));
-    sqlite3_close(database_);
-    throw failed;
-  }
-  sqlite3_busy_timeout(database_, 5000);
-  try {
-    run(schema);
-  } catch (...) {
-    sqlite3_close(database_);
-    throw;
-  }
-}
-
-listeners::~listeners() { sqlite3_close(database_); }
-
-void listeners::run(const char* sql) {
-  if (sqlite3_exec(database_, sql, nullptr, nullptr, nullptr) != SQLITE_OK)
-    throw failure(std::string("the file of listeners can't be used: ") + sqlite3_errmsg(database_));
 }
 
 void listeners::put(const std::string& name, const std::string& password) {
   const std::string kept = stretched(password);
-  const std::lock_guard held(mutex_);
-  query(database_, "INSERT INTO listener(name, password) VALUES (?1, ?2) ON CONFLICT(name) DO UPDATE SET password=?2")
-      .bind(name)
-      .bind(kept)
-      .step();
-  query(database_, "DELETE FROM sign_in WHERE listener=(SELECT id FROM listener WHERE name=?)").bind(name).step();
+  in_.run("INSERT INTO listener(name, password) VALUES (?1, ?2) ON CONFLICT(name) DO UPDATE SET password=?2", name,
+          kept);
+  in_.run("DELETE FROM sign_in WHERE listener=(SELECT id FROM listener WHERE name=?)", name);
 }
 
 bool listeners::remove(const std::string& name) {
-  const std::lock_guard held(mutex_);
-  query(database_, "DELETE FROM sign_in WHERE listener=(SELECT id FROM listener WHERE name=?)").bind(name).step();
-  query(database_, "DELETE FROM owner WHERE listener=(SELECT id FROM listener WHERE name=?)").bind(name).step();
-  query(database_, "DELETE FROM listener WHERE name=?").bind(name).step();
-  return sqlite3_changes(database_) > 0;
+  database::transaction all(in_);
+  const std::optional<person> gone = named(name);
+  if (!gone) return false;
+  for (const char* sql : {"DELETE FROM sign_in WHERE listener=?", "DELETE FROM owner WHERE listener=?",
+                          "DELETE FROM app_password WHERE listener=?", "DELETE FROM star WHERE listener=?",
+                          "DELETE FROM rating WHERE listener=?", "DELETE FROM play WHERE listener=?",
+                          "DELETE FROM playlist_entry WHERE playlist IN (SELECT id FROM playlist WHERE listener=?)",
+                          "DELETE FROM playlist WHERE listener=?", "DELETE FROM play_queue WHERE listener=?",
+                          "DELETE FROM listener WHERE id=?"})
+    in_.run(sql, gone->id);
+  all.commit();
+  return true;
 }
 
 std::vector<std::string> listeners::names() {
-  const std::lock_guard held(mutex_);
   std::vector<std::string> names;
-  query row(database_, "SELECT name FROM listener ORDER BY name");
+  database::statement row(in_, "SELECT name FROM listener ORDER BY name");
   while (row.step()) names.push_back(row.text(0));
   return names;
 }
 
-bool listeners::anybody() {
-  const std::lock_guard held(mutex_);
-  return query(database_, "SELECT 1 FROM listener LIMIT 1").step();
+bool listeners::anybody() { return database::statement(in_, "SELECT 1 FROM listener LIMIT 1").step(); }
+
+std::optional<person> listeners::named(const std::string& name) {
+  database::statement row(in_, "SELECT id, name FROM listener WHERE name=?");
+  if (!row.with(name).step()) return std::nullopt;
+  return person{row.number(0), row.text(1)};
 }
 
 std::optional<std::string> listeners::sign_in(const std::string& name, const std::string& password) {
   int64_t id = 0;
   std::string kept;
   {
-    const std::lock_guard held(mutex_);
-    query row(database_, "SELECT id, password FROM listener WHERE name=?");
-    if (row.bind(name).step()) id = row.number(0), kept = row.text(1);
+    database::statement row(in_, "SELECT id, password FROM listener WHERE name=?");
+    if (row.with(name).step()) id = row.number(0), kept = row.text(1);
   }
   if (id == 0) {
     static const std::string nobodys =
@@ -164,48 +110,63 @@ std::optional<std::string> listeners::sign_in(const std::string& name, const std
   }
   if (!fits(kept, password)) return std::nullopt;
 
-  unsigned char random[secret_bytes];
-  randombytes_buf(random, sizeof random);
-  const std::string secret = hex(random, sizeof random);
-  const std::lock_guard held(mutex_);
-  query(database_, "DELETE FROM sign_in WHERE used<?").bind(now() - sign_in_seconds).step();
-  query(database_, "INSERT INTO sign_in VALUES (?, ?, ?)").bind(digest_of(secret)).bind(id).bind(now()).step();
+  const std::string secret = random_text();
+  in_.run("DELETE FROM sign_in WHERE used<?", now() - sign_in_seconds);
+  in_.run("INSERT INTO sign_in VALUES (?, ?, ?)", digest_of(secret), id, now());
   return secret;
 }
 
 void listeners::sign_out(const std::string& secret) {
-  const std::lock_guard held(mutex_);
-  query(database_, "DELETE FROM sign_in WHERE secret=?").bind(digest_of(secret)).step();
+  in_.run("DELETE FROM sign_in WHERE secret=?", digest_of(secret));
 }
 
 std::optional<person> listeners::who(const std::string& secret) {
   constexpr int64_t noted_every = 60 * 60;
   const std::string digest = digest_of(secret);
-  const std::lock_guard held(mutex_);
-  query row(database_,
-            "SELECT l.id, l.name, used FROM sign_in s JOIN listener l ON l.id=s.listener WHERE secret=? AND used>=?");
-  if (!row.bind(digest).bind(now() - sign_in_seconds).step()) return std::nullopt;
+  database::statement row(
+      in_, "SELECT l.id, l.name, used FROM sign_in s JOIN listener l ON l.id=s.listener WHERE secret=? AND used>=?");
+  if (!row.with(digest, now() - sign_in_seconds).step()) return std::nullopt;
   person found{row.number(0), row.text(1)};
-  if (row.number(2) < now() - noted_every)
-    query(database_, "UPDATE sign_in SET used=? WHERE secret=?").bind(now()).bind(digest).step();
+  if (row.number(2) < now() - noted_every) in_.run("UPDATE sign_in SET used=? WHERE secret=?", now(), digest);
   return found;
 }
 
 void listeners::own(const person& who, const std::string& station) {
-  if (who.id == 0) return;
-  const std::lock_guard held(mutex_);
-  query(database_, "INSERT OR REPLACE INTO owner VALUES (?, ?)").bind(station).bind(who.id).step();
+  if (who.id != 0) in_.run("INSERT OR REPLACE INTO owner VALUES (?, ?)", station, who.id);
 }
 
 bool listeners::owns(const person& who, const std::string& station) {
   if (who.id == 0) return true;
-  const std::lock_guard held(mutex_);
-  return query(database_, "SELECT 1 FROM owner WHERE station=? AND listener=?").bind(station).bind(who.id).step();
+  return database::statement(in_, "SELECT 1 FROM owner WHERE station=? AND listener=?").with(station, who.id).step();
 }
 
-void listeners::disown(const std::string& station) {
-  const std::lock_guard held(mutex_);
-  query(database_, "DELETE FROM owner WHERE station=?").bind(station).step();
+void listeners::disown(const std::string& station) { in_.run("DELETE FROM owner WHERE station=?", station); }
+
+// ---- Apps ----------------------------------------------------------------------------------------------------------
+
+std::string listeners::add_app(const person& who, const std::string& app) {
+  const std::string password = random_text().substr(0, app_password_digits);
+  in_.run("INSERT OR REPLACE INTO app_password VALUES (?, ?, ?)", who.id, app, password);
+  return password;
+}
+
+bool listeners::remove_app(const person& who, const std::string& app) {
+  return in_.run("DELETE FROM app_password WHERE listener=? AND app=?", who.id, app) > 0;
+}
+
+std::vector<std::string> listeners::app_passwords(const person& who) {
+  std::vector<std::string> passwords;
+  database::statement row(in_, "SELECT password FROM app_password WHERE listener=?");
+  row.with(who.id);
+  while (row.step()) passwords.push_back(row.text(0));
+  return passwords;
+}
+
+std::optional<person> listeners::of_app_password(const std::string& password) {
+  database::statement row(
+      in_, "SELECT l.id, l.name FROM app_password a JOIN listener l ON l.id=a.listener WHERE a.password=?");
+  if (!row.with(password).step()) return std::nullopt;
+  return person{row.number(0), row.text(1)};
 }
 
 // ---- Guessing ------------------------------------------------------------------------------------------------------

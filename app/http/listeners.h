@@ -5,13 +5,12 @@
 
 #include <cstdint>
 #include <map>
-#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
 
-struct sqlite3;
+#include "http/database.h"
 
 namespace app::http {
 
@@ -22,17 +21,14 @@ struct person {
 
 class listeners {
  public:
-  /** Opens the file, or makes it, readable for its owner alone. */
-  explicit listeners(const std::string& path);
-  ~listeners();
-  listeners(const listeners&) = delete;
-  listeners& operator=(const listeners&) = delete;
+  explicit listeners(database& in);
 
   /** Adds somebody, or gives who is there another password and ends their sign-ins. */
   void put(const std::string& name, const std::string& password);
   bool remove(const std::string& name);
   std::vector<std::string> names();
   bool anybody();
+  std::optional<person> named(const std::string& name);
 
   /** Signs somebody in: the secret of their cookie, nothing for a wrong name or password, which take the same time. */
   std::optional<std::string> sign_in(const std::string& name, const std::string& password);
@@ -44,12 +40,15 @@ class listeners {
   bool owns(const person& who, const std::string& station);
   void disown(const std::string& station);
 
- private:
-  class query;
-  void run(const char* sql);
+  /** Passwords of apps, which sign in for somebody without their own: random, one for each app, told when it is made. Kept as they
+   *  are, since a token of an app can't be checked against a digest; they open the music, and nothing on the page. */
+  std::string add_app(const person& who, const std::string& app);
+  bool remove_app(const person& who, const std::string& app);
+  std::vector<std::string> app_passwords(const person& who);
+  std::optional<person> of_app_password(const std::string& password);
 
-  std::mutex mutex_;
-  sqlite3* database_ = nullptr;
+ private:
+  database& in_;
 };
 
 /** Slows down who guesses passwords: after a few failures from an address, each further try has to wait, longer every time. */

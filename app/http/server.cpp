@@ -12,6 +12,7 @@
 #include "http/media.h"
 #include "http/page.h"
 #include "http/pool.h"
+#include "http/subsonic/rest.h"
 
 namespace app::http {
 
@@ -99,6 +100,7 @@ class server::work {
     add_page();
     add_sign_in();
     for (const route& one : api_routes()) add(one);
+    subsonic::add_rest(http_, in_, in_.kept, guesses_);
     add_media(http_, in_, [this](const httplib::Request& request) { known_asker(request); });
   }
 
@@ -132,13 +134,15 @@ class server::work {
     const bool known =
         is_address(name) || name == "localhost" || std::ranges::find(setup_.names, name) != setup_.names.end();
     if (!known) return put_error(response, 421, "this server isn't called so", "name it with --name"), false;
-    if (request.method == "GET" || request.method == "HEAD") return true;
+    // What apps ask for changes things by GET too, and needs no cookie of a browser's.
+    const bool of_apps = request.path.starts_with("/rest/");
+    if (!of_apps && (request.method == "GET" || request.method == "HEAD")) return true;
 
     const std::string origin = request.get_header_value("Origin"), site = request.get_header_value("Sec-Fetch-Site");
     const bool own = origin.empty() || origin == "http://" + host || origin == "https://" + host;
     const bool same_site = site.empty() || site == "same-origin" || site == "none";
     if (!own || !same_site) return put_error(response, 403, "a change that another site asks for"), false;
-    if (!request.get_header_value("Content-Type").starts_with("application/json"))
+    if (!of_apps && !request.get_header_value("Content-Type").starts_with("application/json"))
       return put_error(response, 415, "a change is asked for as application/json"), false;
     return true;
   }

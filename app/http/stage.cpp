@@ -263,4 +263,11 @@ size_t stage::open() const {
   return slots_.size();
 }
 
+std::vector<std::string> stage::open_ids() const {
+  const std::lock_guard held(mutex_);
+  std::vector<std::string> ids;
+  for (const auto& [id, its] : slots_) ids.push_back(id);
+  return ids;
+}
+
 }  // namespace app::http

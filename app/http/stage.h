@@ -84,6 +84,7 @@ class stage {
   /** Reports of all, and closes them. */
   void close_all();
   size_t open() const;
+  std::vector<std::string> open_ids() const;
 
  private:
   struct slot {
