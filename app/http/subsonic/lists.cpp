@@ -210,7 +210,7 @@ json sonic_similar(const rest_call& by) {
   return {{"sonicMatch", list}};
 }
 
-/** From one song to another over neighbours: always to the one that is left nearest to where it goes, as the lists of neighbours tell. */
+/** From one song to another: first what sounds like the one, nearest first, then what sounds like the other, nearest last. */
 json sonic_path(const rest_call& by) {
   const thing from = needed_song(by, "startSongId"), to = needed_song(by, "endSongId");
   const auto count = static_cast<size_t>(by.number("count", 25, 2, 100));
@@ -219,7 +219,6 @@ json sonic_path(const rest_call& by) {
                                     last = find_by_id(catalog, item_kind::track, to.id);
   if (!first || !last) throw trouble(trouble::not_found, "there is no such song");
 
-  // Half of the way from each end: nobody knows how far all others are from the goal, but each end knows its neighbours.
   const std::vector<near_song> ahead = near_to(by, from.id, 64), behind = near_to(by, to.id, 64);
   std::vector<std::pair<const item*, double>> path = {{&first->shown, 1}};
   const size_t between = count - 2, half = (between + 1) / 2;
