@@ -183,8 +183,7 @@ TEST_F(Rest, KeepsWhatAListenerSaysAndStationsHearIt) {
   const json list =
       get("createPlaylist", {{"name", "Mine"}, {"songId", on}, {"songId", first_song("Tone 5")["id"]}})["playlist"];
   EXPECT_EQ(list["songCount"], 2);
-  EXPECT_EQ(code_of("updatePlaylist",
-                    {{"playlistId", list["id"]}, {"songIndexToRemove", "0"}, {"songIdToAdd", on}}),
+  EXPECT_EQ(code_of("updatePlaylist", {{"playlistId", list["id"]}, {"songIndexToRemove", "0"}, {"songIdToAdd", on}}),
             -1);
   EXPECT_EQ(get("getPlaylist", {{"id", list["id"]}})["playlist"]["entry"].size(), 2u);
   EXPECT_EQ(code_of("deletePlaylist", {{"id", station}}), 50) << "a station makes its own list";

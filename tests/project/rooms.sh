@@ -58,7 +58,7 @@ if holds_inside catalog; then
   named_outside() {  # room, file, names
     printf '%s\n' "${sources[@]}" | grep --invert-match --regexp="^$1/" --regexp="^$2\$" | xargs grep --line-number --extended-regexp "$3" || true
   }
-  complain 'SQL or its engine outside catalog/store' "$(named_outside catalog/store app/http/listeners.cpp 'sqlite3\.h|SQLITE|"SELECT ')"
+  complain 'SQL or its engine outside catalog/store' "$(named_outside catalog/store "app/http/\(database\|listeners\|subsonic/keepings\)\.cpp" 'sqlite3\.h|SQLITE|"SELECT ')"
   complain 'the tag library outside catalog/intake' "$(named_outside catalog/intake app/http/pictures.cpp '[Tt]ag[Ll]ib')"
 fi
 exit "${failed:-0}"
