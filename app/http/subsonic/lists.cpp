@@ -10,7 +10,7 @@ namespace app::http::subsonic {
 
 namespace {
 
-constexpr uint32_t most_albums = 500, most_songs = 500;
+constexpr uint32_t most_songs = 500;
 
 velox_catalog_browsing page_of(const rest_call& by, uint32_t kind, const char* count, int64_t usual) {
   velox_catalog_browsing page = {};
