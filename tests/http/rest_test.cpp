@@ -198,4 +198,25 @@ TEST_F(Rest, KeepsWhatAListenerSaysAndStationsHearIt) {
   EXPECT_EQ(queue["entry"][0]["id"], on);
 }
 
+TEST_F(Rest, ManyAtOnceAllGetTheirAnswers) {
+  ASSERT_TRUE(serve()) << read("stderr");
+  const std::string song = first_song("Tone 1")["id"], other = first_song("Tone 7")["id"];
+  const std::string signed_in = "u=anna&p=x&f=json&";
+  const std::string asked[] = {
+      "findSonicPath?" + signed_in + "startSongId=" + song + "&endSongId=" + other,
+      "getSimilarSongs?" + signed_in + "id=" + song,
+      "getTopSongs?" + signed_in + "artist=Player+1",
+  };
+  std::atomic<int> answered = 0;
+  std::vector<std::thread> apps;
+  for (size_t i = 0; i < 48; ++i)  // more than there are handles of the catalogue
+    apps.emplace_back([&, i] {
+      httplib::Client app = client();
+      app.set_read_timeout(10);
+      if (app.Get("/rest/" + asked[i % std::size(asked)])) ++answered;
+    });
+  for (std::thread& one : apps) one.join();
+  EXPECT_EQ(answered, 48);
+}
+
 }  // namespace
